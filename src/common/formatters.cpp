@@ -1,0 +1,57 @@
+#include "common/formatters.h"
+
+#include "common/text_format.h"
+
+namespace kestrand {
+
+namespace {
+
+bool IsDigit(char16_t c) { return c >= u'0' && c <= u'9'; }
+
+// Inserts "," after every third digit counted from the right.
+std::u16string GroupDigits(std::u16string_view digits) {
+  std::u16string grouped;
+  for (size_t i = 0; i < digits.size(); ++i) {
+    if (i != 0 && (digits.size() - i) % 3 == 0) grouped += u',';
+    grouped += digits[i];
+  }
+  return grouped;
+}
+
+}  // namespace
+
+uint32_t FormatHex(uint32_t value, std::u16string& place) {
+  place = FormatWide(u"0x%08lx", value);
+  return 0;
+}
+
+uint32_t FormatGrouped(uint64_t value, std::u16string& place) {
+  place = GroupDigits(FormatWide(u"%I64u", value));
+  return 0;
+}
+
+// Groups the run of digits before the decimal point (after a sign); text the
+// C library gives for infinities and NaNs has no such run and stays as it is.
+uint32_t FormatGroupedReal(double value, std::u16string& place) {
+  std::u16string text = AnsiToWide(FormatNarrow("%.2f", value));
+  size_t start = (!text.empty() && text[0] == u'-') ? 1 : 0;
+  size_t end = start;
+  while (end < text.size() && IsDigit(text[end])) ++end;
+  place = text.substr(0, start) + GroupDigits(std::u16string_view(text).substr(start, end - start)) + text.substr(end);
+  return 0;
+}
+
+uint32_t FormatGuid(const GUID& guid, std::u16string& place) {
+  place = FormatWide(u"%08x-%04x-%04x-%02x%02x-%02x%02x%02x%02x%02x%02x", guid.Data1, guid.Data2, guid.Data3,
+                     guid.Data4[0], guid.Data4[1], guid.Data4[2], guid.Data4[3], guid.Data4[4], guid.Data4[5],
+                     guid.Data4[6], guid.Data4[7]);
+  return 0;
+}
+
+uint32_t AppendString(std::string& place, const char* text) {
+  if (!text) return ERROR_INVALID_PARAMETER_CODE;
+  place += text;
+  return 0;
+}
+
+}  // namespace kestrand

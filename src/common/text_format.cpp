@@ -1,0 +1,359 @@
+#include "common/text_format.h"
+
+#include <cstdio>
+#include <cctype>
+#include <cstring>
+
+namespace kestrand {
+
+uint64_t FormatArg::Bits() const {
+  switch (kind_) {
+    case Kind::Signed:
+    case Kind::Unsigned:
+      return int_;
+    case Kind::Real:
+      return static_cast<uint64_t>(static_cast<int64_t>(real_));
+    default:
+      return 0;
+  }
+}
+
+double FormatArg::Real() const {
+  switch (kind_) {
+    case Kind::Real:
+      return real_;
+    case Kind::Signed:
+      return static_cast<double>(static_cast<int64_t>(int_));
+    case Kind::Unsigned:
+      return static_cast<double>(int_);
+    default:
+      return 0.0;
+  }
+}
+
+size_t WideLength(const char16_t* text) {
+  if (text == nullptr) return 0;
+  size_t n = 0;
+  while (text[n] != 0) ++n;
+  return n;
+}
+
+std::string WideToAnsi(std::u16string_view text, bool* lossless) {
+  std::string out;
+  out.reserve(text.size());
+  bool exact = true;
+  for (char16_t unit : text) {
+    if (unit < 0x80) {
+      out.push_back(static_cast<char>(unit));
+    } else {
+      out.push_back('?');
+      exact = false;
+    }
+  }
+  if (lossless != nullptr) *lossless = exact;
+  return out;
+}
+
+std::u16string AnsiToWide(std::string_view text) {
+  std::u16string out;
+  out.reserve(text.size());
+  for (char c : text) out.push_back(static_cast<unsigned char>(c));
+  return out;
+}
+
+namespace {
+
+// One conversion specification: %[flags][width][.precision][size]type
+struct Spec {
+  bool left = false, plus = false, space = false, alt = false, zero = false;
+  int width = 0;
+  int precision = -1;
+  enum class Size { None, Short, Char, Long, LongLong, I64, I32, Wide } size = Size::None;
+  char type = 0;
+};
+
+// Integer width in bits that a spec reads: "long" is 32 bits here.
+int IntegerBits(const Spec& s) {
+  switch (s.size) {
+    case Spec::Size::Short: return 16;
+    case Spec::Size::Char: return 8;
+    case Spec::Size::LongLong:
+    case Spec::Size::I64: return 64;
+    default: return 32;
+  }
+}
+
+std::string FormatInteger(const Spec& s, uint64_t bits) {
+  const int width_bits = IntegerBits(s);
+  const uint64_t mask = width_bits == 64 ? ~uint64_t{0} : ((uint64_t{1} << width_bits) - 1);
+  uint64_t value = bits & mask;
+  bool negative = false;
+  if (s.type == 'd' || s.type == 'i') {
+    const uint64_t sign = uint64_t{1} << (width_bits - 1);
+    if (value & sign) {
+      negative = true;
+      value = (~value + 1) & mask;
+    }
+  }
+  unsigned base = 10;
+  const char* digits = "0123456789abcdef";
+  if (s.type == 'x' || s.type == 'p') base = 16;
+  if (s.type == 'X') {
+    base = 16;
+    digits = "0123456789ABCDEF";
+  }
+  if (s.type == 'o') base = 8;
+
+  std::string body;
+  if (value == 0) {
+    if (s.precision != 0) body = "0";
+  } else {
+    while (value != 0) {
+      body.insert(body.begin(), digits[value % base]);
+      value /= base;
+    }
+  }
+  if (s.type == 'p') {
+    const size_t want = 16;
+    if (body.size() < want) body.insert(0, want - body.size(), '0');
+    for (char& c : body) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  }
+  if (s.precision > 0 && body.size() < static_cast<size_t>(s.precision))
+    body.insert(0, static_cast<size_t>(s.precision) - body.size(), '0');
+  if (s.alt && s.type == 'o' && (body.empty() || body[0] != '0')) body.insert(0, "0");
+
+  std::string prefix;
+  if (negative)
+    prefix = "-";
+  else if ((s.type == 'd' || s.type == 'i') && s.plus)
+    prefix = "+";
+  else if ((s.type == 'd' || s.type == 'i') && s.space)
+    prefix = " ";
+  if (s.alt && (bits & mask) != 0) {
+    if (s.type == 'x') prefix += "0x";
+    if (s.type == 'X') prefix += "0X";
+  }
+
+  const size_t len = prefix.size() + body.size();
+  const size_t width = static_cast<size_t>(s.width);
+  if (len >= width) return prefix + body;
+  const size_t pad = width - len;
+  if (s.left) return prefix + body + std::string(pad, ' ');
+  if (s.zero && s.precision < 0) return prefix + std::string(pad, '0') + body;
+  return std::string(pad, ' ') + prefix + body;
+}
+
+std::string FormatReal(const Spec& s, double value) {
+  char fmt[32];
+  char* p = fmt;
+  *p++ = '%';
+  if (s.left) *p++ = '-';
+  if (s.plus) *p++ = '+';
+  if (s.space) *p++ = ' ';
+  if (s.alt) *p++ = '#';
+  if (s.zero) *p++ = '0';
+  *p = 0;
+  std::string f(fmt);
+  f += "*.*";
+  f += s.type;
+  const int precision = s.precision < 0 ? 6 : (s.precision > 60 ? 60 : s.precision);
+  const int width = s.width > 400 ? 400 : s.width;
+  char buffer[512];
+  const int n = std::snprintf(buffer, sizeof buffer, f.c_str(), width, precision, value);
+  if (n < 0) return std::string();
+  return std::string(buffer, static_cast<size_t>(n) < sizeof buffer ? static_cast<size_t>(n) : sizeof buffer - 1);
+}
+
+template <class Out>
+void Pad(Out& out, const Spec& s, size_t len, bool before) {
+  if (s.width <= 0 || len >= static_cast<size_t>(s.width)) return;
+  if (before == s.left) return;
+  out.append(static_cast<size_t>(s.width) - len, ' ');
+}
+
+// Appends a string argument. The argument carries its own width, so a wide
+// string given to a narrow format (or the reverse) still prints its text.
+template <class C>
+void AppendText(std::basic_string<C>& out, const Spec& s, const FormatArg* arg) {
+  const char* narrow = arg ? arg->Narrow() : nullptr;
+  const char16_t* wide = arg ? arg->Wide() : nullptr;
+  std::basic_string<C> text;
+  if (narrow == nullptr && wide == nullptr) {
+    for (const char* n = "(null)"; *n; ++n) text.push_back(static_cast<C>(*n));
+  } else if (narrow != nullptr) {
+    size_t n = std::strlen(narrow);
+    if (s.precision >= 0 && n > static_cast<size_t>(s.precision)) n = static_cast<size_t>(s.precision);
+    for (size_t i = 0; i < n; ++i) text.push_back(static_cast<C>(static_cast<unsigned char>(narrow[i])));
+  } else {
+    size_t n = WideLength(wide);
+    if (s.precision >= 0 && n > static_cast<size_t>(s.precision)) n = static_cast<size_t>(s.precision);
+    if constexpr (sizeof(C) == 1) {
+      text = WideToAnsi(std::u16string_view(wide, n));
+    } else {
+      text.assign(wide, wide + n);
+    }
+  }
+  Pad(out, s, text.size(), true);
+  out += text;
+  Pad(out, s, text.size(), false);
+}
+
+template <class C>
+std::basic_string<C> Widen(const std::string& ascii) {
+  return std::basic_string<C>(ascii.begin(), ascii.end());
+}
+
+template <class C>
+std::basic_string<C> FormatAny(std::basic_string_view<C> format, FormatArgs args) {
+  constexpr bool kWideFormat = sizeof(C) == 2;
+  std::basic_string<C> out;
+  const FormatArg* next = args.begin();
+  auto take = [&]() -> const FormatArg* { return next != args.end() ? next++ : nullptr; };
+
+  size_t i = 0;
+  const size_t n = format.size();
+  while (i < n) {
+    C c = format[i++];
+    if (c != '%') {
+      out.push_back(c);
+      continue;
+    }
+    if (i >= n) break;
+    if (format[i] == '%') {
+      out.push_back('%');
+      ++i;
+      continue;
+    }
+    Spec s;
+    for (; i < n; ++i) {
+      const C f = format[i];
+      if (f == '-') s.left = true;
+      else if (f == '+') s.plus = true;
+      else if (f == ' ') s.space = true;
+      else if (f == '#') s.alt = true;
+      else if (f == '0') s.zero = true;
+      else break;
+    }
+    auto read_number = [&](int& target) {
+      if (i < n && format[i] == '*') {
+        const FormatArg* a = take();
+        int64_t v = a ? static_cast<int32_t>(a->Bits()) : 0;
+        if (v < 0) {
+          s.left = true;
+          v = -v;
+        }
+        target = static_cast<int>(v > 4096 ? 4096 : v);
+        ++i;
+        return;
+      }
+      int64_t v = 0;
+      while (i < n && format[i] >= '0' && format[i] <= '9') {
+        v = v * 10 + (format[i] - '0');
+        if (v > 4096) v = 4096;
+        ++i;
+      }
+      target = static_cast<int>(v);
+    };
+    read_number(s.width);
+    if (i < n && format[i] == '.') {
+      ++i;
+      read_number(s.precision);
+    }
+    // Size prefix.
+    if (i < n) {
+      const C f = format[i];
+      if (f == 'h') {
+        ++i;
+        s.size = Spec::Size::Short;
+        if (i < n && format[i] == 'h') {
+          ++i;
+          s.size = Spec::Size::Char;
+        }
+      } else if (f == 'l') {
+        ++i;
+        s.size = Spec::Size::Long;
+        if (i < n && format[i] == 'l') {
+          ++i;
+          s.size = Spec::Size::LongLong;
+        }
+      } else if (f == 'w') {
+        ++i;
+        s.size = Spec::Size::Wide;
+      } else if (f == 'L' || f == 'z' || f == 't' || f == 'j') {
+        ++i;
+        s.size = (f == 'L') ? Spec::Size::None : Spec::Size::I64;
+      } else if (f == 'I') {
+        ++i;
+        if (i + 1 < n && format[i] == '6' && format[i + 1] == '4') {
+          i += 2;
+          s.size = Spec::Size::I64;
+        } else if (i + 1 < n && format[i] == '3' && format[i + 1] == '2') {
+          i += 2;
+          s.size = Spec::Size::I32;
+        } else {
+          s.size = Spec::Size::I64;  // pointer-sized on x86-64
+        }
+      }
+    }
+    if (i >= n) break;
+    const C type = format[i++];
+    s.type = static_cast<char>(type);
+    switch (type) {
+      case 'd': case 'i': case 'u': case 'x': case 'X': case 'o': case 'p': {
+        const FormatArg* a = take();
+        if (type == 'p') s.size = Spec::Size::I64;
+        out += Widen<C>(FormatInteger(s, a ? a->Bits() : 0));
+        break;
+      }
+      case 'f': case 'F': case 'e': case 'E': case 'g': case 'G': case 'a': case 'A': {
+        const FormatArg* a = take();
+        out += Widen<C>(FormatReal(s, a ? a->Real() : 0.0));
+        break;
+      }
+      case 'c': case 'C': {
+        const FormatArg* a = take();
+        const uint64_t v = a ? a->Bits() : 0;
+        // In a wide format %c is a wide character unless marked narrow (h).
+        const bool wide_char = (type == 'c') == kWideFormat ? s.size != Spec::Size::Short
+                                                           : (s.size == Spec::Size::Long || s.size == Spec::Size::Wide);
+        C ch;
+        if (wide_char) {
+          const char16_t u = static_cast<char16_t>(v & 0xFFFF);
+          ch = kWideFormat ? static_cast<C>(u) : static_cast<C>(u < 0x80 ? u : '?');
+        } else {
+          ch = static_cast<C>(static_cast<unsigned char>(v & 0xFF));
+        }
+        std::basic_string<C> text(1, ch);
+        Pad(out, s, 1, true);
+        out += text;
+        Pad(out, s, 1, false);
+        break;
+      }
+      case 's': case 'S': case 'Z': {
+        AppendText(out, s, take());
+        break;
+      }
+      case 'n':
+        take();  // never writes through an argument
+        break;
+      default:
+        // Unknown conversion: written as it stands.
+        out.push_back('%');
+        out.push_back(type);
+        break;
+    }
+  }
+  return out;
+}
+
+}  // namespace
+
+std::u16string FormatWideArgs(std::u16string_view format, FormatArgs args) {
+  return FormatAny<char16_t>(format, args);
+}
+
+std::string FormatNarrowArgs(std::string_view format, FormatArgs args) {
+  return FormatAny<char>(format, args);
+}
+
+}  // namespace kestrand

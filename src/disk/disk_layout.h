@@ -1,0 +1,101 @@
+// The partition layout of one disk: the DRIVE_LAYOUT_INFORMATION_EX buffer the
+// layout query filled, and the class chosen from it, which decides whether the
+// disk is raw, basic or dynamic.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+
+#include "platform/types.h"
+
+namespace kestrand {
+
+class CDisk;
+class CKestrandTreeNode;
+
+// What GetDiskKind answers.
+constexpr uint32_t DISK_KIND_RAW = 0;
+constexpr uint32_t DISK_KIND_BASIC = 1;
+constexpr uint32_t DISK_KIND_DYNAMIC = 2;
+
+constexpr uint8_t MBR_TYPE_LDM = 0x42;
+
+class CDiskLayout {
+ public:
+  CDiskLayout() = default;
+  virtual ~CDiskLayout();
+  CDiskLayout(const CDiskLayout&) = delete;
+  CDiskLayout& operator=(const CDiskLayout&) = delete;
+
+  virtual uint32_t PrintText(FILE* stream);
+  virtual uint32_t AddToReport(CKestrandTreeNode* node);
+  virtual uint32_t GetDiskKind();
+  virtual uint32_t GetPartitionStyle();
+
+  // Takes ownership of a malloc'ed buffer of `size` bytes (freed with free()).
+  void SetBuffer(uint8_t* buffer, uint32_t size);
+  void SetPartitionStyle(uint32_t style) { partitionStyle_ = style; }
+  void SetDisk(CDisk* disk) { disk_ = disk; }
+  void SetDiskNumber(uint32_t number) { diskNumber_ = number; }
+
+  uint32_t PartitionStyleField() const { return partitionStyle_; }
+  CDisk* Disk() const { return disk_; }
+  uint32_t DiskNumber() const { return diskNumber_; }
+  uint32_t BufferSize() const { return bufferSize_; }
+
+  // The 48-byte head of the buffer; nullptr when the buffer is shorter.
+  const DRIVE_LAYOUT_INFORMATION_EX* Head() const;
+  // The PartitionCount as the driver wrote it (0 without a head).
+  uint32_t PartitionCount() const;
+  // How many entries the buffer really holds: the PartitionCount, cut to the
+  // entries that fit in the bytes we have, so a hostile count never reads past.
+  uint32_t EntryCount() const;
+  // Entry i (< EntryCount()); nullptr past the end.
+  const PARTITION_INFORMATION_EX* Entry(uint32_t i) const;
+
+  // PartitionLength / BytesPerSector of the disk's geometry; 0 without a
+  // geometry or with 0 bytes per sector.
+  uint64_t TotalSectors(const PARTITION_INFORMATION_EX& entry) const;
+
+ private:
+  uint32_t partitionStyle_ = PARTITION_STYLE_RAW;
+  uint8_t* buffer_ = nullptr;
+  uint32_t bufferSize_ = 0;
+  CDisk* disk_ = nullptr;
+  uint32_t diskNumber_ = 0;
+};
+
+class CMbrDiskLayout : public CDiskLayout {
+ public:
+  uint32_t PrintText(FILE* stream) override;
+  uint32_t AddToReport(CKestrandTreeNode* node) override;
+  uint32_t GetDiskKind() override;
+  uint32_t GetPartitionStyle() override { return PARTITION_STYLE_MBR; }
+
+  uint32_t PrintPartitionTable(FILE* stream);
+  uint32_t AddPartitionsToReport(CKestrandTreeNode* layoutNode);
+};
+
+class CGptDiskLayout : public CDiskLayout {
+ public:
+  uint32_t PrintText(FILE* stream) override;
+  uint32_t AddToReport(CKestrandTreeNode* node) override;
+  uint32_t GetDiskKind() override;
+  uint32_t GetPartitionStyle() override { return PARTITION_STYLE_GPT; }
+
+  uint32_t PrintPartitionTable(FILE* stream);
+  uint32_t AddPartitionsToReport(CKestrandTreeNode* layoutNode);
+};
+
+class CRawDiskLayout : public CDiskLayout {
+ public:
+  uint32_t PrintText(FILE* stream) override;
+  uint32_t AddToReport(CKestrandTreeNode* node) override;
+};
+
+// A new, empty layout object of the class that suits this buffer: MBR with
+// entries, GPT, or RAW for everything else (an MBR layout without entries
+// included). nullptr when it cannot be allocated.
+CDiskLayout* NewLayoutFor(const uint8_t* buffer, uint32_t size);
+
+}  // namespace kestrand

@@ -1,0 +1,69 @@
+// The report format dialect: what the format strings of the reports must
+// produce on every build.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+
+#include "common/text_format.h"
+
+namespace kestrand {
+namespace {
+
+TEST(TextFormat, WideStringsAndWidths) {
+  EXPECT_EQ(FormatWide(u"%28s %lu Summary\n", u"Disk", 3u),
+            u"                        Disk 3 Summary\n");
+  EXPECT_EQ(FormatWide(u"%-20s|", u"Primary"), u"Primary             |");
+  EXPECT_EQ(FormatWide(u"%20s: %s\n", u"Computer Name", u"HOST"), u"       Computer Name: HOST\n");
+  // A narrow argument in a wide format (and the reverse) still prints its text.
+  EXPECT_EQ(FormatWide(u"%S and %s", "narrow", u"wide"), u"narrow and wide");
+  EXPECT_EQ(FormatNarrow("\n%10s: %s", "DiskGroup", "Red"), "\n DiskGroup: Red");
+  EXPECT_EQ(FormatNarrow("%.3s|", "abcdef"), "abc|");
+}
+
+TEST(TextFormat, MissingStringsAndArgumentsPrintAsNull) {
+  const char16_t* none = nullptr;
+  EXPECT_EQ(FormatWide(u"%20s: %s\n", u"Product Type", none), u"        Product Type: (null)\n");
+  EXPECT_EQ(FormatNarrow("%s %d"), "(null) 0");
+}
+
+TEST(TextFormat, LongIsThirtyTwoBitsAndI64IsSixtyFour) {
+  const uint64_t big = 5000000000ull;
+  EXPECT_EQ(FormatNarrow("%I64u", big), "5000000000");
+  EXPECT_EQ(FormatNarrow("%llu", big), "5000000000");
+  EXPECT_EQ(FormatNarrow("%lu", big), "705032704");  // cut to 32 bits
+  EXPECT_EQ(FormatNarrow("%d", -1), "-1");
+  EXPECT_EQ(FormatNarrow("%u", -1), "4294967295");
+  EXPECT_EQ(FormatNarrow("%I64d", int64_t{-5000000000}), "-5000000000");
+  EXPECT_EQ(FormatNarrow("%hu", 70000), "4464");
+}
+
+TEST(TextFormat, PaddingFlagsAndHex) {
+  EXPECT_EQ(FormatWide(u"Status code %04u : Disk %04lu : ", 7u, 12u), u"Status code 0007 : Disk 0012 : ");
+  EXPECT_EQ(FormatNarrow("0x%08lx", 66u), "0x00000042");
+  EXPECT_EQ(FormatNarrow("%X|%#x|%#x", 0xBEEFu, 255u, 0u), "BEEF|0xff|0");
+  EXPECT_EQ(FormatNarrow("%12lu |%-5d|%05d|%+d", 42u, 7, -42, 3), "          42 |7    |-0042|+3");
+  EXPECT_EQ(FormatNarrow("%02x%02x", 0x0a, 0xff), "0aff");
+  EXPECT_EQ(FormatNarrow("%.2f", 1234.5), "1234.50");
+  EXPECT_EQ(FormatNarrow("%*d|%-*d|", 4, 1, 3, 2), "   1|2  |");
+  EXPECT_EQ(FormatNarrow("100%% %c%c", 'o', 'k'), "100% ok");
+  EXPECT_EQ(FormatWide(u"\t%c: = %s", u'C', u"dev"), u"\tC: = dev");
+}
+
+TEST(TextFormat, HostileFormatsStayBounded) {
+  // A trailing "%", an unknown conversion and %n neither crash nor write.
+  EXPECT_EQ(FormatNarrow("50%"), "50");
+  EXPECT_EQ(FormatNarrow("%y|%n|", 1), "%y||");
+  EXPECT_EQ(FormatNarrow("%99999999d", 1).size(), 4096u);
+}
+
+TEST(TextFormat, AnsiConversionIsTheSameEverywhere) {
+  bool lossless = false;
+  EXPECT_EQ(WideToAnsi(u"Disk 1", &lossless), "Disk 1");
+  EXPECT_TRUE(lossless);
+  EXPECT_EQ(WideToAnsi(u"caf\u00e9 \u4e2d", &lossless), "caf? ?");
+  EXPECT_FALSE(lossless);
+  EXPECT_EQ(AnsiToWide("a\xff"), std::u16string(u"a\u00ff"));
+}
+
+}  // namespace
+}  // namespace kestrand
