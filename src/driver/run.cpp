@@ -25,7 +25,7 @@ void Report(CKestrand& kestrand, const CommandLine& line, FILE* text) {
 void ResetDisks(CKestrand& kestrand) {
   for (CPtrListIterator<CDisk> it(kestrand.Disks); !it.AtEnd(); it.Advance()) {
     CDisk* disk = it.Current();
-    if (disk->IsDiskNumberKnown()) disk->Reset();
+    if (disk->DiskNumberKnown()) disk->Reset();
   }
 }
 
