@@ -1,10 +1,21 @@
-# Cross-compiling for Windows x86-64 with Debian's mingw-w64 (posix threads).
+# Cross-build of the Windows x86-64 tool with mingw-w64 (posix threads model).
+# cmake -S . -B build-windows -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64.cmake
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)
-set(CMAKE_C_COMPILER x86_64-w64-mingw32-gcc-posix)
-set(CMAKE_CXX_COMPILER x86_64-w64-mingw32-g++-posix)
-set(CMAKE_RC_COMPILER x86_64-w64-mingw32-windres)
-set(CMAKE_FIND_ROOT_PATH /usr/x86_64-w64-mingw32)
+
+set(KESTRAND_MINGW_PREFIX x86_64-w64-mingw32)
+set(CMAKE_C_COMPILER ${KESTRAND_MINGW_PREFIX}-gcc-posix)
+set(CMAKE_CXX_COMPILER ${KESTRAND_MINGW_PREFIX}-g++-posix)
+set(CMAKE_RC_COMPILER ${KESTRAND_MINGW_PREFIX}-windres)
+
+set(CMAKE_FIND_ROOT_PATH /usr/${KESTRAND_MINGW_PREFIX})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+
+# Tests of the cross-build run under wine when it is installed.
+find_program(KESTRAND_WINE wine)
+if(KESTRAND_WINE)
+  set(CMAKE_CROSSCOMPILING_EMULATOR ${KESTRAND_WINE})
+endif()

@@ -111,17 +111,15 @@ class CPtrList {
 template <class T>
 class CPtrListIterator {
  public:
-  explicit CPtrListIterator(const CPtrList<T>& list) : first_(list.First()), current_(first_) {}
+  explicit CPtrListIterator(const CPtrList<T>& list) : current_(list.First()) {}
 
   T* Current() const { return current_ ? current_->Item : nullptr; }
   void Advance() {
     if (current_) current_ = current_->Next;
   }
   bool AtEnd() const { return current_ == nullptr; }
-  void Restart() { current_ = first_; }
 
  private:
-  CPtrListNode<T>* first_;
   CPtrListNode<T>* current_;
 };
 

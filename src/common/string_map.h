@@ -66,7 +66,7 @@ class CStringMap {
   uint32_t ForEach(Visit visit) const {
     for (const auto& bucket : buckets_) {
       for (CPtrListIterator<Entry> it(*bucket); !it.AtEnd(); it.Advance()) {
-        uint32_t code = visit(static_cast<const CWideString&>(*it.Current()->Key), it.Current()->Value);
+        uint32_t code = visit(*it.Current()->Key, it.Current()->Value);
         if (code != 0) return code;
       }
     }

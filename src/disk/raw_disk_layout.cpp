@@ -1,0 +1,26 @@
+// RAW layouts: no partition table (or an MBR table without entries).
+#include "common/text_writer.h"
+#include "common/tree_node.h"
+#include "common/xml_writer.h"
+#include "disk/disk_layout.h"
+
+namespace kestrand {
+
+uint32_t CRawDiskLayout::PrintText(FILE* stream) {
+  if (!stream) return ERROR_INVALID_PARAMETER_CODE;
+  PrintWide(stream, u"%20s PartitionStyle\n", u"RAW");
+  PrintWide(stream, u"%20d PartitionCount\n", 0);
+  return 0;
+}
+
+uint32_t CRawDiskLayout::AddToReport(CKestrandTreeNode* node) {
+  if (!node) return ERROR_INVALID_PARAMETER_CODE;
+  CKestrandTreeNode* layoutNode = node->AddChild("DiskLayout");
+  if (!layoutNode) return ERROR_NOT_ENOUGH_MEMORY_CODE;
+  uint32_t code = CKestrandXMLWriter::SetElementDisplay(layoutNode, "Disk Layout", "3");
+  if (code == 0) code = CKestrandXMLWriter::NewAttribute(layoutNode, "PartitionStyle", "RAW");
+  if (code == 0) code = CKestrandXMLWriter::NewAttributeULL(layoutNode, "PartitionCount", PartitionCount());
+  return code;
+}
+
+}  // namespace kestrand

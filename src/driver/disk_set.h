@@ -1,0 +1,33 @@
+// The analysis disk set: the disks that take part in the merged record tree
+// and the analysis, without owning them, and the root of that tree.
+#pragma once
+
+#include <cstdint>
+
+#include "common/ptr_list.h"
+
+namespace kestrand {
+
+class CDisk;
+class CKestrand;
+struct RECORD_TREE_NODE;
+
+class CDiskSet {
+ public:
+  CDiskSet() = default;
+  ~CDiskSet();
+  CDiskSet(const CDiskSet&) = delete;
+  CDiskSet& operator=(const CDiskSet&) = delete;
+
+  CPtrList<CDisk> Disks{false};
+  CDisk* BootDisk = nullptr;
+  CDisk* SystemDisk = nullptr;
+  // Owned: freed with the set (its nodes only refer to the disks' records).
+  RECORD_TREE_NODE* RecordTree = nullptr;
+};
+
+// Every disk whose number is known, in list order, then the merged record
+// tree of their LDM databases. 87 without `kestrand`.
+uint32_t BuildDiskSet(CDiskSet* diskSet, CKestrand* kestrand);
+
+}  // namespace kestrand

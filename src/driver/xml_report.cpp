@@ -1,0 +1,100 @@
+// The XML report: the document frame, the disks sorted into their sections,
+// and the analysis branches, built as one tree and written in one pass.
+#include <memory>
+
+#include "analysis/pending_analysis.h"
+#include "common/tree_node.h"
+#include "common/xml_writer.h"
+#include "disk/disk.h"
+#include "disk/disk_layout.h"
+#include "driver/disk_set.h"
+#include "driver/kestrand.h"
+
+namespace kestrand {
+
+namespace {
+
+CKestrandTreeNode* AddSection(CKestrandTreeNode* parent, const char* name, const char* caption, const char* icon) {
+  CKestrandTreeNode* section = parent->AddChild(name);
+  if (section && CKestrandXMLWriter::SetElementDisplay(section, caption, icon) != 0) return nullptr;
+  return section;
+}
+
+struct DiskSections {
+  CKestrandTreeNode* Basic;
+  CKestrandTreeNode* BasicWithLdm;
+  CKestrandTreeNode* Dynamic;
+};
+
+// Each shown disk goes into one section; raw disks and disks without a
+// layout or number are in none.
+uint32_t AddDisks(CPtrList<CDisk>& disks, const DiskSections& sections) {
+  for (CPtrListIterator<CDisk> it(disks); !it.AtEnd(); it.Advance()) {
+    CDisk* disk = it.Current();
+    if (!disk->DiskNumberKnown() || !disk->Layout()) continue;
+    uint32_t kind = disk->Layout()->GetDiskKind();
+    CKestrandTreeNode* section = nullptr;
+    if (disk->BasicDiskWithLdmDatabase())
+      section = sections.BasicWithLdm;
+    else if (kind == DISK_KIND_BASIC)
+      section = sections.Basic;
+    else if (kind == DISK_KIND_DYNAMIC)
+      section = sections.Dynamic;
+    if (!section) continue;
+    uint32_t code = disk->AddToReport(section, true);
+    if (code != 0) return code;
+  }
+  return 0;
+}
+
+uint32_t AddAnalysis(CKestrand& kestrand, CKestrandTreeNode* root, CKestrandTreeNode* dynamicDisks) {
+  auto diskSet = std::make_unique<CDiskSet>();
+  uint32_t code = BuildDiskSet(diskSet.get(), &kestrand);
+  if (code != 0) return code;
+
+  // Built even when DynamicDisks was detached: then it is simply not written.
+  CKestrandTreeNode* tests = AddSection(dynamicDisks, "Tests", "Tests", "0");
+  if (!tests) return ERROR_NOT_ENOUGH_MEMORY_CODE;
+  code = AddUniqueDiskIdsTest(diskSet.get(), tests);
+  if (code != 0) return code;
+
+  CKestrandTreeNode* virtualStructure = AddSection(root, "VirtualStructure", "Virtual Structure", "0");
+  if (!virtualStructure) return ERROR_NOT_ENOUGH_MEMORY_CODE;
+  code = AddVirtualStructure(diskSet.get(), virtualStructure, diskSet->RecordTree, &diskSet->Disks);
+  if (code != 0) return code;
+  if (!virtualStructure->FirstChild() &&
+      !AddSection(virtualStructure, "VirtualStructure", "NoValidDynamicDisks", "4"))
+    return ERROR_NOT_ENOUGH_MEMORY_CODE;
+
+  if (kestrand.LiveDisks) AddPrimaryPackDetermination(diskSet.get(), root);
+  return 0;
+}
+
+}  // namespace
+
+uint32_t CKestrand::WriteAnalysis(const char* fileName) {
+  if (!fileName) return ERROR_INVALID_PARAMETER_CODE;
+  // The tree is built once and freed when it has been written (or refused).
+  auto tree = std::make_unique<CKestrandTreeNode>("root");
+  CKestrandTreeNode* root = tree.get();
+  uint32_t code = CKestrandXMLWriter::SetElementDisplay(root, "Kestrand", "1");
+  if (code == 0) code = AddSystemInformation(root);
+  if (code == 0) code = AddMountPoints(root);
+  if (code == 0) code = AddDriveLetters(root);
+  if (code != 0) return code;
+
+  DiskSections sections{AddSection(root, "BasicDisks", "Basic Disks", "0"),
+                        AddSection(root, "BasicDisksWithLDMDB", "Basic Disks w/ LDM DB", "0"),
+                        AddSection(root, "DynamicDisks", "Dynamic Disks", "0")};
+  if (!sections.Basic || !sections.BasicWithLdm || !sections.Dynamic) return ERROR_NOT_ENOUGH_MEMORY_CODE;
+  code = AddDisks(Disks, sections);
+  if (code != 0) return code;
+  for (CKestrandTreeNode* section : {sections.Basic, sections.BasicWithLdm, sections.Dynamic})
+    if (!section->FirstChild()) section->Detach();
+
+  code = AddAnalysis(*this, root, sections.Dynamic);
+  if (code != 0) return code;
+  return WriteXmlDocument(fileName, root);
+}
+
+}  // namespace kestrand

@@ -1,0 +1,84 @@
+#include "ldm/config_reader.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+#include "common/bounded_text.h"
+#include "disk/disk.h"
+#include "ldm/ldm_database.h"
+#include "ldm/read_failure_message.h"
+
+namespace kestrand {
+
+bool CONFIG_WRAPPER::ReadArea(CDisk* disk, uint32_t size, uint32_t& code) {
+  code = 0;
+  Bytes.reset();
+  ByteCount = 0;
+  // One spare byte keeps calloc from being asked for nothing.
+  Bytes.reset(static_cast<uint8_t*>(std::calloc(1, static_cast<size_t>(size) + 1)));
+  if (!Bytes) {
+    code = ERROR_NOT_ENOUGH_MEMORY_CODE;
+    return false;
+  }
+  ByteCount = size;
+  int64_t readOffset = static_cast<int64_t>(Offset);
+  ReadAttempted = true;
+  ReadStatus = disk->ReadDisk(readOffset, size, Bytes.get());
+  if (ReadStatus < 0) {
+    PrintReadFailure(ReadStatus, disk->DiskNumber(), u"CONFIG_WRAPPER::Initialize()", u"Call to NtReadFile() failed. 7");
+    return false;
+  }
+  return true;
+}
+
+uint32_t CONFIG_WRAPPER::Initialize(LDM_DATABASE* owner, CDisk* disk, uint64_t offset) {
+  if (!owner || !disk) return ERROR_INVALID_PARAMETER_CODE;
+  Owner = owner;
+  Offset = offset;
+  CopyBounded(Name, sizeof Name, "Primary");
+  Header.reset(new (std::nothrow) CONFIG_HEADER());
+  if (!Header) return ERROR_NOT_ENOUGH_MEMORY_CODE;
+
+  uint32_t size = kConfigFirstReadBytes;
+  // The first read guesses the size; the header then tells the true one, and
+  // the area is read once more at that size. A header that still disagrees
+  // after the second read is not believed.
+  for (int attempt = 0;; ++attempt) {
+    uint32_t code = 0;
+    if (!ReadArea(disk, size, code)) return code;
+    const uint8_t* cursor = Bytes.get();
+    ParseStatus = Header->ParseConfigHeader(cursor, ByteCount);
+    if (ParseStatus < 0) return 0;
+    const uint64_t announced = static_cast<uint64_t>(Header->NumBlocks) * Header->BlockSize;
+    if (announced == size) break;
+    if (attempt > 0 || announced > kConfigMaxBytes) {
+      ParseStatus = STATUS_LDM_CONFIG_BROKEN_CODE;
+      return 0;
+    }
+    size = static_cast<uint32_t>(announced);
+  }
+
+  std::memcpy(Magic, Bytes.get(), 4);
+  ParseBlocks();
+  return 0;
+}
+
+void CONFIG_WRAPPER::ParseBlocks() {
+  // An area that ends inside its own header has no blocks to walk.
+  if (ByteCount < Header->HeaderSize) {
+    ParseStatus = STATUS_LDM_CONFIG_BROKEN_CODE;
+    return;
+  }
+  // Without memory for the block table the walk is not started and the
+  // header's status stands.
+  if (!Header->CreateBlockTable()) return;
+  const uint8_t* cursor = Bytes.get() + Header->HeaderSize;
+  ParseStatus = Header->ParseConfigBlocks(cursor, ByteCount - Header->HeaderSize, Header->HeaderSize);
+}
+
+uint32_t CONFIG_WRAPPER::BytesPerSector() const {
+  return Owner && Owner->Disk ? Owner->Disk->BytesPerSector() : 0;
+}
+
+}  // namespace kestrand

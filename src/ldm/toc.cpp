@@ -1,0 +1,103 @@
+#include "ldm/toc.h"
+
+#include <cstdlib>
+#include <cstring>
+
+#include "common/bounded_text.h"
+#include "disk/disk.h"
+#include "ldm/big_endian.h"
+#include "ldm/ldm_database.h"
+#include "ldm/read_failure_message.h"
+
+namespace kestrand {
+
+namespace {
+
+// A region entry: name (8), flags (2), start (8), length (8), data length
+// (2), then the data: copy number (2) and offset in copy (4) for config and
+// log.
+constexpr uint32_t kEntryHeadBytes = 0x1C;
+constexpr uint32_t kRegionDataBytes = 6;
+
+// Decodes the entry at `position`, bounded by `size`; on success moves
+// `position` past it.
+NTSTATUS DecodeRegionEntry(const uint8_t* sector, uint32_t size, uint32_t& position, TOC_REGION& region) {
+  if (position > size || size - position < kEntryHeadBytes) return STATUS_INVALID_PARAMETER_CODE;
+  const uint8_t* entry = sector + position;
+  char name[9] = {};
+  std::memcpy(name, entry, 8);
+  region = TOC_REGION{};
+  region.Flags = LoadBigEndian16(entry + 0x08);
+  region.ExtentOffset = LoadBigEndian(entry + 0x0A, 8);
+  region.ExtentLength = LoadBigEndian(entry + 0x12, 8);
+  const uint32_t dataLength = LoadBigEndian16(entry + 0x1A);
+  if (size - position - kEntryHeadBytes < dataLength) return STATUS_INVALID_PARAMETER_CODE;
+
+  if (std::strcmp(name, "config") == 0)
+    region.RegionType = TOC_REGION_CONFIG;
+  else if (std::strcmp(name, "log") == 0)
+    region.RegionType = TOC_REGION_LOG;
+  if (region.RegionType == TOC_REGION_UNKNOWN) {
+    // Kept with its extent; the data it announces is skipped.
+    position += kEntryHeadBytes + dataLength;
+    return STATUS_SUCCESS_CODE;
+  }
+  if (dataLength != kRegionDataBytes || region.ExtentLength == 0) return STATUS_INVALID_PARAMETER_CODE;
+  region.CopyNumber = static_cast<int16_t>(LoadBigEndian16(entry + 0x1C));
+  if (region.CopyNumber == 0) return STATUS_INVALID_PARAMETER_CODE;
+  region.OffsetInCopy = LoadBigEndian32(entry + 0x1E);
+  position += kEntryHeadBytes + kRegionDataBytes;
+  return STATUS_SUCCESS_CODE;
+}
+
+}  // namespace
+
+bool TOC::Insert(const TOC_REGION& region) {
+  if (RegionCount >= kMaxRegions) return false;
+  uint32_t at = RegionCount;
+  while (at > 0 && Regions[at - 1].ExtentOffset > region.ExtentOffset) {
+    Regions[at] = Regions[at - 1];
+    --at;
+  }
+  Regions[at] = region;
+  ++RegionCount;
+  return true;
+}
+
+NTSTATUS DecodeToc(const uint8_t* sector, uint32_t size, TOC& toc) {
+  if (!sector) return STATUS_INVALID_PARAMETER_CODE;
+  uint32_t position = kTocFirstEntryOffset;
+  for (uint32_t i = 0; i < TOC::kMaxRegions; ++i) {
+    TOC_REGION region{};
+    NTSTATUS status = DecodeRegionEntry(sector, size, position, region);
+    if (status < 0) return status;
+    toc.Insert(region);
+  }
+  return STATUS_SUCCESS_CODE;
+}
+
+uint32_t TOC_WRAPPER::Initialize(LDM_DATABASE* owner, CDisk* disk, const char* name, uint64_t offset) {
+  if (!owner || !disk || !name) return ERROR_INVALID_PARAMETER_CODE;
+  Owner = owner;
+  Offset = offset;
+  CopyBounded(Name, sizeof Name, name);
+
+  const uint32_t sectorSize = disk->BytesPerSector();
+  if (sectorSize == 0) return ERROR_INVALID_DATA_CODE;
+  RawSector.reset(static_cast<uint8_t*>(std::calloc(1, sectorSize)));
+  if (!RawSector) return ERROR_NOT_ENOUGH_MEMORY_CODE;
+  RawSectorSize = sectorSize;
+
+  int64_t readOffset = static_cast<int64_t>(offset);
+  ReadAttempted = true;
+  ReadStatus = disk->ReadDisk(readOffset, sectorSize, RawSector.get());
+  if (ReadStatus < 0) {
+    PrintReadFailure(ReadStatus, disk->DiskNumber(), u"TOC_WRAPPER::Initialize()", u"1 Failed in call to NtReadFile()");
+    return 0;
+  }
+  if (sectorSize >= 8) std::memcpy(Magic, RawSector.get(), 8);
+  ParseStatus = DecodeToc(RawSector.get(), sectorSize, Toc);
+  return 0;
+}
+
+}  // namespace kestrand

@@ -1,0 +1,78 @@
+// The Linux implementation of the platform interface: sysfs for the disks,
+// block-device ioctls for the device queries, pread for raw reads, mountinfo
+// for volumes, uname and friends for host facts. Handles are file
+// descriptors, and every one is opened read-only.
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "platform/linux/disk_listing.h"
+#include "platform/partition_table.h"
+#include "platform/platform.h"
+
+namespace kestrand {
+
+class CLinuxPlatform : public CPlatform {
+ public:
+  // The roots let tests point the platform at trees of their own.
+  explicit CLinuxPlatform(std::string sysRoot = "/sys", std::string procRoot = "/proc",
+                          std::string devRoot = "/dev");
+  ~CLinuxPlatform() override;
+  CLinuxPlatform(const CLinuxPlatform&) = delete;
+  CLinuxPlatform& operator=(const CLinuxPlatform&) = delete;
+
+  uint32_t SetErrorMode(uint32_t mode) override;
+
+  WIN32_ERROR ListDiskInterfaces(std::vector<DiskInterface>& out) override;
+  WIN32_ERROR OpenDevice(const std::u16string& devicePath, PlatformHandle& handle) override;
+  void CloseDevice(PlatformHandle handle) override;
+
+  WIN32_ERROR GetDeviceNumber(PlatformHandle device, uint32_t& deviceNumber) override;
+  WIN32_ERROR GetDriveGeometry(PlatformHandle device, DISK_GEOMETRY_EX& geometry) override;
+  WIN32_ERROR GetAccessAlignment(PlatformHandle device, STORAGE_ACCESS_ALIGNMENT_DESCRIPTOR& alignment) override;
+  WIN32_ERROR GetDriveLayout(PlatformHandle device, void* buffer, uint32_t size) override;
+  WIN32_ERROR GetPartitionInfo(PlatformHandle device, PARTITION_INFORMATION_EX& info) override;
+
+  NTSTATUS OpenDiskForRead(uint32_t diskNumber, PlatformHandle& handle) override;
+  NTSTATUS OpenFileForRead(const std::string& fileName, PlatformHandle& handle) override;
+  NTSTATUS ReadAt(PlatformHandle handle, int64_t offset, uint32_t length, void* buffer) override;
+  void CloseRead(PlatformHandle handle) override;
+
+  WIN32_ERROR ListVolumes(std::vector<VolumeMounts>& out) override;
+  WIN32_ERROR QueryDosDevice(char16_t letter, std::u16string& deviceName) override;
+  uint32_t GetDriveType(char16_t letter) override;
+  WIN32_ERROR QueryDynamicVolumeName(const GUID& volumeGuid, std::u16string& deviceName) override;
+
+  WIN32_ERROR GetComputerName(std::u16string& name) override;
+  OsVersion GetVersion() override;
+  bool IsProductType(uint8_t productType) override;
+  bool HasSuite(uint16_t suiteBit) override;
+  ProcessorInfo GetProcessorInfo() override;
+  WIN32_ERROR GetNodeClusterState(const std::u16string& computerName, uint32_t& state) override;
+  NTSTATUS QueryPrimaryPackId(std::u16string& value) override;
+
+ private:
+  // Opens read-only and remembers the descriptor under the path; returns 0
+  // or the errno.
+  int OpenReadOnly(const std::string& path, PlatformHandle& handle);
+  // The descriptor behind a handle this platform gave out, else -1.
+  int DescriptorOf(PlatformHandle handle) const;
+  void Forget(PlatformHandle handle);
+  // The listed disk behind an open handle (by device number for a block
+  // device, else by the path it was opened with); lists again once when
+  // it is unknown. nullptr when it is not a listed disk.
+  const ListedDisk* DiskBehind(PlatformHandle handle);
+  const ListedDisk* DiskNumbered(uint32_t number);
+  // A reader of the device behind the handle for the partition table code.
+  WIN32_ERROR TableSource(PlatformHandle device, PartitionTableSource& source);
+
+  std::string sysRoot_;
+  std::string procRoot_;
+  std::string devRoot_;
+  std::vector<ListedDisk> disks_;
+  std::map<PlatformHandle, std::string> openPaths_;  // descriptor -> path it was opened with
+};
+
+}  // namespace kestrand

@@ -1,0 +1,34 @@
+#include "platform/status_codes.h"
+
+namespace kestrand {
+
+WIN32_ERROR Win32FromNtStatus(NTSTATUS status) {
+  if (status >= 0) return ERROR_SUCCESS_CODE;
+  switch (status) {
+    case STATUS_OBJECT_NAME_NOT_FOUND_CODE:
+    case STATUS_NO_SUCH_DEVICE_CODE:
+      return ERROR_FILE_NOT_FOUND_CODE;
+    case STATUS_OBJECT_PATH_NOT_FOUND_CODE:
+      return ERROR_PATH_NOT_FOUND_CODE;
+    case STATUS_ACCESS_DENIED_CODE:
+    case STATUS_FILE_IS_A_DIRECTORY_CODE:
+      return ERROR_ACCESS_DENIED_CODE;
+    case STATUS_INVALID_HANDLE_CODE:
+      return ERROR_INVALID_HANDLE_CODE;
+    case STATUS_INVALID_PARAMETER_CODE:
+      return ERROR_INVALID_PARAMETER_CODE;
+    case STATUS_END_OF_FILE_CODE:
+      return ERROR_HANDLE_EOF_CODE;
+    case STATUS_SHARING_VIOLATION_CODE:
+      return ERROR_SHARING_VIOLATION_CODE;
+    case STATUS_INSUFFICIENT_RESOURCES_CODE:
+      return ERROR_NOT_ENOUGH_MEMORY_CODE;
+    case STATUS_DEVICE_NOT_READY_CODE:
+    case STATUS_NO_MEDIA_IN_DEVICE_CODE:
+      return ERROR_NOT_READY_CODE;
+    default:
+      return ERROR_GEN_FAILURE_CODE;
+  }
+}
+
+}  // namespace kestrand

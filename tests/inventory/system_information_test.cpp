@@ -1,0 +1,141 @@
+// The host section in both forms, from a host set up in a fake platform.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "common/tree_node.h"
+#include "driver/kestrand.h"
+#include "inventory/report_capture.h"
+#include "support/fake_host_platform.h"
+
+namespace kestrand {
+namespace {
+
+class SystemInformationTest : public ::testing::Test {
+ protected:
+  SystemInformationTest() {
+    host_.ProductTypes = {3, 2};
+    host_.SuiteMask = 0x0010 | 0x0002;
+    host_.ClusterState = 19;
+  }
+
+  std::string PrintText(uint32_t& code) {
+    return Printed([this](FILE* stream) { return kestrand_.PrintSystemInformation(stream); }, code);
+  }
+
+  FakeHostPlatform host_;
+  ScopedPlatform installed_{host_};
+  CKestrand kestrand_;
+};
+
+TEST_F(SystemInformationTest, TextLinesAreRightAlignedInTheirOrder) {
+  uint32_t code = ~0u;
+  EXPECT_EQ(PrintText(code),
+            "       Computer Name: host.example.test\n"
+            "             Version: 10.0 Build 19045 Service Pack 1\n"
+            "        Product Type: Server, Domain Controller\n"
+            "              Suites: Enterprise, Terminal\n"
+            "            CPU Type: AMD64 (4 CPU)\n"
+            "       Cluster State: Running\n"
+            "    Kestrand Version: 1.0\n");
+  EXPECT_EQ(code, 0u);
+  EXPECT_EQ(host_.ClusterNodeAsked, u"host.example.test");
+}
+
+TEST_F(SystemInformationTest, AbsentTextsPrintAsNullAndTheFailedClusterQueryIsTheResult) {
+  host_.ProductTypes.clear();
+  host_.SuiteMask = 0;
+  host_.Processor = {12, 1};
+  host_.Version.ServicePack.clear();
+  host_.ClusterCode = 1060;  // the cluster service is not installed
+  uint32_t code = 0;
+  EXPECT_EQ(PrintText(code),
+            "       Computer Name: host.example.test\n"
+            "             Version: 10.0 Build 19045 \n"
+            "        Product Type: (null)\n"
+            "              Suites: \n"
+            "            CPU Type: UNKNOWN (1 CPU)\n"
+            "       Cluster State: (null)\n"
+            "    Kestrand Version: 1.0\n");
+  EXPECT_EQ(code, 1060u);
+}
+
+TEST_F(SystemInformationTest, ClusterStateOutsideTheTableIsUnknown) {
+  host_.ClusterState = 2;
+  uint32_t code = ~0u;
+  std::string text = PrintText(code);
+  EXPECT_NE(text.find("       Cluster State: Unknown\n"), std::string::npos) << text;
+  EXPECT_EQ(code, 0u);
+}
+
+TEST_F(SystemInformationTest, MissingComputerNameStopsBothFormsWithTheTextFormsMessage) {
+  host_.ComputerName.clear();
+  const std::string message =
+      "CKestrand::PrintSystemInformation() : Failed getting computer name size\n";
+
+  uint32_t code = 0;
+  ::testing::internal::CaptureStderr();
+  std::string text = PrintText(code);
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(), message);
+  EXPECT_EQ(text, "");
+  EXPECT_EQ(code, 1u);
+
+  CKestrandTreeNode root("root");
+  ::testing::internal::CaptureStderr();
+  EXPECT_EQ(kestrand_.AddSystemInformation(&root), 1u);
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(), message);
+}
+
+TEST_F(SystemInformationTest, FailedComputerNameQueryReturnsItsCodeAndPrintsNothing) {
+  host_.ComputerNameCode = 5;
+  uint32_t code = 0;
+  EXPECT_EQ(PrintText(code), "");
+  EXPECT_EQ(code, 5u);
+}
+
+TEST_F(SystemInformationTest, MissingStreamOrRootIsInvalid) {
+  EXPECT_EQ(kestrand_.PrintSystemInformation(nullptr), 87u);
+  EXPECT_EQ(kestrand_.AddSystemInformation(nullptr), 87u);
+}
+
+TEST_F(SystemInformationTest, XmlAttributesInTheirOrder) {
+  CKestrandTreeNode root("root");
+  ASSERT_EQ(kestrand_.AddSystemInformation(&root), 0u);
+  auto children = ChildrenOf(&root);
+  ASSERT_EQ(children.size(), 1u);
+  EXPECT_STREQ(children[0]->Name(), "SystemInformation");
+  EXPECT_EQ(AttributesOf(children[0]), (AttributeList{
+                                           {"_ElementDisplayName", "System Information"},
+                                           {"_ElementIcon", "3"},
+                                           {"ComputerName", "host.example.test"},
+                                           {"MajorVersion", "10"},
+                                           {"MinorVersion", "0"},
+                                           {"BuildNumber", "19045"},
+                                           {"CSDVersion", "Service Pack 1"},
+                                           {"ProductTypes", "Server, Domain Controller"},
+                                           {"Suites", "Enterprise, Terminal"},
+                                           {"Processor", "AMD64"},
+                                           {"NumberOfProcessors", "4"},
+                                           {"ClusterState", "Running"},
+                                           {"KestrandVersion", "1.0"},
+                                       }));
+  EXPECT_EQ(ChildrenOf(children[0]).size(), 0u);
+}
+
+TEST_F(SystemInformationTest, XmlKeepsAbsentAndEmptyTextsAsAttributes) {
+  host_.ProductTypes.clear();
+  host_.SuiteMask = 0;
+  host_.ClusterCode = 1722;
+  CKestrandTreeNode root("root");
+  EXPECT_EQ(kestrand_.AddSystemInformation(&root), 1722u);
+  const CKestrandTreeNode* node = root.FindChild("SystemInformation");
+  ASSERT_NE(node, nullptr);
+  EXPECT_STREQ(node->AttributeValue("ProductTypes"), "(null)");
+  ASSERT_NE(node->AttributeValue("Suites"), nullptr);
+  EXPECT_STREQ(node->AttributeValue("Suites"), "");
+  EXPECT_STREQ(node->AttributeValue("ClusterState"), "(null)");
+  EXPECT_STREQ(node->AttributeValue("KestrandVersion"), "1.0");
+}
+
+}  // namespace
+}  // namespace kestrand

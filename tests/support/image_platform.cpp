@@ -1,0 +1,223 @@
+#include "image_platform.h"
+
+#include <algorithm>
+
+#include "platform/partition_table.h"
+#include "platform/status_codes.h"
+#include "platform/storage_answers.h"
+#include "platform/utf8_text.h"
+
+namespace kestrand {
+namespace {
+constexpr std::ios::openmode kReadMode = std::ios::in | std::ios::binary;
+}
+
+CImagePlatform::CImagePlatform() = default;
+CImagePlatform::~CImagePlatform() = default;
+
+ImageDisk& CImagePlatform::AddImage(const std::string& imagePath, uint32_t deviceNumber) {
+  ImageDisk disk;
+  disk.ImagePath = imagePath;
+  disk.DeviceNumber = deviceNumber;
+  disk.DevicePath = u"image:" + Utf8ToUtf16(std::to_string(deviceNumber));
+  disk.InstanceId = u"IMAGE\\" + Utf8ToUtf16(std::to_string(deviceNumber));
+  Disks.push_back(disk);
+  return Disks.back();
+}
+
+bool CImagePlatform::OnlyReadOpens() const {
+  const auto writing = std::ios::out | std::ios::app | std::ios::trunc;
+  return std::none_of(Opens.begin(), Opens.end(), [&](const ImageOpenRecord& r) { return (r.Mode & writing) != 0; });
+}
+
+uint32_t CImagePlatform::SetErrorMode(uint32_t mode) {
+  const uint32_t previous = errorMode_;
+  errorMode_ = mode;
+  return previous;
+}
+
+WIN32_ERROR CImagePlatform::ListDiskInterfaces(std::vector<DiskInterface>& out) {
+  out.clear();
+  for (size_t i = 0; i < Disks.size() && i < ListLimit; ++i)
+    out.push_back(DiskInterface{Disks[i].InstanceId, Disks[i].DevicePath});
+  return ListEndCode;
+}
+
+bool CImagePlatform::OpenImageFile(const std::string& operation, const std::string& path, int diskIndex,
+                                   bool isDevice, PlatformHandle& handle) {
+  Opens.push_back(ImageOpenRecord{operation, path, kReadMode});
+  auto stream = std::make_unique<std::ifstream>(path, kReadMode);
+  if (!stream->is_open()) return false;
+  handle = nextHandle_++;
+  handles_[handle] = OpenImage{std::move(stream), diskIndex, isDevice};
+  return true;
+}
+
+CImagePlatform::OpenImage* CImagePlatform::Find(PlatformHandle handle) {
+  auto found = handles_.find(handle);
+  return found == handles_.end() ? nullptr : &found->second;
+}
+
+const ImageDisk* CImagePlatform::DeviceDisk(PlatformHandle handle) {
+  OpenImage* image = Find(handle);
+  if (image == nullptr || !image->IsDevice || image->DiskIndex < 0) return nullptr;
+  return &Disks[static_cast<size_t>(image->DiskIndex)];
+}
+
+WIN32_ERROR CImagePlatform::OpenDevice(const std::u16string& devicePath, PlatformHandle& handle) {
+  handle = kInvalidHandle;
+  for (size_t i = 0; i < Disks.size(); ++i) {
+    if (Disks[i].DevicePath != devicePath) continue;
+    if (Disks[i].OpenError != 0) return Disks[i].OpenError;
+    return OpenImageFile("OpenDevice", Disks[i].ImagePath, static_cast<int>(i), true, handle)
+               ? ERROR_SUCCESS_CODE
+               : ERROR_FILE_NOT_FOUND_CODE;
+  }
+  return ERROR_FILE_NOT_FOUND_CODE;
+}
+
+void CImagePlatform::CloseDevice(PlatformHandle handle) { handles_.erase(handle); }
+
+WIN32_ERROR CImagePlatform::GetDeviceNumber(PlatformHandle device, uint32_t& deviceNumber) {
+  const ImageDisk* disk = DeviceDisk(device);
+  if (disk == nullptr) return ERROR_INVALID_HANDLE_CODE;
+  if (disk->DeviceNumberError != 0) return disk->DeviceNumberError;
+  deviceNumber = disk->DeviceNumber;
+  return ERROR_SUCCESS_CODE;
+}
+
+int64_t CImagePlatform::SizeOf(OpenImage& image) {
+  image.Stream->clear();
+  image.Stream->seekg(0, std::ios::end);
+  const std::streamoff size = image.Stream->tellg();
+  return size > 0 ? static_cast<int64_t>(size) : 0;
+}
+
+NTSTATUS CImagePlatform::ReadImage(OpenImage& image, int64_t offset, uint32_t length, void* buffer) {
+  if (offset < 0) return STATUS_INVALID_PARAMETER_CODE;
+  if (offset >= SizeOf(image)) return STATUS_END_OF_FILE_CODE;
+  image.Stream->clear();
+  image.Stream->seekg(static_cast<std::streamoff>(offset));
+  image.Stream->read(static_cast<char*>(buffer), static_cast<std::streamsize>(length));
+  return image.Stream->gcount() > 0 ? STATUS_SUCCESS_CODE : STATUS_IO_DEVICE_ERROR_CODE;
+}
+
+WIN32_ERROR CImagePlatform::GetDriveGeometry(PlatformHandle device, DISK_GEOMETRY_EX& geometry) {
+  const ImageDisk* disk = DeviceDisk(device);
+  if (disk == nullptr) return ERROR_INVALID_HANDLE_CODE;
+  if (disk->GeometryError != 0) return disk->GeometryError;
+  geometry = MakeDiskGeometry(SizeOf(*Find(device)), disk->BytesPerSector, disk->Removable);
+  return ERROR_SUCCESS_CODE;
+}
+
+WIN32_ERROR CImagePlatform::GetAccessAlignment(PlatformHandle device,
+                                               STORAGE_ACCESS_ALIGNMENT_DESCRIPTOR& alignment) {
+  const ImageDisk* disk = DeviceDisk(device);
+  if (disk == nullptr) return ERROR_INVALID_HANDLE_CODE;
+  if (disk->AlignmentError != 0) return disk->AlignmentError;
+  const uint32_t physical = disk->BytesPerPhysicalSector != 0 ? disk->BytesPerPhysicalSector : disk->BytesPerSector;
+  alignment = MakeAlignmentDescriptor(disk->BytesPerSector, physical, disk->FirstAlignedOffset);
+  return ERROR_SUCCESS_CODE;
+}
+
+WIN32_ERROR CImagePlatform::GetDriveLayout(PlatformHandle device, void* buffer, uint32_t size) {
+  const ImageDisk* disk = DeviceDisk(device);
+  if (disk == nullptr) return ERROR_INVALID_HANDLE_CODE;
+  if (disk->LayoutError != 0) return disk->LayoutError;
+  OpenImage& image = *Find(device);
+  PartitionTableSource source{[&](int64_t offset, uint32_t length, void* out) {
+                                return ReadImage(image, offset, length, out);
+                              },
+                              disk->BytesPerSector, SizeOf(image)};
+  std::vector<uint8_t> layout;
+  if (WIN32_ERROR error = ReadDriveLayout(source, layout)) return error;
+  return CopyDriveLayout(layout, buffer, size);
+}
+
+WIN32_ERROR CImagePlatform::GetPartitionInfo(PlatformHandle device, PARTITION_INFORMATION_EX& info) {
+  const ImageDisk* disk = DeviceDisk(device);
+  if (disk == nullptr) return ERROR_INVALID_HANDLE_CODE;
+  if (disk->PartitionInfoError != 0) return disk->PartitionInfoError;
+  OpenImage& image = *Find(device);
+  PartitionTableSource source{[&](int64_t offset, uint32_t length, void* out) {
+                                return ReadImage(image, offset, length, out);
+                              },
+                              disk->BytesPerSector, SizeOf(image)};
+  return ReadWholeDiskPartitionInfo(source, info);
+}
+
+NTSTATUS CImagePlatform::OpenDiskForRead(uint32_t diskNumber, PlatformHandle& handle) {
+  handle = kInvalidHandle;
+  for (size_t i = 0; i < Disks.size(); ++i) {
+    if (Disks[i].DeviceNumber != diskNumber) continue;
+    if (Disks[i].RawOpenStatus != 0) return Disks[i].RawOpenStatus;
+    return OpenImageFile("OpenDiskForRead", Disks[i].ImagePath, static_cast<int>(i), false, handle)
+               ? STATUS_SUCCESS_CODE
+               : STATUS_OBJECT_NAME_NOT_FOUND_CODE;
+  }
+  return STATUS_OBJECT_PATH_NOT_FOUND_CODE;
+}
+
+NTSTATUS CImagePlatform::OpenFileForRead(const std::string& fileName, PlatformHandle& handle) {
+  handle = kInvalidHandle;
+  return OpenImageFile("OpenFileForRead", fileName, -1, false, handle) ? STATUS_SUCCESS_CODE
+                                                                       : STATUS_OBJECT_NAME_NOT_FOUND_CODE;
+}
+
+NTSTATUS CImagePlatform::ReadAt(PlatformHandle handle, int64_t offset, uint32_t length, void* buffer) {
+  OpenImage* image = Find(handle);
+  if (image == nullptr) return STATUS_INVALID_HANDLE_CODE;
+  if (image->DiskIndex >= 0 && Disks[static_cast<size_t>(image->DiskIndex)].RawReadStatus != 0)
+    return Disks[static_cast<size_t>(image->DiskIndex)].RawReadStatus;
+  return ReadImage(*image, offset, length, buffer);
+}
+
+void CImagePlatform::CloseRead(PlatformHandle handle) { handles_.erase(handle); }
+
+WIN32_ERROR CImagePlatform::ListVolumes(std::vector<VolumeMounts>& out) {
+  out = Volumes;
+  return VolumesCode;
+}
+
+WIN32_ERROR CImagePlatform::QueryDosDevice(char16_t letter, std::u16string& deviceName) {
+  auto found = Letters.find(letter);
+  if (found == Letters.end()) return ERROR_FILE_NOT_FOUND_CODE;
+  deviceName = found->second.first;
+  return ERROR_SUCCESS_CODE;
+}
+
+uint32_t CImagePlatform::GetDriveType(char16_t letter) {
+  auto found = Letters.find(letter);
+  return found == Letters.end() ? 1 : found->second.second;
+}
+
+WIN32_ERROR CImagePlatform::QueryDynamicVolumeName(const GUID& volumeGuid, std::u16string& deviceName) {
+  for (const auto& [guid, name] : DynamicVolumes) {
+    if (guid == volumeGuid) {
+      deviceName = name;
+      return ERROR_SUCCESS_CODE;
+    }
+  }
+  return ERROR_FILE_NOT_FOUND_CODE;
+}
+
+WIN32_ERROR CImagePlatform::GetComputerName(std::u16string& name) {
+  name = ComputerName;
+  return ComputerNameCode;
+}
+
+bool CImagePlatform::IsProductType(uint8_t productType) {
+  return std::find(ProductTypes.begin(), ProductTypes.end(), productType) != ProductTypes.end();
+}
+
+WIN32_ERROR CImagePlatform::GetNodeClusterState(const std::u16string&, uint32_t& state) {
+  if (ClusterCode == 0) state = ClusterState;
+  return ClusterCode;
+}
+
+NTSTATUS CImagePlatform::QueryPrimaryPackId(std::u16string& value) {
+  if (PrimaryPackIdStatus == 0) value = PrimaryPackId;
+  return PrimaryPackIdStatus;
+}
+
+}  // namespace kestrand

@@ -1,0 +1,293 @@
+// Builders that write LDM structures into memory for tests: big-endian and
+// count-prefixed field encodings, config records of every type and
+// revision, VMDB headers, VBLK blocks (single and fragmented records), whole
+// config areas, PRIVHEAD and TOCBLOCK sectors.
+//
+// Defaults follow the real databases written by the operating system (2003 R2
+// era): version 4.10 VMDB headers, 2.11 private headers, a config region of
+// 1,481 sectors from sector 17 and a log region of 224 sectors from 1,498.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/types.h"
+
+namespace kestrand::test {
+
+// Appends LDM field encodings to a byte vector.
+class LdmBytes {
+ public:
+  LdmBytes& U8(uint8_t value);
+  LdmBytes& U16(uint16_t value);
+  LdmBytes& U32(uint32_t value);
+  LdmBytes& U64(uint64_t value);
+  LdmBytes& Raw(std::initializer_list<uint8_t> bytes);
+  LdmBytes& Raw(const std::vector<uint8_t>& bytes);
+  LdmBytes& Zeros(size_t count);
+  // `text` zero-padded (or cut) to exactly `width` bytes.
+  LdmBytes& FixedText(std::string_view text, size_t width);
+  // Count byte, then the big-endian value in as few bytes as it needs (0: no
+  // bytes). `width` forces the number of bytes (it may exceed 8 for hostile
+  // cases: the extra leading bytes are zero).
+  LdmBytes& VarUnsigned(uint64_t value, std::optional<uint8_t> width = std::nullopt);
+  // Count byte with the sign in bit 7, then the magnitude.
+  LdmBytes& VarSigned(int64_t value);
+  // Count byte, then the characters.
+  LdmBytes& String(std::string_view text);
+  // One-byte characters (count byte, characters), or with `twoByte` the
+  // marker 0xFF, the count and big-endian 16-bit characters.
+  LdmBytes& WideString(std::u16string_view text, bool twoByte = false);
+  LdmBytes& Guid(const GUID& guid);
+  // A GUID text zero-padded to `width` bytes (64 in every fixed field).
+  LdmBytes& GuidText(std::string_view text, size_t width = 64);
+  // Count byte, then the text.
+  LdmBytes& GuidTextVar(std::string_view text);
+
+  std::vector<uint8_t> bytes;
+};
+
+// A GUID from its 8-4-4-4-12 text; fails the running test for a bad text.
+GUID GuidFromText(std::string_view text);
+// Lowercase 8-4-4-4-12 text, for comparisons in tests.
+std::string GuidToText(const GUID& guid);
+
+// ---- config records ----
+
+// The data of one record (common header and fields, preamble excluded) and
+// its type word.
+struct LdmRecordImage {
+  uint16_t TypeWord = 0;
+  std::vector<uint8_t> Data;
+};
+
+constexpr uint16_t MakeTypeWord(uint16_t type, uint16_t revision, uint16_t flags) {
+  return static_cast<uint16_t>((type & 0x0F) | ((revision & 0x0F) << 4) | (flags & 0xFF00));
+}
+
+struct VolumeFields {
+  uint64_t RecordId = 0x0421;
+  std::string Name = "Volume1";
+  uint16_t Revision = 5;
+  uint16_t Flags = 0x0200;  // record flags in place (0x0200 mount name, ...)
+  std::string UsageType = "gen";
+  std::string FileSystemType = "";
+  std::string State = "ACTIVE";  // 14 bytes on disk
+  uint8_t ReadPolicy = 3;
+  uint32_t Minor = 5;
+  uint32_t PersistentFlags = 0x11;
+  uint32_t NumPlexes = 1;
+  uint64_t UpdateSequence = 0x429;
+  uint64_t DetachSeqNum = 0x428;
+  int64_t Length = 96256;
+  int64_t LogLength = 0;
+  uint32_t PartitionType = 7;  // revisions 4 and 5
+  GUID VolumeGuid = {0x6e30daae, 0x8e42, 0x40fb, {0x9a, 0xf0, 0x80, 0x74, 0x16, 0xc3, 0xfe, 0xde}};
+  uint64_t PrefferedPlexRecordId = 0;  // flag 0x0800
+  uint64_t LogRecordId = 0;            // flag 0x2000
+  uint32_t Number4000 = 0;             // flag 0x4000
+  int64_t Number8000 = 0;              // flag 0x8000
+  uint32_t AppRecovery = 0;            // flag 0x1000
+  std::u16string MountName = u"E:";    // flag 0x0200
+  bool MountNameTwoByte = false;
+};
+
+struct PlexFields {
+  uint64_t RecordId = 0x0423;
+  std::string Name = "Volume1-01";
+  uint16_t Revision = 3;
+  uint16_t Flags = 0;  // 0x1000: StripeWidth and ColumnCount
+  std::string State = "ACTIVE";
+  uint8_t Layout = 2;
+  uint32_t PersistentFlags = 0;
+  uint32_t SubdiskCount = 1;
+  uint64_t UpdateSequence = 0x426;
+  uint64_t DetachSequence = 0;
+  uint64_t VolumeRecordId = 0x0421;
+  uint64_t LogRecordId = 0;
+  int64_t StripeWidth = 128;
+  uint32_t ColumnCount = 2;
+};
+
+struct SubdiskFields {
+  uint64_t RecordId = 0x0425;
+  std::string Name = "Disk1-01";
+  uint16_t Revision = 3;
+  uint16_t Flags = 0;
+  uint32_t PersistentFlags = 0;
+  uint64_t UpdateSequence = 0x426;
+  uint64_t DiskOffset = 0;
+  uint64_t PlexOffset = 0;
+  int64_t Length = 96256;
+  uint64_t PlexRecordId = 0x0423;
+  uint64_t DiskRecordId = 0x0403;
+  uint32_t ColumnNumber = 0;      // flag 0x0800 or 0x1000
+  uint64_t DetachSequence = 0;    // flag 0x1000 or 0x2000
+  uint32_t Minor = 0;             // flag 0x4000
+  int64_t HiddenSectors = 0;      // flag 0x0200
+  uint64_t LastDiskRecordId = 0;  // flag 0x8000
+};
+
+struct DiskFields {
+  uint64_t RecordId = 0x0403;
+  std::string Name = "Disk1";
+  uint16_t Revision = 3;
+  uint16_t Flags = 0;
+  std::string DiskIdText = "d17c2c04-6afc-46c3-84b7-cdc2f3956c5c";  // revision 3
+  GUID DiskId = {0xd17c2c04, 0x6afc, 0x46c3, {0x84, 0xb7, 0xcd, 0xc2, 0xf3, 0x95, 0x6c, 0x5c}};  // revision 4
+  GUID LastDiskSetId = {};  // revision 4
+  std::u16string DeviceInstance = u"SCSI\\DISK&VEN_RED_HAT&PROD_VIRTIO&REV_0001\\4&35110308&0&0";
+  bool DeviceInstanceTwoByte = false;
+  uint32_t PersistentFlags = 0;
+  uint64_t UpdateSequence = 0x426;
+};
+
+struct PackFields {
+  uint64_t RecordId = 0x0401;
+  std::string Name = "Red-nzv8x6obywgDg0";
+  uint16_t Revision = 3;
+  uint16_t Flags = 0x0800;
+  std::string PackIdText = "03c0c4fc-8b6f-402b-9431-4be2e5823b1c";  // revision 3
+  GUID PackId = {0x03c0c4fc, 0x8b6f, 0x402b, {0x94, 0x31, 0x4b, 0xe2, 0xe5, 0x82, 0x3b, 0x1c}};  // revision 4
+  GUID DiskSetId = {};  // revision 4
+  uint32_t PersistentFlags = 0;
+  uint64_t UpdateSequence = 0x404;
+  uint32_t ConfigCopiesCount = 0xFFFFFFFF;  // flag 0x0800
+  uint32_t LogCopiesCount = 0xFFFFFFFF;     // flag 0x0800
+  uint32_t BaseMinor = 0;                   // flag 0x1000
+};
+
+LdmRecordImage BuildVolumeRecord(const VolumeFields& fields);
+LdmRecordImage BuildPlexRecord(const PlexFields& fields);
+LdmRecordImage BuildSubdiskRecord(const SubdiskFields& fields);
+LdmRecordImage BuildDiskRecord(const DiskFields& fields);
+LdmRecordImage BuildPackRecord(const PackFields& fields);
+
+// ---- VMDB header and VBLK blocks ----
+
+struct VmdbHeaderFields {
+  std::string Magic = "VMDB";
+  uint32_t NumBlocks = 64;
+  uint32_t BlockSize = 128;
+  uint32_t HeaderSize = 512;
+  uint16_t Status = 1;
+  uint16_t VersionMajor = 4;
+  uint16_t VersionMinor = 10;
+  std::string PackName = "Red-nzv8x6obywgDg0";
+  std::string PackIdText = "03c0c4fc-8b6f-402b-9431-4be2e5823b1c";
+  uint64_t ActiveSequence = 0x46d;
+  uint64_t PendingSequence = 0x46d;
+  std::array<uint32_t, 7> ActiveCounts = {6, 7, 12, 10, 0, 0, 0};
+  std::array<uint32_t, 7> PendingCounts = {6, 7, 12, 10, 0, 0, 0};
+  uint64_t TrailingValue = 0;  // at 0xBD, written from minor version 10 on
+};
+
+// The header in HeaderSize bytes (at least the 0xC5 bytes of its fields).
+std::vector<uint8_t> BuildVmdbHeader(const VmdbHeaderFields& fields);
+
+// The fragment payloads (BlockSize - 16 bytes each, zero-padded) of a record:
+// fragment 0 begins with the preamble (TransFlags, type word, record size).
+std::vector<std::vector<uint8_t>> SplitRecord(const LdmRecordImage& record, uint16_t transFlags = 0,
+                                              uint32_t blockSize = 128);
+// The preamble's fragment count for a record of `recordSize` bytes.
+uint16_t FragmentCountFor(uint32_t recordSize, uint32_t blockSize = 128);
+
+// One VBLK block: magic, sequence, group, fragment number and count, payload
+// (zero-padded to the block size).
+std::vector<uint8_t> BuildVblk(uint32_t sequence, uint32_t group, uint16_t fragment, uint16_t count,
+                               const std::vector<uint8_t>& payload, uint32_t blockSize = 128);
+
+// A whole config area: the VMDB header, then NumBlocks - HeaderSize/BlockSize
+// blocks, each an empty VBLK with its own sequence number unless placed.
+class ConfigAreaBuilder {
+ public:
+  ConfigAreaBuilder() = default;
+  explicit ConfigAreaBuilder(uint32_t numBlocks) { Header.NumBlocks = numBlocks; }
+
+  VmdbHeaderFields Header;
+
+  // Places every fragment of `record` as group `group` in consecutive free
+  // blocks from the first free one. Returns the block of fragment 0.
+  uint32_t AddRecord(uint32_t group, const LdmRecordImage& record, uint16_t transFlags = 0);
+  // Places one fragment payload at `block` with sequence number `block`.
+  void PutFragment(uint32_t block, uint32_t group, uint16_t fragment, uint16_t count,
+                   const std::vector<uint8_t>& payload);
+  // Places raw bytes as the block (cut or zero-padded to the block size).
+  void PutBlock(uint32_t block, std::vector<uint8_t> bytes);
+  uint32_t FirstBlock() const { return Header.HeaderSize / Header.BlockSize; }
+  uint32_t NextFreeBlock() const;
+
+  // NumBlocks x BlockSize bytes.
+  std::vector<uint8_t> Build() const;
+
+ private:
+  std::map<uint32_t, std::vector<uint8_t>> blocks_;
+};
+
+// ---- PRIVHEAD and TOCBLOCK ----
+
+struct PrivateHeaderFields {
+  std::string Magic = "PRIVHEAD";
+  std::optional<uint32_t> Checksum;  // none: the correct checksum
+  uint16_t VersionMajor = 2;
+  uint16_t VersionMinor = 11;
+  uint64_t UpdateTime = 0x01cd901ceb898e23;  // FILETIME
+  uint64_t UpdateSequence = 5;
+  uint64_t PrimaryHeader = 0x7ff;
+  uint64_t AlternateHeader = 0x740;
+  std::string DiskIdText = "d17c2c04-6afc-46c3-84b7-cdc2f3956c5c";
+  std::string HostIdText = "1b77da20-c717-11d0-a5be-00a0c91db73c";
+  std::string PackIdText = "03c0c4fc-8b6f-402b-9431-4be2e5823b1c";
+  std::string PackName = "Red-nzv8x6obywgDg0";
+  uint32_t IOsize = 0x200;
+  uint32_t Flags = 0;
+  uint16_t PublicId = 0;
+  uint16_t PrivateId = 0;
+  uint64_t PublicOffset = 63;
+  uint64_t PublicLength = 96327;
+  uint64_t PrivateOffset = 100352;
+  uint64_t PrivateLength = 2048;
+  uint64_t TocPrimarySector = 1;
+  uint64_t TocAlternateSector = 2046;
+  uint32_t ConfigCopiesCount = 1;
+  uint32_t LogCopiesCount = 1;
+  uint64_t ConfigCopyLength = 1481;
+  uint64_t LogCopyLength = 224;
+  uint32_t BootSig = 0xf33ef33e;  // minor version 10 on
+  GUID DiskSetId = {};            // minor version 11 on
+  GUID NewDiskSetId = {};         // minor version 11 on
+  GUID NewDiskId = {};            // minor version 12 on
+  GUID NewPackId = {};            // minor version 12 on
+  std::string NewPackName;        // minor version 12 on
+};
+
+// The sum of every byte of the sector but bytes 8 to 11 (the stored checksum).
+uint32_t PrivateHeaderChecksum(const std::vector<uint8_t>& sector);
+std::vector<uint8_t> BuildPrivateHeader(const PrivateHeaderFields& fields, uint32_t sectorSize = 512);
+
+struct TocRegionFields {
+  std::string Name = "config";
+  uint16_t Flags = 0;
+  uint64_t ExtentOffset = 17;
+  uint64_t ExtentLength = 1481;
+  uint16_t DataLength = 6;  // the bytes after it: CopyNumber and OffsetInCopy
+  uint16_t CopyNumber = 1;
+  uint32_t OffsetInCopy = 0;
+};
+
+struct TocBlockFields {
+  std::string Magic = "TOCBLOCK";
+  TocRegionFields First;
+  TocRegionFields Second = {"log", 0, 1498, 224, 6, 1, 0};
+};
+
+// The two entries from 0x24 on, the second right after the first's data.
+std::vector<uint8_t> BuildTocBlock(const TocBlockFields& fields, uint32_t sectorSize = 512);
+
+}  // namespace kestrand::test
