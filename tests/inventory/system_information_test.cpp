@@ -60,14 +60,6 @@ TEST_F(SystemInformationTest, AbsentTextsPrintAsNullAndTheFailedClusterQueryIsTh
   EXPECT_EQ(code, 1060u);
 }
 
-TEST_F(SystemInformationTest, ClusterStateOutsideTheTableIsUnknown) {
-  host_.ClusterState = 2;
-  uint32_t code = ~0u;
-  std::string text = PrintText(code);
-  EXPECT_NE(text.find("       Cluster State: Unknown\n"), std::string::npos) << text;
-  EXPECT_EQ(code, 0u);
-}
-
 TEST_F(SystemInformationTest, MissingComputerNameStopsBothFormsWithTheTextFormsMessage) {
   host_.ComputerName.clear();
   const std::string message =

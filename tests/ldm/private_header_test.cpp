@@ -9,8 +9,8 @@
 #include "ldm/file_time.h"
 #include "ldm/ldm_database.h"
 #include "ldm/private_header.h"
-#include "ldm_builder.h"
-#include "ldm_loader_support.h"
+#include "support/ldm_builder.h"
+#include "support/ldm_loader_support.h"
 
 namespace kestrand::test {
 namespace {
@@ -29,10 +29,11 @@ TEST(FileTimeTest, ConvertsAcrossTheWholeRangeAndRefusesTheTopBit) {
   EXPECT_EQ(TimeText(116444736000000000ULL), "1970-01-01 00:00:00.000");
   EXPECT_EQ(TimeText(0x01cd901ceb898e23ULL), "2012-09-11 12:56:54.875");
   // The leap day of a year divisible by 400, and the day after it.
-  EXPECT_EQ(TimeText(125963712000000000ULL), "2000-02-29 00:00:00.000");
-  EXPECT_EQ(TimeText(125964576000000000ULL), "2000-03-01 00:00:00.000");
-  // 1900 is not a leap year.
-  EXPECT_EQ(TimeText(94670208000000000ULL + 864000000000ULL * 59), "1900-03-01 00:00:00.000");
+  EXPECT_EQ(TimeText(125962560000000000ULL), "2000-02-29 00:00:00.000");
+  EXPECT_EQ(TimeText(125963424000000000ULL), "2000-03-01 00:00:00.000");
+  // 1900 is not a leap year: February 28th is followed by March 1st.
+  EXPECT_EQ(TimeText(94404960000000000ULL + 863999999999ULL), "1900-02-28 23:59:59.999");
+  EXPECT_EQ(TimeText(94405824000000000ULL), "1900-03-01 00:00:00.000");
   EXPECT_EQ(TimeText(0x7FFFFFFFFFFFFFFFULL), "30828-09-14 02:48:05.477");
   EXPECT_EQ(TimeText(0x8000000000000000ULL), "refused");
   EXPECT_EQ(TimeText(~0ULL), "refused");
@@ -202,7 +203,7 @@ TEST_F(PrivateHeaderWrapperTest, UnreadableCopyHasNoTextAndAFailureElement) {
   ASSERT_NE(element, nullptr);
   EXPECT_STREQ(element->AttributeValue("_ElementDisplayName"), "Private Header Alternate");
   EXPECT_STREQ(element->AttributeValue("_ElementIcon"), "4");
-  EXPECT_STREQ(element->AttributeValue("ReadDiskStatusCode"), "3221226885");
+  EXPECT_STREQ(element->AttributeValue("ReadDiskStatusCode"), "3221225861");
   EXPECT_EQ(element->Attributes()->Count(), 3u);
 }
 
@@ -237,7 +238,7 @@ TEST_F(PrivateHeaderWrapperTest, TextSectionShowsEveryLine) {
             "TOCs:        Primary Sector=1 Alternate Sector=2046\n"
             "Configs:     Count=1   Length=1481 sectors\n"
             "Logs:        Count=1   Length=224 sectors\n"
-            "Boot Sig:    0xf33ef33e (4080989502)\n"
+            "Boot Sig:    0xf33ef33e (4080988990)\n"
             "\n");
 }
 

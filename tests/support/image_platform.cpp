@@ -43,9 +43,11 @@ WIN32_ERROR CImagePlatform::ListDiskInterfaces(std::vector<DiskInterface>& out) 
   return ListEndCode;
 }
 
-bool CImagePlatform::OpenImageFile(const std::string& operation, const std::string& path, int diskIndex,
-                                   bool isDevice, PlatformHandle& handle) {
+void CImagePlatform::Record(const char* operation, const std::string& path) {
   Opens.push_back(ImageOpenRecord{operation, path, kReadMode});
+}
+
+bool CImagePlatform::OpenImageFile(const std::string& path, int diskIndex, bool isDevice, PlatformHandle& handle) {
   auto stream = std::make_unique<std::ifstream>(path, kReadMode);
   if (!stream->is_open()) return false;
   handle = nextHandle_++;
@@ -68,11 +70,12 @@ WIN32_ERROR CImagePlatform::OpenDevice(const std::u16string& devicePath, Platfor
   handle = kInvalidHandle;
   for (size_t i = 0; i < Disks.size(); ++i) {
     if (Disks[i].DevicePath != devicePath) continue;
+    Record("OpenDevice", Disks[i].ImagePath);
     if (Disks[i].OpenError != 0) return Disks[i].OpenError;
-    return OpenImageFile("OpenDevice", Disks[i].ImagePath, static_cast<int>(i), true, handle)
-               ? ERROR_SUCCESS_CODE
-               : ERROR_FILE_NOT_FOUND_CODE;
+    return OpenImageFile(Disks[i].ImagePath, static_cast<int>(i), true, handle) ? ERROR_SUCCESS_CODE
+                                                                               : ERROR_FILE_NOT_FOUND_CODE;
   }
+  Record("OpenDevice", Utf16ToUtf8(devicePath));
   return ERROR_FILE_NOT_FOUND_CODE;
 }
 
@@ -150,18 +153,20 @@ NTSTATUS CImagePlatform::OpenDiskForRead(uint32_t diskNumber, PlatformHandle& ha
   handle = kInvalidHandle;
   for (size_t i = 0; i < Disks.size(); ++i) {
     if (Disks[i].DeviceNumber != diskNumber) continue;
+    Record("OpenDiskForRead", Disks[i].ImagePath);
     if (Disks[i].RawOpenStatus != 0) return Disks[i].RawOpenStatus;
-    return OpenImageFile("OpenDiskForRead", Disks[i].ImagePath, static_cast<int>(i), false, handle)
+    return OpenImageFile(Disks[i].ImagePath, static_cast<int>(i), false, handle)
                ? STATUS_SUCCESS_CODE
                : STATUS_OBJECT_NAME_NOT_FOUND_CODE;
   }
+  Record("OpenDiskForRead", "disk " + std::to_string(diskNumber));
   return STATUS_OBJECT_PATH_NOT_FOUND_CODE;
 }
 
 NTSTATUS CImagePlatform::OpenFileForRead(const std::string& fileName, PlatformHandle& handle) {
   handle = kInvalidHandle;
-  return OpenImageFile("OpenFileForRead", fileName, -1, false, handle) ? STATUS_SUCCESS_CODE
-                                                                       : STATUS_OBJECT_NAME_NOT_FOUND_CODE;
+  Record("OpenFileForRead", fileName);
+  return OpenImageFile(fileName, -1, false, handle) ? STATUS_SUCCESS_CODE : STATUS_OBJECT_NAME_NOT_FOUND_CODE;
 }
 
 NTSTATUS CImagePlatform::ReadAt(PlatformHandle handle, int64_t offset, uint32_t length, void* buffer) {

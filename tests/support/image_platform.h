@@ -41,7 +41,7 @@ struct ImageDisk {
 
 struct ImageOpenRecord {
   std::string Operation;  // "OpenDevice", "OpenDiskForRead" or "OpenFileForRead"
-  std::string Path;       // the file opened
+  std::string Path;       // the image file asked for (or the name no image answers to)
   std::ios::openmode Mode;
 };
 
@@ -50,7 +50,8 @@ class CImagePlatform : public CPlatform {
   CImagePlatform();
   ~CImagePlatform() override;
 
-  // Adds a disk for an image file with the default path and instance id.
+  // Adds a disk for an image file with the default path and instance id;
+  // the reference lasts until the next AddImage.
   ImageDisk& AddImage(const std::string& imagePath, uint32_t deviceNumber);
 
   std::vector<ImageDisk> Disks;  // in enumeration order
@@ -73,7 +74,7 @@ class CImagePlatform : public CPlatform {
   NTSTATUS PrimaryPackIdStatus = STATUS_OBJECT_NAME_NOT_FOUND_CODE;
   std::u16string PrimaryPackId;
 
-  // Every open, successful or not, in order.
+  // Every open, successful, failed or refused by an injected failure, in order.
   std::vector<ImageOpenRecord> Opens;
   // Whether every recorded open was for reading only.
   bool OnlyReadOpens() const;
@@ -111,8 +112,8 @@ class CImagePlatform : public CPlatform {
     bool IsDevice = false;
   };
 
-  bool OpenImageFile(const std::string& operation, const std::string& path, int diskIndex, bool isDevice,
-                     PlatformHandle& handle);
+  void Record(const char* operation, const std::string& path);
+  bool OpenImageFile(const std::string& path, int diskIndex, bool isDevice, PlatformHandle& handle);
   OpenImage* Find(PlatformHandle handle);
   // The disk behind a device handle, else nullptr.
   const ImageDisk* DeviceDisk(PlatformHandle handle);

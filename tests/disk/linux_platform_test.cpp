@@ -1,0 +1,563 @@
+// The Linux platform against trees of its own (sysfs, /proc, /dev stand-ins)
+// and, where the machine allows, against a real read-only loop device.
+#if defined(__linux__)
+
+#include "platform/linux/linux_platform.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <random>
+
+#include "platform/linux/dm_volume_names.h"
+#include "platform/linux/errno_status.h"
+#include "platform/linux/host_facts.h"
+#include "platform/linux/mountinfo.h"
+#include "platform/status_codes.h"
+#include "platform/utf8_text.h"
+#include "support/disk_image_builder.h"
+
+namespace kestrand {
+namespace {
+
+namespace fs = std::filesystem;
+
+// A scratch directory with helpers to fill it; removed with the object.
+class TempTree {
+ public:
+  TempTree() {
+    std::random_device random;
+    root_ = fs::temp_directory_path() / ("kestrand-tree-" + std::to_string(random()));
+    fs::create_directories(root_);
+  }
+  ~TempTree() {
+    std::error_code ec;
+    fs::remove_all(root_, ec);
+  }
+  std::string Path(const std::string& relative = "") const { return (root_ / relative).string(); }
+  void Write(const std::string& relative, const std::string& content) const {
+    fs::create_directories((root_ / relative).parent_path());
+    std::ofstream(root_ / relative, std::ios::binary) << content;
+  }
+  void Link(const std::string& relative, const std::string& target) const {
+    fs::create_directories((root_ / relative).parent_path());
+    fs::create_directory_symlink(target, root_ / relative);
+  }
+
+ private:
+  fs::path root_;
+};
+
+// ------------------------------------------------------------ errno mapping
+
+TEST(ErrnoStatusTest, Win32CodesOfFailedOpensAndQueries) {
+  const std::pair<int, WIN32_ERROR> cases[] = {
+      {0, 0},           {ENOENT, 2},  {ENOTDIR, 3}, {EACCES, 5}, {EPERM, 5},   {EROFS, 5},
+      {EISDIR, 5},      {ENXIO, 21},  {ENODEV, 2},  {ENOMEDIUM, 21}, {EIO, 31}, {EBUSY, 32},
+      {ENOMEM, 8},      {EINVAL, 87}, {ENOTTY, 1},  {EBADF, 6},  {EDOM, 31},
+  };
+  for (const auto& [error, code] : cases) EXPECT_EQ(Win32FromErrno(error), code) << std::strerror(error);
+}
+
+TEST(ErrnoStatusTest, NtStatusOfFailedReads) {
+  const std::pair<int, uint32_t> cases[] = {
+      {0, 0},
+      {ENOENT, 0xC0000034},
+      {ENOTDIR, 0xC000003A},
+      {EACCES, 0xC0000022},
+      {EPERM, 0xC0000022},
+      {EIO, 0xC0000185},
+      {ENXIO, 0xC000000E},
+      {ENODEV, 0xC000000E},
+      {EINVAL, 0xC000000D},
+      {ENOMEDIUM, 0xC0000013},
+      {EISDIR, 0xC00000BA},
+      {EBADF, 0xC0000008},
+      {EDOM, 0xC0000001},
+  };
+  for (const auto& [error, status] : cases)
+    EXPECT_EQ(static_cast<uint32_t>(NtStatusFromErrno(error)), status) << std::strerror(error);
+}
+
+// ------------------------------------------------------------ disk listing
+
+// A sysfs block directory: device number, size in 512-byte units, removable.
+void AddBlock(const TempTree& tree, const std::string& name, const std::string& dev, const std::string& size,
+              const std::string& removable = "0") {
+  tree.Write("sys/block/" + name + "/dev", dev + "\n");
+  tree.Write("sys/block/" + name + "/size", size + "\n");
+  tree.Write("sys/block/" + name + "/removable", removable + "\n");
+}
+
+class DiskListingTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    // sda lives in the device tree and is linked from /sys/block, as on a
+    // real system.
+    const std::string sdaDir = "sys/devices/pci0000:00/0000:00:1f.2/ata1/host0/target0:0:0/0:0:0:0/block/sda";
+    tree_.Write(sdaDir + "/dev", "8:0\n");
+    tree_.Write(sdaDir + "/size", "16384\n");
+    tree_.Write(sdaDir + "/removable", "0\n");
+    tree_.Write(sdaDir + "/device/type", "0\n");
+    tree_.Link("sys/block/sda", "../devices/pci0000:00/0000:00:1f.2/ata1/host0/target0:0:0/0:0:0:0/block/sda");
+
+    AddBlock(tree_, "sdb", "8:16", "0");  // a card reader without a card
+    AddBlock(tree_, "sdc", "8:32", "2048");
+    tree_.Write("sys/block/sdc/device/type", "5\n");  // an optical drive by SCSI type
+    AddBlock(tree_, "sdd", "8:48", "16384", "1");    // a USB stick
+    AddBlock(tree_, "sr0", "11:0", "2048", "1");
+    AddBlock(tree_, "ram0", "1:0", "8192");
+    AddBlock(tree_, "zram0", "253:0", "8192");
+    AddBlock(tree_, "dm-0", "252:0", "8192");
+    AddBlock(tree_, "md127", "9:127", "8192");
+    AddBlock(tree_, "loop0", "7:0", "8192");  // no backing file
+    AddBlock(tree_, "loop1", "7:1", "8192");
+    tree_.Write("sys/block/loop1/loop/backing_file", "/images/disk.img\n");
+    AddBlock(tree_, "vda", "254:0", "16384");
+    AddBlock(tree_, "nvme0n1", "259:0", "16384");
+    AddBlock(tree_, "broken", "not-a-number", "16384");
+
+    // The device nodes are image files here.
+    fs::create_directories(tree_.Path("dev"));
+    CDiskImageBuilder image(8 << 20);
+    image.WriteMbr({MbrSlot{0x42, false, 63, 16000}, {}, {}, {}}, 0xA1B2C3D4);
+    for (const char* name : {"sda", "sdd", "loop1", "vda", "nvme0n1"})
+      ASSERT_TRUE(image.WriteToFile(tree_.Path(std::string("dev/") + name)));
+  }
+
+  CLinuxPlatform Platform() { return CLinuxPlatform(tree_.Path("sys"), tree_.Path("proc"), tree_.Path("dev")); }
+
+  TempTree tree_;
+};
+
+TEST_F(DiskListingTest, WholeDisksWithMediaInDeviceNumberOrder) {
+  CLinuxPlatform platform = Platform();
+  std::vector<DiskInterface> disks;
+  EXPECT_EQ(platform.ListDiskInterfaces(disks), ERROR_NO_MORE_ITEMS_CODE);
+  std::vector<std::u16string> paths;
+  for (const DiskInterface& disk : disks) paths.push_back(disk.DevicePath);
+  const std::u16string dev = Utf8ToUtf16(tree_.Path("dev"));
+  EXPECT_EQ(paths, (std::vector<std::u16string>{dev + u"/loop1", dev + u"/sda", dev + u"/sdd", dev + u"/vda",
+                                                 dev + u"/nvme0n1"}));
+  EXPECT_EQ(disks[1].InstanceId, u"devices/pci0000:00/0000:00:1f.2/ata1/host0/target0:0:0/0:0:0:0/block/sda");
+  EXPECT_EQ(disks[0].InstanceId, u"block/loop1");
+}
+
+TEST_F(DiskListingTest, OpenedDeviceAnswersWithItsPositionAndTable) {
+  CLinuxPlatform platform = Platform();
+  std::vector<DiskInterface> disks;
+  platform.ListDiskInterfaces(disks);
+  ASSERT_EQ(disks.size(), 5u);
+
+  PlatformHandle handle = kInvalidHandle;
+  ASSERT_EQ(platform.OpenDevice(disks[2].DevicePath, handle), 0u);
+  uint32_t number = 99;
+  EXPECT_EQ(platform.GetDeviceNumber(handle, number), 0u);
+  EXPECT_EQ(number, 2u);
+
+  DISK_GEOMETRY_EX geometry{};
+  ASSERT_EQ(platform.GetDriveGeometry(handle, geometry), 0u);
+  EXPECT_EQ(geometry.Geometry.MediaType, MEDIA_TYPE_REMOVABLE);
+  EXPECT_EQ(geometry.Geometry.BytesPerSector, 512u);
+  EXPECT_EQ(geometry.Geometry.TracksPerCylinder, 255u);
+  EXPECT_EQ(geometry.Geometry.SectorsPerTrack, 63u);
+  EXPECT_EQ(geometry.Geometry.Cylinders, 1);  // 8 MiB holds one cylinder of 255 x 63 sectors
+  EXPECT_EQ(geometry.DiskSize, 8 << 20);
+
+  STORAGE_ACCESS_ALIGNMENT_DESCRIPTOR alignment{};
+  ASSERT_EQ(platform.GetAccessAlignment(handle, alignment), 0u);
+  EXPECT_EQ(alignment.Version, 28u);
+  EXPECT_EQ(alignment.Size, 28u);
+  EXPECT_EQ(alignment.BytesPerLogicalSector, 512u);
+  EXPECT_EQ(alignment.BytesPerPhysicalSector, 512u);
+  EXPECT_EQ(alignment.BytesOffsetForSectorAlignment, 0u);
+
+  std::vector<uint8_t> layout(624);
+  ASSERT_EQ(platform.GetDriveLayout(handle, layout.data(), 624), 0u);
+  DRIVE_LAYOUT_INFORMATION_EX head;
+  std::memcpy(&head, layout.data(), 48);
+  EXPECT_EQ(head.PartitionCount, 4u);
+  EXPECT_EQ(head.Mbr.Signature, 0xA1B2C3D4u);
+  EXPECT_EQ(platform.GetDriveLayout(handle, layout.data(), 47 + 144 * 4), ERROR_INSUFFICIENT_BUFFER_CODE);
+
+  PARTITION_INFORMATION_EX info{};
+  ASSERT_EQ(platform.GetPartitionInfo(handle, info), 0u);
+  EXPECT_EQ(info.PartitionStyle, PARTITION_STYLE_MBR);
+  EXPECT_EQ(info.PartitionLength, 8 << 20);
+  platform.CloseDevice(handle);
+
+  EXPECT_EQ(platform.GetDeviceNumber(handle, number), ERROR_INVALID_HANDLE_CODE);
+}
+
+TEST_F(DiskListingTest, DiskAddedAfterTheListingIsFoundByListingAgain) {
+  CLinuxPlatform platform = Platform();
+  std::vector<DiskInterface> disks;
+  platform.ListDiskInterfaces(disks);
+  AddBlock(tree_, "sde", "8:64", "100");
+  tree_.Write("dev/sde", std::string(512, '\0'));
+  PlatformHandle handle = kInvalidHandle;
+  ASSERT_EQ(platform.OpenDevice(Utf8ToUtf16(tree_.Path("dev/sde")), handle), 0u);
+  uint32_t number = 99;
+  EXPECT_EQ(platform.GetDeviceNumber(handle, number), 0u);
+  EXPECT_EQ(number, 3u);  // between sdd (8:48) and vda
+  platform.CloseDevice(handle);
+}
+
+TEST_F(DiskListingTest, FilesThatAreNoListedDiskHaveNoNumber) {
+  CLinuxPlatform platform = Platform();
+  tree_.Write("elsewhere.img", std::string(4096, '\0'));
+  PlatformHandle handle = kInvalidHandle;
+  ASSERT_EQ(platform.OpenDevice(Utf8ToUtf16(tree_.Path("elsewhere.img")), handle), 0u);
+  uint32_t number = 99;
+  EXPECT_EQ(platform.GetDeviceNumber(handle, number), ERROR_INVALID_FUNCTION_CODE);
+  platform.CloseDevice(handle);
+
+  EXPECT_EQ(platform.OpenDevice(Utf8ToUtf16(tree_.Path("dev/nothing")), handle), ERROR_FILE_NOT_FOUND_CODE);
+  EXPECT_EQ(handle, kInvalidHandle);
+  EXPECT_EQ(platform.OpenDevice(Utf8ToUtf16(tree_.Path("dev")), handle), ERROR_ACCESS_DENIED_CODE);
+}
+
+TEST_F(DiskListingTest, RawReadsByDiskNumber) {
+  CLinuxPlatform platform = Platform();
+  PlatformHandle handle = kInvalidHandle;
+  ASSERT_EQ(platform.OpenDiskForRead(3, handle), 0);  // vda, listed on demand
+  uint8_t sector[512] = {};
+  ASSERT_EQ(platform.ReadAt(handle, 0, 512, sector), 0);
+  EXPECT_EQ(sector[510], 0x55);
+  EXPECT_EQ(sector[446 + 4], 0x42);
+  platform.CloseRead(handle);
+  EXPECT_EQ(platform.OpenDiskForRead(5, handle), STATUS_OBJECT_PATH_NOT_FOUND_CODE);
+}
+
+TEST_F(DiskListingTest, MissingSysfsEndsTheListingWithItsCode) {
+  CLinuxPlatform platform(tree_.Path("nosys"), tree_.Path("proc"), tree_.Path("dev"));
+  std::vector<DiskInterface> disks{{u"stale", u"stale"}};
+  EXPECT_EQ(platform.ListDiskInterfaces(disks), ERROR_FILE_NOT_FOUND_CODE);
+  EXPECT_TRUE(disks.empty());
+}
+
+// ------------------------------------------------------------ every handle is read-only
+
+int AccessModeOf(PlatformHandle handle) { return fcntl(static_cast<int>(handle), F_GETFL) & O_ACCMODE; }
+
+TEST_F(DiskListingTest, EveryHandleIsOpenedReadOnly) {
+  CLinuxPlatform platform = Platform();
+  std::vector<DiskInterface> disks;
+  platform.ListDiskInterfaces(disks);
+  PlatformHandle device = kInvalidHandle;
+  PlatformHandle raw = kInvalidHandle;
+  PlatformHandle file = kInvalidHandle;
+  ASSERT_EQ(platform.OpenDevice(disks[0].DevicePath, device), 0u);
+  ASSERT_EQ(platform.OpenDiskForRead(1, raw), 0);
+  ASSERT_EQ(platform.OpenFileForRead(tree_.Path("dev/sda"), file), 0);
+  EXPECT_EQ(AccessModeOf(device), O_RDONLY);
+  EXPECT_EQ(AccessModeOf(raw), O_RDONLY);
+  EXPECT_EQ(AccessModeOf(file), O_RDONLY);
+  EXPECT_NE(fcntl(static_cast<int>(file), F_GETFD) & FD_CLOEXEC, 0);
+  platform.CloseDevice(device);
+  platform.CloseRead(raw);
+  platform.CloseRead(file);
+}
+
+// ------------------------------------------------------------ database files
+
+class FileReadTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::string bytes(1000, '\0');
+    for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>(i * 7);
+    tree_.Write("ldm.bin", bytes);
+    ASSERT_EQ(platform_.OpenFileForRead(tree_.Path("ldm.bin"), handle_), 0);
+  }
+  void TearDown() override { platform_.CloseRead(handle_); }
+
+  TempTree tree_;
+  CLinuxPlatform platform_;
+  PlatformHandle handle_ = kInvalidHandle;
+};
+
+TEST_F(FileReadTest, ReadsInsideAndAcrossTheEnd) {
+  std::vector<uint8_t> buffer(512, 0xCC);
+  ASSERT_EQ(platform_.ReadAt(handle_, 0, 512, buffer.data()), 0);
+  EXPECT_EQ(buffer[1], 7);
+  EXPECT_EQ(buffer[511], static_cast<uint8_t>(511 * 7));
+
+  std::fill(buffer.begin(), buffer.end(), 0xCC);
+  ASSERT_EQ(platform_.ReadAt(handle_, 900, 512, buffer.data()), 0);  // transfers 100 bytes
+  EXPECT_EQ(buffer[99], static_cast<uint8_t>(999 * 7));
+  EXPECT_EQ(buffer[100], 0xCC);
+  EXPECT_EQ(buffer[511], 0xCC);
+}
+
+TEST_F(FileReadTest, ReadsAtOrBeyondTheEndAreEndOfFile) {
+  std::vector<uint8_t> buffer(512, 0xCC);
+  EXPECT_EQ(platform_.ReadAt(handle_, 1000, 512, buffer.data()), STATUS_END_OF_FILE_CODE);
+  EXPECT_EQ(platform_.ReadAt(handle_, int64_t{1} << 40, 512, buffer.data()), STATUS_END_OF_FILE_CODE);
+  EXPECT_EQ(buffer[0], 0xCC);
+  EXPECT_EQ(platform_.ReadAt(handle_, -512, 512, buffer.data()), STATUS_INVALID_PARAMETER_CODE);
+}
+
+TEST_F(FileReadTest, OpenFailuresAndStaleHandles) {
+  PlatformHandle other = kInvalidHandle;
+  EXPECT_EQ(platform_.OpenFileForRead(tree_.Path("missing.bin"), other), STATUS_OBJECT_NAME_NOT_FOUND_CODE);
+  EXPECT_EQ(platform_.OpenFileForRead(tree_.Path("ldm.bin/below"), other), STATUS_OBJECT_PATH_NOT_FOUND_CODE);
+  EXPECT_EQ(platform_.OpenFileForRead(tree_.Path(""), other), STATUS_FILE_IS_A_DIRECTORY_CODE);
+  EXPECT_EQ(other, kInvalidHandle);
+  uint8_t byte = 0;
+  EXPECT_EQ(platform_.ReadAt(kInvalidHandle, 0, 1, &byte), STATUS_INVALID_HANDLE_CODE);
+  EXPECT_EQ(platform_.ReadAt(0, 0, 1, &byte), STATUS_INVALID_HANDLE_CODE);  // stdin was never ours
+}
+
+TEST_F(FileReadTest, UnreadableFileIsAccessDenied) {
+  if (geteuid() == 0) GTEST_SKIP() << "root reads every file; permissions cannot be tested";
+  tree_.Write("secret.bin", "x");
+  fs::permissions(tree_.Path("secret.bin"), fs::perms::none);
+  PlatformHandle other = kInvalidHandle;
+  EXPECT_EQ(platform_.OpenFileForRead(tree_.Path("secret.bin"), other), STATUS_ACCESS_DENIED_CODE);
+}
+
+// ------------------------------------------------------------ volumes and mount names
+
+TEST(MountInfoTest, FieldsEscapesAndOptionalFields) {
+  const std::string text =
+      "27 1 254:1 / / rw,relatime shared:1 - ext4 /dev/vda1 rw\n"
+      "40 27 254:1 /data /mnt/my\\040disk\\011tab\\134x rw master:3 shared:9 - ext4 /dev/vda1 rw\n"
+      "41 27 0:23 / /run rw - tmpfs tmpfs rw\n"
+      "garbage line\n"
+      "42 27 8:1 / /no-separator rw ext4 /dev/sda1 rw\n"
+      "43 27 x:y / /bad-number rw - ext4 /dev/sda1 rw\n"
+      "44 27 0:45 / /srv rw - btrfs /dev/sdb\\0401 rw";
+  const std::vector<MountInfoEntry> entries = ParseMountInfo(text);
+  ASSERT_EQ(entries.size(), 4u);
+  EXPECT_EQ(entries[0].MountPoint, "/");
+  EXPECT_EQ(entries[0].Source, "/dev/vda1");
+  EXPECT_EQ(entries[0].Major, 254u);
+  EXPECT_EQ(entries[0].Minor, 1u);
+  EXPECT_EQ(entries[1].MountPoint, "/mnt/my disk\ttab\\x");
+  EXPECT_EQ(entries[1].FsType, "ext4");
+  EXPECT_EQ(entries[2].Source, "tmpfs");
+  EXPECT_EQ(entries[3].Source, "/dev/sdb 1");
+  EXPECT_EQ(entries[3].Major, 0u);
+}
+
+TEST(MountInfoTest, EscapesThatAreNotThreeOctalDigitsStay) {
+  EXPECT_EQ(DecodeMountField("a\\04"), "a\\04");
+  EXPECT_EQ(DecodeMountField("a\\089"), "a\\089");
+  EXPECT_EQ(DecodeMountField("\\"), "\\");
+  EXPECT_EQ(DecodeMountField("\\777"), "\\777");  // beyond one byte
+  EXPECT_EQ(DecodeMountField("\\303\\251"), "\xC3\xA9");
+}
+
+TEST(MountInfoTest, VolumesGroupMountsByBlockSourceInTableOrder) {
+  TempTree tree;
+  tree.Write("proc/self/mountinfo",
+             "27 1 254:1 / / rw - ext4 /dev/vda1 rw\n"
+             "28 27 0:23 / /run rw - tmpfs tmpfs rw\n"
+             "29 27 254:2 / /boot rw - ext4 /dev/vda2 rw\n"
+             "30 27 254:1 /srv /mnt/caf\\303\\251\\040bar rw - ext4 /dev/vda1 rw\n"
+             "31 27 0:45 / /btr rw - btrfs /dev/sdz1 rw\n"
+             "32 27 0:46 / /hole rw - fuse /devices rw\n");
+  CLinuxPlatform platform(tree.Path("sys"), tree.Path("proc"), tree.Path("dev"));
+  std::vector<VolumeMounts> volumes;
+  ASSERT_EQ(platform.ListVolumes(volumes), 0u);
+  ASSERT_EQ(volumes.size(), 2u);  // /dev/sdz1 has an anonymous number and no block node here
+  EXPECT_EQ(volumes[0].VolumeName, u"/dev/vda1");
+  EXPECT_EQ(volumes[0].Paths, (std::vector<std::u16string>{u"/", u"/mnt/caf\u00e9 bar"}));
+  EXPECT_EQ(volumes[1].VolumeName, u"/dev/vda2");
+  EXPECT_EQ(volumes[1].Paths, std::vector<std::u16string>{u"/boot"});
+
+  CLinuxPlatform noProc(tree.Path("sys"), tree.Path("noproc"), tree.Path("dev"));
+  EXPECT_EQ(noProc.ListVolumes(volumes), ERROR_FILE_NOT_FOUND_CODE);
+}
+
+TEST(DriveLetterTest, LinuxHasNone) {
+  CLinuxPlatform platform;
+  std::u16string name = u"old";
+  EXPECT_EQ(platform.QueryDosDevice(u'C', name), ERROR_FILE_NOT_FOUND_CODE);
+  EXPECT_TRUE(name.empty());
+  EXPECT_EQ(platform.GetDriveType(u'C'), 1u);
+}
+
+TEST(DynamicVolumeNameTest, DeviceMapperUuidNamesTheVolume) {
+  const GUID volume = GuidFromText("a7e5c2d1-0b3f-4e6a-9c8d-112233445566");
+  TempTree tree;
+  tree.Write("sys/block/dm-0/dm/uuid", "LVM-Zq0bXkqV0e3Kp2Fz\n");
+  tree.Write("sys/block/dm-0/dm/name", "vg-root\n");
+  tree.Write("sys/block/dm-1/dm/uuid", "LDM-Volume-One-A7E5C2D1-0B3F-4E6A-9C8D-112233445566\n");
+  tree.Write("sys/block/dm-1/dm/name", "ldm_vol_Red-nzv8x6obywgDg0_Volume-One\n");
+  tree.Write("sys/block/dm-2/dm/uuid", "LDM-Volume2-00000000-0000-0000-0000-000000000002\n");
+  tree.Write("sys/block/dm-2/dm/name", "ldm_vol_Red_Volume2\n");
+  tree.Write("sys/block/sda/dm/uuid", "LDM-Volume9-a7e5c2d1-0b3f-4e6a-9c8d-112233445566\n");
+  CLinuxPlatform platform(tree.Path("sys"), tree.Path("proc"), "/dev");
+
+  std::u16string name;
+  EXPECT_EQ(platform.QueryDynamicVolumeName(volume, name), 0u);
+  EXPECT_EQ(name, u"/dev/mapper/ldm_vol_Red-nzv8x6obywgDg0_Volume-One");
+
+  const GUID unknown = GuidFromText("a7e5c2d1-0b3f-4e6a-9c8d-112233445567");
+  EXPECT_EQ(platform.QueryDynamicVolumeName(unknown, name), ERROR_FILE_NOT_FOUND_CODE);
+  EXPECT_TRUE(name.empty());
+}
+
+TEST(DynamicVolumeNameTest, UuidShapes) {
+  const std::string guid = "a7e5c2d1-0b3f-4e6a-9c8d-112233445566";
+  EXPECT_TRUE(IsLdmVolumeUuid("LDM-V-" + guid, guid));
+  EXPECT_FALSE(IsLdmVolumeUuid("LDM-" + guid, guid));   // no volume name
+  EXPECT_FALSE(IsLdmVolumeUuid("LDM-V" + guid, guid));  // no separator
+  EXPECT_FALSE(IsLdmVolumeUuid("LVM-V-" + guid, guid));
+  EXPECT_FALSE(IsLdmVolumeUuid("LDM-V-" + guid + "x", guid));
+  EXPECT_EQ(GuidToLowerText(GuidFromText("ABCDEF01-2345-6789-ABCD-EF0123456789")),
+            "abcdef01-2345-6789-abcd-ef0123456789");
+}
+
+// ------------------------------------------------------------ host facts
+
+TEST(HostFactsTest, KernelReleaseSplitsIntoVersionAndRest) {
+  struct Case {
+    const char* release;
+    uint32_t major, minor, build;
+    std::u16string rest;
+  };
+  const Case cases[] = {
+      {"6.1.0-18-amd64", 6, 1, 0, u"-18-amd64"},
+      {"6.18.44-fc-v657", 6, 18, 44, u"-fc-v657"},
+      {"5.10", 5, 10, 0, u""},
+      {"4.19.0+", 4, 19, 0, u"+"},
+      {"3.10.0.1160.el7", 3, 10, 0, u".1160.el7"},
+      {"6.", 6, 0, 0, u"."},
+      {"custom", 0, 0, 0, u"custom"},
+      {"99999999999.1.2", 0xFFFFFFFFu, 1, 2, u""},
+  };
+  for (const Case& c : cases) {
+    const OsVersion v = ParseKernelRelease(c.release);
+    EXPECT_EQ(v.Major, c.major) << c.release;
+    EXPECT_EQ(v.Minor, c.minor) << c.release;
+    EXPECT_EQ(v.Build, c.build) << c.release;
+    EXPECT_EQ(v.ServicePack, c.rest) << c.release;
+  }
+}
+
+TEST(HostFactsTest, MachineNamesBecomeArchitectureCodes) {
+  EXPECT_EQ(ArchitectureFromMachine("x86_64"), 9);
+  EXPECT_EQ(ArchitectureFromMachine("i686"), 0);
+  EXPECT_EQ(ArchitectureFromMachine("i386"), 0);
+  EXPECT_EQ(ArchitectureFromMachine("ia64"), 6);
+  EXPECT_EQ(ArchitectureFromMachine("aarch64"), 12);
+  EXPECT_EQ(ArchitectureFromMachine("i786"), 0xFFFF);
+  EXPECT_EQ(ArchitectureFromMachine("armv7l"), 0xFFFF);
+  EXPECT_EQ(ArchitectureFromMachine(""), 0xFFFF);
+}
+
+TEST(HostFactsTest, FixedAnswersOfALinuxHost) {
+  CLinuxPlatform platform;
+  EXPECT_FALSE(platform.IsProductType(1));
+  EXPECT_FALSE(platform.HasSuite(0x0010));
+  uint32_t state = 77;
+  EXPECT_EQ(platform.GetNodeClusterState(u"host", state), 0u);
+  EXPECT_EQ(state, 0u);
+  std::u16string packId = u"x";
+  EXPECT_EQ(platform.QueryPrimaryPackId(packId), STATUS_OBJECT_NAME_NOT_FOUND_CODE);
+  std::u16string name;
+  EXPECT_EQ(platform.GetComputerName(name), 0u);
+  EXPECT_FALSE(name.empty());
+  EXPECT_GE(platform.GetProcessorInfo().Count, 1u);
+
+  const uint32_t before = platform.SetErrorMode(0x8001);
+  EXPECT_EQ(platform.SetErrorMode(before), 0x8001u);
+}
+
+// ------------------------------------------------------------ a real loop device
+
+// Runs a command and returns its first output line; empty on failure.
+std::string FirstLineOf(const std::string& command) {
+  FILE* pipe = popen(command.c_str(), "r");
+  if (pipe == nullptr) return "";
+  char line[512] = {};
+  const bool got = std::fgets(line, sizeof line, pipe) != nullptr;
+  const int status = pclose(pipe);
+  if (!got || status != 0) return "";
+  std::string text(line);
+  while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
+  return text;
+}
+
+// Attaches an image read-only and detaches it in every case.
+class ReadOnlyLoop {
+ public:
+  explicit ReadOnlyLoop(const std::string& image) {
+    device_ = FirstLineOf("losetup -r -f --show '" + image + "' 2>/dev/null");
+  }
+  ~ReadOnlyLoop() {
+    if (!device_.empty()) std::system(("losetup -d '" + device_ + "' 2>/dev/null").c_str());
+  }
+  const std::string& Device() const { return device_; }
+
+ private:
+  std::string device_;
+};
+
+TEST(LoopDeviceTest, AttachedImageIsListedAndAnswersLikeAWindowsDisk) {
+  if (geteuid() != 0) GTEST_SKIP() << "attaching a loop device needs root";
+  CTempFile file("kestrand-loop");
+  CDiskImageBuilder image(16 << 20);
+  image.WriteMbr({MbrSlot{0x07, true, 2048, 8192}, {}, {}, {}}, 0x0BADCAFE);
+  image.WriteExtendedPartition(1, 12288, {{0x42, 4096}, {0x07, 2048}});
+  ASSERT_TRUE(image.WriteToFile(file.Path()));
+  ReadOnlyLoop loop(file.Path());
+  if (loop.Device().empty()) GTEST_SKIP() << "losetup -r -f --show could not attach a loop device here";
+
+  CLinuxPlatform platform;
+  std::vector<DiskInterface> disks;
+  ASSERT_EQ(platform.ListDiskInterfaces(disks), ERROR_NO_MORE_ITEMS_CODE);
+  const std::u16string path = Utf8ToUtf16(loop.Device());
+  uint32_t position = 0;
+  while (position < disks.size() && disks[position].DevicePath != path) ++position;
+  ASSERT_LT(position, disks.size()) << loop.Device() << " is not listed";
+
+  PlatformHandle handle = kInvalidHandle;
+  ASSERT_EQ(platform.OpenDevice(path, handle), 0u);
+  EXPECT_EQ(AccessModeOf(handle), O_RDONLY);
+  uint32_t number = 0xFFFF;
+  EXPECT_EQ(platform.GetDeviceNumber(handle, number), 0u);
+  EXPECT_EQ(number, position);
+
+  DISK_GEOMETRY_EX geometry{};
+  ASSERT_EQ(platform.GetDriveGeometry(handle, geometry), 0u);
+  EXPECT_EQ(geometry.DiskSize, 16 << 20);
+  EXPECT_EQ(geometry.Geometry.BytesPerSector, 512u);
+  EXPECT_EQ(geometry.Geometry.MediaType, MEDIA_TYPE_FIXED);
+
+  STORAGE_ACCESS_ALIGNMENT_DESCRIPTOR alignment{};
+  ASSERT_EQ(platform.GetAccessAlignment(handle, alignment), 0u);
+  EXPECT_EQ(alignment.BytesPerLogicalSector, 512u);
+  EXPECT_GE(alignment.BytesPerPhysicalSector, 512u);
+
+  std::vector<uint8_t> expected;
+  PartitionTableSource source{[&image](int64_t o, uint32_t l, void* b) { return image.Read(o, l, b); }, 512,
+                              16 << 20};
+  ASSERT_EQ(ReadDriveLayout(source, expected), 0u);
+  std::vector<uint8_t> layout(2000, 0);
+  ASSERT_EQ(platform.GetDriveLayout(handle, layout.data(), uint32_t(layout.size())), 0u);
+  EXPECT_TRUE(std::equal(expected.begin(), expected.end(), layout.begin()));
+  platform.CloseDevice(handle);
+
+  PlatformHandle raw = kInvalidHandle;
+  ASSERT_EQ(platform.OpenDiskForRead(position, raw), 0);
+  EXPECT_EQ(AccessModeOf(raw), O_RDONLY);
+  uint8_t sector[512];
+  ASSERT_EQ(platform.ReadAt(raw, 0, 512, sector), 0);
+  EXPECT_EQ(sector[446], 0x80);
+  EXPECT_EQ(platform.ReadAt(raw, 16 << 20, 512, sector), STATUS_END_OF_FILE_CODE);
+  platform.CloseRead(raw);
+}
+
+}  // namespace
+}  // namespace kestrand
+
+#endif  // __linux__
