@@ -3,7 +3,7 @@
 // and tests.
 #include <string>
 
-#include "analysis/pending_analysis.h"
+#include "analysis/consistency_tests.h"
 #include "common/text_format.h"
 #include "common/tree_node.h"
 #include "common/xml_writer.h"

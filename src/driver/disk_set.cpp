@@ -5,9 +5,9 @@
 #include <new>
 #include <vector>
 
-#include "analysis/pending_analysis.h"
 #include "disk/disk.h"
 #include "driver/kestrand.h"
+#include "ldm/record_tree.h"
 #include "platform/platform.h"
 
 namespace kestrand {

@@ -79,11 +79,4 @@ uint32_t CKestrand::PrintDisk(FILE* stream, uint32_t diskNumber) {
   return 0;
 }
 
-// The closing table of dynamic volumes needs the merged record tree, which
-// is not built yet: nothing is printed.
-uint32_t CKestrand::PrintDynamicDiskInformation(FILE* stream) {
-  if (!stream) return ERROR_INVALID_PARAMETER_CODE;
-  return 0;
-}
-
 }  // namespace kestrand

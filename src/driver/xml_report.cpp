@@ -2,7 +2,9 @@
 // and the analysis branches, built as one tree and written in one pass.
 #include <memory>
 
-#include "analysis/pending_analysis.h"
+#include "analysis/primary_pack.h"
+#include "analysis/unique_disk_ids_test.h"
+#include "analysis/virtual_structure.h"
 #include "common/tree_node.h"
 #include "common/xml_writer.h"
 #include "disk/disk.h"

@@ -159,7 +159,9 @@ TEST(WindowsPlatformTest, MissingPackIdLeavesNoText) {
   CWindowsPlatform platform;
   std::u16string value = u"stale";
   const NTSTATUS status = platform.QueryPrimaryPackId(value);
-  if (status < 0) EXPECT_TRUE(value.empty());
+  if (status < 0) {
+    EXPECT_TRUE(value.empty());
+  }
 }
 
 TEST(WindowsPlatformTest, ErrorModeIsSwappedAndRestored) {

@@ -209,10 +209,14 @@ TEST(FieldDecoderTest, GuidTextFieldOfSixtyFourBytes) {
 
   EXPECT_EQ(Decode(kGuidText, TextField("{" + kGuidString + "}", 64), s), -1);
   EXPECT_EQ(Decode(kGuidText, TextField(kGuidString + "x", 64), s), -1);
-  // Any non-zero byte after the text fails, however far away.
+  // The text ends at the first zero byte: a character right after the 36
+  // digits and hyphens fails, bytes after the terminator are not looked at.
   auto trailing = TextField(kGuidString, 64);
-  trailing[63] = ' ';
+  trailing[36] = ' ';
   EXPECT_EQ(Decode(kGuidText, trailing, s), -1);
+  auto afterTerminator = TextField(kGuidString, 64);
+  afterTerminator[63] = ' ';
+  EXPECT_EQ(Decode(kGuidText, afterTerminator, s), 64);
   // The field needs all 64 bytes.
   EXPECT_EQ(Decode(kGuidText, TextField(kGuidString, 63), s), -1);
 }

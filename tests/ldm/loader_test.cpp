@@ -79,10 +79,10 @@ TEST_F(LoaderTest, ConfigAreaIsReadAgainAtTheSizeItsHeaderAnnounces) {
   area_.Config = ConfigArea(2048);
   MakeMbrDevice();
   ASSERT_EQ(database_.Initialize(&disk_), 0u);
-  ASSERT_EQ(platform_.Reads.size(), 8u);
-  EXPECT_EQ(platform_.Reads[6].Length, 758272u);
-  EXPECT_EQ(platform_.Reads[7].Length, 262144u);
-  EXPECT_EQ(platform_.Reads[6].Offset, platform_.Reads[7].Offset);
+  ASSERT_EQ(platform_.Reads.size(), 7u);
+  EXPECT_EQ(platform_.Reads[5].Length, 758272u);
+  EXPECT_EQ(platform_.Reads[6].Length, 262144u);
+  EXPECT_EQ(platform_.Reads[5].Offset, platform_.Reads[6].Offset);
   EXPECT_EQ(database_.Config->ByteCount, 262144u);
   EXPECT_EQ(database_.Config->ParseStatus, 0);
   EXPECT_EQ(database_.Config->Header->RecordList.Entries.size(), 2u);
@@ -100,13 +100,12 @@ TEST_F(LoaderTest, ConfigAreaThatIsNotAVmdbLeavesNoRecordsAndTheLoaderGoesOn) {
 }
 
 TEST_F(LoaderTest, ConfigHeaderAnnouncingAHugeAreaIsRefusedWithoutReadingIt) {
-  ConfigAreaBuilder builder(5924);
-  builder.Header.NumBlocks = 0x7FFFFFFF;
-  std::vector<uint8_t> config = builder.Build();  // only the header is written
-  area_.Config = config;
+  area_.Config = ConfigArea(5924);
+  area_.Config[4] = 0x7F;  // NumBlocks 0x7F001724: 260 GB of blocks
   MakeMbrDevice();
   ASSERT_EQ(database_.Initialize(&disk_), 0u);
   EXPECT_EQ(platform_.Reads.size(), 6u);
+  EXPECT_EQ(platform_.Reads.back().Length, 758272u);
   EXPECT_EQ(database_.Config->ParseStatus, kConfigBroken);
 }
 
@@ -261,17 +260,19 @@ TEST_F(LoaderTest, TableSectorsOutsideTheAreaWrapToOffsetsTheReadRefuses) {
   struct Case {
     uint64_t Primary, Alternate;
   };
-  for (const Case& c : {Case{~0ULL, 1ULL << 62}, Case{0x8000000000000000ULL, 0x7FFFFFFFFFFFFFFFULL},
-                        Case{1ULL << 55, 4096}}) {
-    area_.Header.TocPrimarySector = c.Primary;
-    area_.Header.TocAlternateSector = c.Alternate;
+  // Before the start of the disk (a negative offset), exactly at its end, and
+  // wrapped far past it.
+  for (const Case& c : {Case{1ULL << 40, 0x7FFFFFFFFFFFFFFFULL}, Case{~0ULL, 3ULL << 53}}) {
     MakeMbrDevice();
+    const uint64_t end = 4 * kMiB;
+    RenameTocSectors(platform_.DiskBytes, {end - 512, end - 0x18000, 6 * 512}, c.Primary, c.Alternate);
     platform_.Reads.clear();
     LDM_DATABASE database;
     ::testing::internal::CaptureStderr();
     ASSERT_EQ(database.Initialize(&disk_), 0u);
     ::testing::internal::GetCapturedStderr();
     EXPECT_EQ(database.PrimaryHeader->Header.TocPrimarySector, c.Primary);
+    EXPECT_EQ(database.PrimaryHeader->ParseStatus, 0);
     EXPECT_LT(database.PrimaryToc->ReadStatus, 0);
     EXPECT_LT(database.AlternateToc->ReadStatus, 0);
     EXPECT_LT(database.Config->ReadStatus, 0);
@@ -301,11 +302,17 @@ TEST_F(LoaderTest, BasicMbrDiskIsOnlyReadOnWhenItsPrimaryHeaderDecodes) {
 TEST_F(LoaderTest, DynamicDiskGoesOnPastAnUndecodablePrimaryHeader) {
   area_.Header.PackIdText = "not a guid";
   MakeMbrDevice();
+  const int64_t end = 4 * kMiB;
+  ::testing::internal::CaptureStderr();
   ASSERT_EQ(database_.Initialize(&disk_), 0u);
+  ::testing::internal::GetCapturedStderr();
   EXPECT_EQ(database_.PrimaryHeader->ParseStatus, STATUS_INVALID_PARAMETER_CODE);
-  EXPECT_EQ(platform_.Reads.size(), 6u);
-  // The table sectors come before the failing field, so they still count.
-  EXPECT_EQ(database_.Config->Header->RecordList.Entries.size(), 2u);
+  // The table sectors come after the failing field and stay zero.
+  EXPECT_EQ(database_.PrimaryHeader->Header.TocAlternateSector, 0u);
+  EXPECT_EQ(Offsets(), (std::vector<int64_t>{end - 512, end - 0x18000, 6 * 512, end - 512, end - 512,
+                                             end + 14 * 512}));
+  EXPECT_EQ(database_.PrimaryToc->ReadStatus, 0);
+  EXPECT_STREQ(database_.PrimaryToc->Magic, "PRIVHEAD");
 }
 
 }  // namespace

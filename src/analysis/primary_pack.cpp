@@ -1,0 +1,212 @@
+#include "analysis/primary_pack.h"
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "analysis/braced_guid_text.h"
+#include "analysis/ready_disks.h"
+#include "common/text_format.h"
+#include "common/tree_node.h"
+#include "common/xml_writer.h"
+#include "disk/disk.h"
+#include "disk/disk_layout.h"
+#include "driver/disk_set.h"
+#include "ldm/pack_record.h"
+#include "ldm/private_header.h"
+#include "ldm/record_tree.h"
+#include "platform/platform.h"
+
+namespace kestrand {
+
+namespace {
+
+CKestrandTreeNode* AddElement(CKestrandTreeNode* parent, const char* name, const char* caption, const char* icon,
+                              uint32_t& code) {
+  CKestrandTreeNode* element = parent->AddChild(name);
+  code = element ? CKestrandXMLWriter::SetElementDisplay(element, caption, icon) : ERROR_NOT_ENOUGH_MEMORY_CODE;
+  return code == 0 ? element : nullptr;
+}
+
+// A criterion: display name and rule now, facts next, the verdict last.
+CKestrandTreeNode* AddCriterion(CKestrandTreeNode* parent, const char* name, const char* caption,
+                                const char* description, uint32_t& code) {
+  CKestrandTreeNode* criterion = parent->AddChild(name);
+  code = ERROR_NOT_ENOUGH_MEMORY_CODE;
+  if (!criterion) return nullptr;
+  code = CKestrandXMLWriter::NewAttribute(criterion, "_ElementDisplayName", caption);
+  if (code == 0) code = CKestrandXMLWriter::NewAttribute(criterion, "Description", description);
+  return code == 0 ? criterion : nullptr;
+}
+
+uint32_t SetCriterionVerdict(CKestrandTreeNode* criterion, bool passed) {
+  uint32_t code = CKestrandXMLWriter::NewAttribute(criterion, "_ElementIcon", passed ? "16" : "4");
+  if (code != 0) return code;
+  return CKestrandXMLWriter::NewAttribute(criterion, "Status", passed ? "Passed" : "Failed");
+}
+
+uint32_t AddDiskFact(CKestrandTreeNode* element, const CDisk* disk, const std::string& value) {
+  return CKestrandXMLWriter::NewAttribute(element, FormatNarrow("Disk%d", disk->DiskNumber()).c_str(), value);
+}
+
+bool HasBootIndicator(CDiskLayout& layout) {
+  for (uint32_t i = 0; i < layout.EntryCount(); ++i)
+    if (const PARTITION_INFORMATION_EX* entry = layout.Entry(i); entry && entry->Mbr.BootIndicator) return true;
+  return false;
+}
+
+// The first MBR disk with an active partition; the walk stops there.
+uint32_t FindBootDisk(CDiskSet& set, CKestrandTreeNode* parent) {
+  uint32_t code = 0;
+  CKestrandTreeNode* bootDisk = AddElement(parent, "BootDisk", "Boot Disk", "3", code);
+  if (!bootDisk) return code;
+  for (CPtrListIterator<CDisk> it(set.Disks); !it.AtEnd(); it.Advance()) {
+    CDisk* disk = it.Current();
+    CDiskLayout* layout = disk->Layout();
+    if (!layout || layout->GetPartitionStyle() != PARTITION_STYLE_MBR) {
+      code = AddDiskFact(bootDisk, disk, "GPT");
+    } else if (HasBootIndicator(*layout)) {
+      set.BootDisk = disk;
+      return AddDiskFact(bootDisk, disk, "MBR, Boot Indicator True (Is Bootdisk)");
+    } else {
+      code = AddDiskFact(bootDisk, disk, "MBR, Boot Indicator False (Not Bootdisk)");
+    }
+    if (code != 0) return code;
+  }
+  return ERROR_NOT_FOUND_CODE;
+}
+
+uint32_t AddCriterionOne(CDiskSet& set, CKestrandTreeNode* parent) {
+  if (!set.BootDisk) return ERROR_INVALID_PARAMETER_CODE;
+  uint32_t code = 0;
+  CKestrandTreeNode* criterion =
+      AddCriterion(parent, "PrimaryPackCriteriaOne", "Primary Pack Criteria 1",
+                   "If the boot disk is a dynamic disk, it is automatically the primary pack", code);
+  if (!criterion) return code;
+  const bool dynamic = set.BootDisk->DiskKind() == DISK_KIND_DYNAMIC;
+  code = CKestrandXMLWriter::NewAttribute(criterion, "IsBootDiskDynamic", dynamic ? "True" : "False");
+  if (code != 0) return code;
+  return SetCriterionVerdict(criterion, dynamic);
+}
+
+// The registry's primary pack id; all zero when the value is absent or is
+// not a braced GUID.
+GUID RegisteredPrimaryPackId() {
+  GUID id = {};
+  std::u16string text;
+  if (ThePlatform().QueryPrimaryPackId(text) >= 0) ParseBracedGuidText(text, id);
+  return id;
+}
+
+uint32_t AddCriterionTwo(CDiskSet& set, CKestrandTreeNode* parent) {
+  uint32_t code = 0;
+  CKestrandTreeNode* criterion =
+      AddCriterion(parent, "PrimaryPackCriteria2", "Primary Pack Criteria 2",
+                   "If the PackId in the registry matches a connected pack, then it becomes the primary pack.", code);
+  if (!criterion) return code;
+  const GUID registered = RegisteredPrimaryPackId();
+  bool matched = false;
+  for (const RECORD_TREE_NODE* pack = set.RecordTree; pack && !matched; pack = pack->NextSibling) {
+    const auto* record = dynamic_cast<const PACK_RECORD*>(pack->Record);
+    matched = record && record->PackId == registered;
+  }
+  return SetCriterionVerdict(criterion, matched);
+}
+
+// The ready disks, newest primary header first; equal times keep list order.
+std::vector<const CDisk*> DisksByHeaderTime(CDiskSet& set) {
+  std::vector<const CDisk*> ordered;
+  for (CPtrListIterator<CDisk> it(set.Disks); !it.AtEnd(); it.Advance())
+    if (ReadyPrimaryHeader(it.Current())) ordered.push_back(it.Current());
+  std::stable_sort(ordered.begin(), ordered.end(), [](const CDisk* a, const CDisk* b) {
+    return ReadyPrimaryHeader(a)->UpdateTime > ReadyPrimaryHeader(b)->UpdateTime;
+  });
+  return ordered;
+}
+
+// A disk whose config holds no pack record has no pack name: it shows empty.
+std::string PackNameText(const CDisk* disk) {
+  const char* name = LastPackName(disk);
+  return name ? name : "";
+}
+
+uint32_t AddCriterionThree(CDiskSet& set, CKestrandTreeNode* parent) {
+  if (!set.BootDisk) return ERROR_INVALID_PARAMETER_CODE;
+  uint32_t code = 0;
+  CKestrandTreeNode* criterion = AddCriterion(parent, "PrimaryPackCriteria3", "Primary Pack Criteria 3",
+                                              "Import the pack of the disk that lists the current boot disk as "
+                                              "their boot disk. Favor disks with the most recent headers.",
+                                              code);
+  if (!criterion) return code;
+  uint32_t bootSignature = 0;
+  const bool bootHasSignature = MbrDiskSignature(set.BootDisk, bootSignature);
+  for (const CDisk* disk : DisksByHeaderTime(set)) {
+    if (bootHasSignature && ReadyPrimaryHeader(disk)->BootSig == bootSignature) {
+      code = AddDiskFact(criterion, disk, "Bootsig matches bootdisk sig. PackName=" + PackNameText(disk));
+      return code != 0 ? code : SetCriterionVerdict(criterion, true);
+    }
+    code = AddDiskFact(criterion, disk, "Bootsig does not match bootdisk sig.");
+    if (code != 0) return code;
+  }
+  return SetCriterionVerdict(criterion, false);
+}
+
+// Whether any disk of the set but `disk` has `signature` as its MBR disk
+// signature; disks without one never match.
+bool SignatureOfAnotherDisk(CDiskSet& set, const CDisk* disk, uint32_t signature) {
+  for (CPtrListIterator<CDisk> it(set.Disks); !it.AtEnd(); it.Advance()) {
+    uint32_t other = 0;
+    if (it.Current() != disk && MbrDiskSignature(it.Current(), other) && other == signature) return true;
+  }
+  return false;
+}
+
+uint32_t AddCriterionFour(CDiskSet& set, CKestrandTreeNode* parent) {
+  uint32_t code = 0;
+  CKestrandTreeNode* criterion = AddCriterion(parent, "PrimaryPackCriteria4", "Primary Pack Criteria 4",
+                                              "Import the pack of a disk that lists a disk that is connected to "
+                                              "the system as a boot disk. Favor disks with the most recent headers.",
+                                              code);
+  if (!criterion) return code;
+  for (const CDisk* disk : DisksByHeaderTime(set)) {
+    if (SignatureOfAnotherDisk(set, disk, ReadyPrimaryHeader(disk)->BootSig)) {
+      code = AddDiskFact(criterion, disk, "Bootsig matches a disks signature. PackName=" + PackNameText(disk));
+      return code != 0 ? code : SetCriterionVerdict(criterion, true);
+    }
+    code = AddDiskFact(criterion, disk, "Bootsig does not match any disks signature");
+    if (code != 0) return code;
+  }
+  return SetCriterionVerdict(criterion, false);
+}
+
+}  // namespace
+
+uint32_t AddPrimaryPackDetermination(CDiskSet* diskSet, CKestrandTreeNode* node) {
+  if (!diskSet || !node) return ERROR_INVALID_PARAMETER_CODE;
+  CDiskSet& set = *diskSet;
+  uint32_t code = 0;
+  CKestrandTreeNode* driverCode = AddElement(node, "DriverCode", "DriverCode", "0", code);
+  if (!driverCode) return code;
+
+  CKestrandTreeNode* reinitialization =
+      AddElement(driverCode, "BootDriverReinitialization", "Boot Driver Reinitialization", "0", code);
+  if (!reinitialization) return code;
+  code = FindBootDisk(set, reinitialization);
+  if (code != 0) return code;
+  CKestrandTreeNode* systemDisk = AddElement(reinitialization, "SystemDisk", "System Disk", "3", code);
+  if (!systemDisk) return code;
+  code = CKestrandXMLWriter::NewAttribute(systemDisk, "Disk", "Set to boot disk");
+  if (code != 0) return code;
+  set.SystemDisk = set.BootDisk;
+  code = AddCriterionOne(set, reinitialization);
+  if (code != 0) return code;
+
+  CKestrandTreeNode* resume = AddElement(driverCode, "ResumeOnlineInternal", "ResumeOnlineInternal", "0", code);
+  if (!resume) return code;
+  code = AddCriterionTwo(set, resume);
+  if (code == 0) code = AddCriterionThree(set, resume);
+  if (code == 0) code = AddCriterionFour(set, resume);
+  return code;
+}
+
+}  // namespace kestrand

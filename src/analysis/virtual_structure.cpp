@@ -1,0 +1,119 @@
+#include "analysis/virtual_structure.h"
+
+#include <string>
+
+#include "analysis/ready_disks.h"
+#include "common/formatters.h"
+#include "common/tree_node.h"
+#include "common/xml_writer.h"
+#include "disk/disk.h"
+#include "ldm/disk_record.h"
+#include "ldm/pack_record.h"
+#include "ldm/plex_record.h"
+#include "ldm/private_header.h"
+#include "ldm/record_report.h"
+#include "ldm/record_tree.h"
+#include "ldm/report_values.h"
+#include "ldm/subdisk_record.h"
+#include "ldm/volume_record.h"
+
+namespace kestrand {
+
+namespace {
+
+struct RecordTypeNames {
+  const char* Word;
+  const char* Suffix;
+};
+
+RecordTypeNames NamesOf(uint16_t type) {
+  switch (type) {
+    case RECORD_TYPE_VOLUME: return {"Volume", " (Volume)"};
+    case RECORD_TYPE_PLEX: return {"Plex", " (Plex)"};
+    case RECORD_TYPE_SUBDISK: return {"Subdisk", " (Subdisk)"};
+    case RECORD_TYPE_DISK: return {"Disk", " (Disk)"};
+    case RECORD_TYPE_PACK: return {"Pack", " (Pack)"};
+    default: return {"Unknown", " (Unknown)"};
+  }
+}
+
+// The common attributes; the type word's parts come from the record's group.
+uint32_t AddCommonAttributes(CKestrandTreeNode* element, const RECORD_TREE_NODE& node) {
+  const LDM_RECORD& record = *node.Record;
+  const VBLK_GROUP* group = record.Group;
+  const uint16_t typeWord = group ? group->TypeWord : 0;
+  const RecordTypeNames names = NamesOf(node.RecordType);
+  AttributeSequence add(element);
+  add.Text("_ElementDisplayName", std::string(record.RecordName) + names.Suffix);
+  add.Text("_ElementIcon", "3");
+  add.Text("Type", names.Word);
+  add.Number("Id", RecordIdOf(&record));
+  add.Text("Name", record.RecordName);
+  add.Number("Version", (typeWord >> 4) & 0x0F);
+  add.Flags("TransFlags", group ? group->TransFlags : 0);
+  add.Flags("RecExt", (typeWord >> 8) & 0xFF);
+  add.Flags("Attributes", typeWord);
+  add.Number("Size", group ? group->RecordSize : 0);
+  add.Number("UpdateSequence", record.UpdateSequence);
+  return add.Code();
+}
+
+void AddOwnAttributes(CKestrandTreeNode* element, const RECORD_TREE_NODE& node) {
+  const LDM_RECORD* record = node.Record;
+  switch (node.RecordType) {
+    case RECORD_TYPE_VOLUME: AddVolumeAttributes(element, dynamic_cast<const VOLUME_RECORD*>(record)); break;
+    case RECORD_TYPE_PLEX: AddPlexAttributes(element, dynamic_cast<const PLEX_RECORD*>(record)); break;
+    case RECORD_TYPE_SUBDISK: AddSubdiskAttributes(element, dynamic_cast<const SUBDISK_RECORD*>(record)); break;
+    case RECORD_TYPE_DISK: AddDiskAttributes(element, dynamic_cast<const DISK_RECORD*>(record)); break;
+    case RECORD_TYPE_PACK: AddPackAttributes(element, dynamic_cast<const PACK_RECORD*>(record)); break;
+    default: break;
+  }
+}
+
+// The first ready disk whose primary DiskId is the record's.
+CDisk* PhysicalDiskOf(const DISK_RECORD& record, CPtrList<CDisk>* disks) {
+  if (!disks) return nullptr;
+  for (CPtrListIterator<CDisk> it(*disks); !it.AtEnd(); it.Advance()) {
+    const PRIVATE_HEADER* header = ReadyPrimaryHeader(it.Current());
+    if (header && header->DiskId == record.DiskId) return it.Current();
+  }
+  return nullptr;
+}
+
+// The physical disk's own branch (without tests), or MissingDisk.
+uint32_t AddPhysicalDisk(CKestrandTreeNode* element, const RECORD_TREE_NODE& node, CPtrList<CDisk>* disks) {
+  const auto* record = dynamic_cast<const DISK_RECORD*>(node.Record);
+  CDisk* disk = record ? PhysicalDiskOf(*record, disks) : nullptr;
+  if (disk) {
+    disk->AddToReport(element, false);
+    return 0;
+  }
+  CKestrandTreeNode* missing = element->AddChild("MissingDisk");
+  if (!missing) return ERROR_NOT_ENOUGH_MEMORY_CODE;
+  return CKestrandXMLWriter::SetElementDisplay(missing, "Missing", "4");
+}
+
+}  // namespace
+
+uint32_t AddVirtualStructure(CDiskSet* diskSet, CKestrandTreeNode* parent, RECORD_TREE_NODE* node,
+                             CPtrList<CDisk>* disks) {
+  if (!parent) return ERROR_INVALID_PARAMETER_CODE;
+  // Siblings in a loop; the recursion only goes down the five levels.
+  for (; node; node = node->NextSibling) {
+    if (!node->Record) continue;
+    CKestrandTreeNode* element = parent->AddChild("Records");
+    if (!element) return ERROR_NOT_ENOUGH_MEMORY_CODE;
+    uint32_t code = AddCommonAttributes(element, *node);
+    if (code != 0) return code;
+    AddOwnAttributes(element, *node);
+    if (node->RecordType == RECORD_TYPE_DISK) {
+      code = AddPhysicalDisk(element, *node, disks);
+      if (code != 0) return code;
+    }
+    code = AddVirtualStructure(diskSet, element, node->FirstChild, disks);
+    if (code != 0) return code;
+  }
+  return 0;
+}
+
+}  // namespace kestrand

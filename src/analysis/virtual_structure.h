@@ -1,0 +1,25 @@
+// The virtual structure: the merged record tree as nested Records elements,
+// with the physical disk (or the fact that it is missing) under every disk
+// record.
+#pragma once
+
+#include <cstdint>
+
+#include "common/ptr_list.h"
+
+namespace kestrand {
+
+class CDisk;
+class CDiskSet;
+class CKestrandTreeNode;
+struct RECORD_TREE_NODE;
+
+// One Records element under `parent` for `node` and each of its later
+// siblings, each holding the elements of its children. 87 without parent, 0
+// for no node, 8 when an element cannot be created, otherwise the first
+// non-zero code of a Records element's common attributes or of a nested call.
+// The records' own attributes and the physical disks' branches do not end it.
+uint32_t AddVirtualStructure(CDiskSet* diskSet, CKestrandTreeNode* parent, RECORD_TREE_NODE* node,
+                             CPtrList<CDisk>* disks);
+
+}  // namespace kestrand

@@ -1,0 +1,83 @@
+// Fixtures of the analysis tests: disks whose LDM databases are loaded by the
+// real loader from LDM areas built in memory, config areas from lists of
+// records, and walks over the report tree.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "common/tree_node.h"
+#include "ldm/ldm_database.h"
+#include "ldm/record_tree.h"
+#include "support/ldm_builder.h"
+#include "support/ldm_loader_support.h"
+
+namespace kestrand::test {
+
+// A memory platform whose registry holds a primary pack id when one is set.
+class AnalysisPlatform : public MemoryReadPlatform {
+ public:
+  NTSTATUS PrimaryPackIdStatus = STATUS_OBJECT_NAME_NOT_FOUND_CODE;
+  std::u16string PrimaryPackId;
+
+  NTSTATUS QueryPrimaryPackId(std::u16string& value) override {
+    if (PrimaryPackIdStatus >= 0) value = PrimaryPackId;
+    return PrimaryPackIdStatus;
+  }
+};
+
+// A 2 MiB MBR disk of 512-byte sectors whose last megabyte is an LDM area.
+class AnalysisDisk : public LdmTestDisk {
+ public:
+  static constexpr uint64_t kDiskBytes = 2 * 0x100000;
+
+  explicit AnalysisDisk(uint32_t number);
+
+  // One MBR partition of `type` with the boot indicator `boot`, and the
+  // layout's disk signature.
+  void SetMbr(uint32_t signature, bool boot = false, uint8_t type = 0x42);
+  // Reads `area` through the loader (the backup header copy in sector 6)
+  // as a dynamic MBR disk; keeps an MBR layout set before.
+  void Load(MemoryReadPlatform& platform, const LdmAreaImage& area);
+
+  LDM_DATABASE* Database() const { return ldmDatabase_; }
+};
+
+// ---- record shorthands (revision 3 packs and disks: ids as text) ----
+
+constexpr const char* kPackIdText = "03c0c4fc-8b6f-402b-9431-4be2e5823b1c";
+
+LdmRecordImage PackRecord(const std::string& name = "Red-nzv8x6obywgDg0", uint64_t id = 0x401,
+                          const std::string& packIdText = kPackIdText);
+LdmRecordImage VolumeRecord(uint64_t id, const std::string& name, int64_t length = 96256, uint32_t plexes = 1);
+LdmRecordImage PlexRecord(uint64_t id, const std::string& name, uint64_t volumeId, uint8_t layout = 2,
+                          uint32_t subdisks = 1);
+LdmRecordImage SubdiskRecord(uint64_t id, const std::string& name, uint64_t plexId, uint64_t diskId,
+                             int64_t length = 96256, uint64_t diskOffset = 0, uint64_t plexOffset = 0);
+LdmRecordImage DiskRecord(uint64_t id, const std::string& name, const std::string& diskIdText);
+
+// A config area of 64 blocks holding `records` as groups 1, 2, 3, ...
+std::vector<uint8_t> ConfigWith(const std::vector<LdmRecordImage>& records);
+
+// An LDM area whose config holds `records`; the headers as the builders
+// default them.
+LdmAreaImage AreaWith(const std::vector<LdmRecordImage>& records);
+
+// The tree as text: each node's name, its children in brackets, siblings
+// separated by blanks, e.g. "Pack[Volume1[Volume1-01[Disk1-01[Disk1]]]]".
+std::string TreeShape(const RECORD_TREE_NODE* node);
+
+// ---- the report tree ----
+
+const char* Attr(const CKestrandTreeNode* node, const char* name);
+// Attribute names in order.
+std::vector<std::string> AttributeNames(const CKestrandTreeNode* node);
+// The first child whose display name is `caption`; nullptr without one.
+CKestrandTreeNode* ChildCaptioned(const CKestrandTreeNode* node, const std::string& caption);
+// Every child named `name`, in order.
+std::vector<CKestrandTreeNode*> ChildrenNamed(const CKestrandTreeNode* node, const char* name);
+// Every node of the subtree (the node itself included) named `name`.
+std::vector<CKestrandTreeNode*> DescendantsNamed(const CKestrandTreeNode* node, const char* name);
+
+}  // namespace kestrand::test

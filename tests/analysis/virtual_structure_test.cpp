@@ -1,0 +1,220 @@
+// The virtual structure: one Records element per node of the merged tree,
+// its common attributes, and the physical disk or MissingDisk under each disk
+// record.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "analysis/virtual_structure.h"
+#include "analysis_disks.h"
+#include "driver/disk_set.h"
+#include "ldm/disk_record.h"
+#include "ldm/volume_record.h"
+
+namespace kestrand::test {
+namespace {
+
+using Names = std::vector<std::string>;
+
+constexpr const char* kDisk1Id = "d17c2c04-6afc-46c3-84b7-cdc2f3956c5c";  // the builders' private header
+constexpr const char* kDisk2Id = "c85a6ce4-edb3-4dbc-a3b9-7fba4b6e6f75";
+
+std::vector<LdmRecordImage> SpannedOverTwoDisks() {
+  return {
+      PackRecord(),
+      VolumeRecord(0x421, "Volume1", 2 * 96256),
+      PlexRecord(0x422, "Volume1-01", 0x421, 2, 2),
+      SubdiskRecord(0x423, "Disk1-01", 0x422, 0x411),
+      SubdiskRecord(0x424, "Disk2-01", 0x422, 0x412, 96256, 0, 96256),
+      DiskRecord(0x411, "Disk1", kDisk1Id),
+      DiskRecord(0x412, "Disk2", kDisk2Id),
+  };
+}
+
+// Captions of the Records elements in document order, not entering the
+// physical disks' branches (which have Records of their own).
+void CollectCaptions(const CKestrandTreeNode* node, Names& captions) {
+  for (CKestrandTreeNode* child : ChildrenNamed(node, "Records")) {
+    captions.push_back(Attr(child, "_ElementDisplayName"));
+    CollectCaptions(child, captions);
+  }
+}
+
+class VirtualStructureTest : public ::testing::Test {
+ protected:
+  AnalysisDisk* AddDisk(const std::vector<LdmRecordImage>& records, const std::string& diskId = kDisk1Id) {
+    auto* disk = new AnalysisDisk(static_cast<uint32_t>(owned_.size()));
+    owned_.emplace_back(disk);
+    LdmAreaImage area = AreaWith(records);
+    area.Header.DiskIdText = diskId;
+    disk->Load(platform_, area);
+    set_.Disks.Append(disk);
+    return disk;
+  }
+
+  uint32_t Run() {
+    EXPECT_EQ(BuildRecordTree(&set_.Disks, &set_.RecordTree), 0u);
+    return AddVirtualStructure(&set_, &parent_, set_.RecordTree, &set_.Disks);
+  }
+
+  // The Records element reached by following first children `depth` times.
+  CKestrandTreeNode* Level(int depth) {
+    CKestrandTreeNode* node = parent_.FindChild("Records");
+    for (int i = 0; i < depth && node; ++i) node = node->FindChild("Records");
+    return node;
+  }
+
+  AnalysisPlatform platform_;
+  ScopedPlatform installed_{platform_};
+  std::vector<std::unique_ptr<AnalysisDisk>> owned_;
+  CDiskSet set_;
+  CKestrandTreeNode parent_{"VirtualStructure"};
+};
+
+TEST_F(VirtualStructureTest, NestsTheTreeWithCommonAttributesFirst) {
+  AddDisk(SpannedOverTwoDisks());
+  ASSERT_EQ(Run(), 0u);
+  Names captions;
+  CollectCaptions(&parent_, captions);
+  EXPECT_EQ(captions, (Names{"Red-nzv8x6obywgDg0 (Pack)", "Volume1 (Volume)", "Volume1-01 (Plex)", "Disk1-01 (Subdisk)",
+                             "Disk1 (Disk)", "Disk2-01 (Subdisk)", "Disk2 (Disk)"}));
+
+  CKestrandTreeNode* volume = Level(1);
+  const Names names = AttributeNames(volume);
+  ASSERT_GE(names.size(), 12u);
+  EXPECT_EQ(Names(names.begin(), names.begin() + 12),
+            (Names{"_ElementDisplayName", "_ElementIcon", "Type", "Id", "Name", "Version", "TransFlags", "RecExt",
+                   "Attributes", "Size", "UpdateSequence", "UsageType"}));
+  EXPECT_STREQ(Attr(volume, "_ElementIcon"), "3");
+  EXPECT_STREQ(Attr(volume, "Type"), "Volume");
+  EXPECT_STREQ(Attr(volume, "Id"), "1057");
+  EXPECT_STREQ(Attr(volume, "Name"), "Volume1");
+  EXPECT_STREQ(Attr(volume, "Version"), "5");
+  EXPECT_STREQ(Attr(volume, "TransFlags"), "0x00000000");
+  EXPECT_STREQ(Attr(volume, "RecExt"), "0x00000002");  // the mount name flag 0x0200, shifted down
+  EXPECT_STREQ(Attr(volume, "Attributes"), "0x00000251");
+  EXPECT_STREQ(Attr(volume, "Size"), std::to_string(BuildVolumeRecord(VolumeFields{}).Data.size()).c_str());
+  EXPECT_STREQ(Attr(volume, "UpdateSequence"), "1065");
+  EXPECT_STREQ(Attr(volume, "MountName"), "E:");
+  EXPECT_STREQ(Attr(Level(0), "Type"), "Pack");
+  EXPECT_STREQ(Attr(Level(2), "Type"), "Plex");
+  EXPECT_STREQ(Attr(Level(3), "Type"), "Subdisk");
+  EXPECT_STREQ(Attr(Level(4), "Type"), "Disk");
+}
+
+TEST_F(VirtualStructureTest, DiskRecordShowsThePhysicalDiskOrThatItIsMissing) {
+  AnalysisDisk* disk1 = AddDisk(SpannedOverTwoDisks(), kDisk1Id);
+  ASSERT_EQ(Run(), 0u);
+  const std::vector<CKestrandTreeNode*> subdisks = ChildrenNamed(Level(2), "Records");
+  ASSERT_EQ(subdisks.size(), 2u);
+
+  CKestrandTreeNode* present = subdisks[0]->FindChild("Records");
+  std::vector<CKestrandTreeNode*> physical = ChildrenNamed(present, "Disk");
+  ASSERT_EQ(physical.size(), 1u);
+  EXPECT_EQ(Attr(physical[0], "_ElementDisplayName"), "Disk " + std::to_string(disk1->DiskNumber()));
+  EXPECT_EQ(ChildrenNamed(present, "MissingDisk").size(), 0u);
+  EXPECT_EQ(DescendantsNamed(physical[0], "Tests").size(), 0u);  // the physical branch comes without tests
+  EXPECT_NE(physical[0]->FindChild("PrivateHeader"), nullptr);
+
+  CKestrandTreeNode* absent = subdisks[1]->FindChild("Records");
+  ASSERT_NE(absent->FirstChild(), nullptr);
+  EXPECT_EQ(absent->FirstChild(), absent->FindChild("MissingDisk"));
+  EXPECT_EQ(absent->FirstChild()->NextSibling(), nullptr);
+  EXPECT_EQ(AttributeNames(absent->FirstChild()), (Names{"_ElementDisplayName", "_ElementIcon"}));
+  EXPECT_STREQ(Attr(absent->FirstChild(), "_ElementDisplayName"), "Missing");
+  EXPECT_STREQ(Attr(absent->FirstChild(), "_ElementIcon"), "4");
+}
+
+TEST_F(VirtualStructureTest, OnlyTheFirstReadyDiskWithTheIdIsShown) {
+  AnalysisDisk* notReady = AddDisk(SpannedOverTwoDisks(), kDisk2Id);
+  notReady->SetPartitionInfoError(21);
+  AddDisk(SpannedOverTwoDisks(), kDisk2Id);
+  AddDisk(SpannedOverTwoDisks(), kDisk2Id);
+  ASSERT_EQ(Run(), 0u);
+  CKestrandTreeNode* disk2 = ChildrenNamed(Level(2), "Records")[1]->FindChild("Records");
+  std::vector<CKestrandTreeNode*> physical = ChildrenNamed(disk2, "Disk");
+  ASSERT_EQ(physical.size(), 1u);
+  EXPECT_STREQ(Attr(physical[0], "_ElementDisplayName"), "Disk 1");
+  // Disk1's record names a disk that is not connected.
+  EXPECT_NE(Level(4)->FindChild("MissingDisk"), nullptr);
+}
+
+TEST_F(VirtualStructureTest, TwoPacksGiveTwoTopLevelElementsInTreeOrder) {
+  AddDisk(SpannedOverTwoDisks());
+  AddDisk({PackRecord("Second-Pack", 0x401, "11111111-2222-3333-4444-555555555555")});
+  ASSERT_EQ(Run(), 0u);
+  const std::vector<CKestrandTreeNode*> packs = ChildrenNamed(&parent_, "Records");
+  ASSERT_EQ(packs.size(), 2u);
+  EXPECT_STREQ(Attr(packs[0], "Name"), "Red-nzv8x6obywgDg0");
+  EXPECT_STREQ(Attr(packs[1], "_ElementDisplayName"), "Second-Pack (Pack)");
+  EXPECT_EQ(packs[1]->FirstChild(), nullptr);
+}
+
+TEST_F(VirtualStructureTest, EmptyTreeAddsNothingAndMissingParentIsRefused) {
+  EXPECT_EQ(Run(), 0u);
+  EXPECT_EQ(parent_.FirstChild(), nullptr);
+  RECORD_TREE_NODE node;
+  EXPECT_EQ(AddVirtualStructure(&set_, nullptr, &node, &set_.Disks), 87u);
+}
+
+// Records made by hand, for type words no decoder would accept.
+TEST(VirtualStructureRecordsTest, TypeWordPartsAndUnknownTypes) {
+  VBLK_GROUP group;
+  group.TypeWord = 0x0834;
+  group.TransFlags = 0x0002;
+  group.RecordSize = 77;
+  RECORD_ENTRY entry;
+  entry.RecordId = 9;
+  auto* disk = new DISK_RECORD();
+  entry.Record.reset(disk);
+  disk->Entry = &entry;
+  disk->Group = &group;
+  std::strcpy(disk->RecordName, "Odd");
+  disk->UpdateSequence = 12;
+
+  VBLK_GROUP otherGroup;
+  otherGroup.TypeWord = 0x0039;
+  RECORD_ENTRY otherEntry;
+  auto* other = new VOLUME_RECORD();
+  otherEntry.Record.reset(other);
+  other->Entry = &otherEntry;
+  other->Group = &otherGroup;
+  std::strcpy(other->RecordName, "Strange");
+
+  RECORD_TREE_NODE unknown;
+  unknown.Record = other;
+  unknown.RecordType = 9;
+  RECORD_TREE_NODE child;
+  child.Record = disk;
+  child.RecordType = RECORD_TYPE_DISK;
+  child.Parent = &unknown;
+  unknown.FirstChild = &child;
+
+  CPtrList<CDisk> none(false);
+  CKestrandTreeNode parent("VirtualStructure");
+  ASSERT_EQ(AddVirtualStructure(nullptr, &parent, &unknown, &none), 0u);
+  CKestrandTreeNode* strange = parent.FindChild("Records");
+  EXPECT_STREQ(Attr(strange, "_ElementDisplayName"), "Strange (Unknown)");
+  EXPECT_STREQ(Attr(strange, "Type"), "Unknown");
+  EXPECT_EQ(AttributeNames(strange).size(), 11u);  // no own attributes
+  EXPECT_EQ(AttributeNames(strange).back(), "UpdateSequence");
+
+  CKestrandTreeNode* odd = strange->FindChild("Records");
+  ASSERT_NE(odd, nullptr);
+  EXPECT_STREQ(Attr(odd, "_ElementDisplayName"), "Odd (Disk)");
+  EXPECT_STREQ(Attr(odd, "Id"), "9");
+  EXPECT_STREQ(Attr(odd, "Version"), "3");
+  EXPECT_STREQ(Attr(odd, "TransFlags"), "0x00000002");
+  EXPECT_STREQ(Attr(odd, "RecExt"), "0x00000008");
+  EXPECT_STREQ(Attr(odd, "Attributes"), "0x00000834");
+  EXPECT_STREQ(Attr(odd, "Size"), "77");
+  EXPECT_STREQ(Attr(odd, "UpdateSequence"), "12");
+  EXPECT_STREQ(Attr(odd, "DiskId"), "00000000-0000-0000-0000-000000000000");
+  EXPECT_NE(odd->FindChild("MissingDisk"), nullptr);
+}
+
+}  // namespace
+}  // namespace kestrand::test
