@@ -301,6 +301,7 @@ TEST_F(FileReadTest, ReadsAtOrBeyondTheEndAreEndOfFile) {
   EXPECT_EQ(platform_.ReadAt(handle_, int64_t{1} << 40, 512, buffer.data()), STATUS_END_OF_FILE_CODE);
   EXPECT_EQ(buffer[0], 0xCC);
   EXPECT_EQ(platform_.ReadAt(handle_, -512, 512, buffer.data()), STATUS_INVALID_PARAMETER_CODE);
+  EXPECT_EQ(platform_.ReadAt(handle_, INT64_MAX - 100, 512, buffer.data()), STATUS_INVALID_PARAMETER_CODE);
 }
 
 TEST_F(FileReadTest, OpenFailuresAndStaleHandles) {

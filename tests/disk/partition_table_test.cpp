@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <random>
 
 #include "support/disk_image_builder.h"
 #include "platform/crc32.h"
@@ -519,6 +520,46 @@ TEST(CopyDriveLayoutTest, BufferMustHoldHeadAndEveryEntry) {
   std::vector<uint8_t> raw;
   ASSERT_EQ(ReadDriveLayout(SourceOf(CDiskImageBuilder(1 << 20)), raw), 0u);
   EXPECT_EQ(CopyDriveLayout(raw, buffer.data(), 48), 0u);
+}
+
+// Mutated tables must never fault, whatever they claim; the layout must
+// always be consistent with its own count.
+TEST(PartitionTableRobustnessTest, MutatedTablesStayWithinBounds) {
+  std::mt19937 random(12345);
+  for (int round = 0; round < 400; ++round) {
+    CDiskImageBuilder image(4 * kMiB, round % 4 == 0 ? 4096 : 512);
+    const uint64_t sector = image.BytesPerSector();
+    std::vector<uint64_t> hot;
+    if (round % 2 == 0) {
+      image.WriteMbr({MbrSlot{0x07, true, 8, 100}, {}, {}, {}}, 1);
+      std::vector<uint64_t> ebrs;
+      image.WriteExtendedPartition(1, 200, {{0x07, 10}, {0x83, 10}, {0x07, 10}}, 2, 0x05, &ebrs);
+      hot = {0};
+      hot.insert(hot.end(), ebrs.begin(), ebrs.end());
+    } else {
+      GptOptions options;
+      options.Partitions = {{kGptTypeBasicData, kBasicId, 40, 100, 0, u"x", -1}};
+      image.WriteGpt(options);
+      hot = {1, 2};
+    }
+    for (int flips = 0; flips < 6; ++flips) {
+      const uint64_t lba = hot[random() % hot.size()];
+      const uint64_t offset = lba * sector + (lba == 1 ? random() % 92 : 440 + random() % 72);
+      const uint8_t value = static_cast<uint8_t>(random());
+      image.WriteBytes(offset, &value, 1);
+    }
+    if (round % 2 == 1 && round % 3 != 0) PatchGptHeader(image, 1, 8, 0x00010000);  // reseal the CRC
+    Layout layout{};
+    const WIN32_ERROR error = ReadLayout(SourceOf(image), layout);
+    EXPECT_TRUE(error == 0 || error == ERROR_DISK_CORRUPT_CODE) << round;
+    for (const PARTITION_INFORMATION_EX& e : layout.Entries) {
+      EXPECT_GE(e.StartingOffset, 0);
+      EXPECT_GE(e.PartitionLength, 0);
+      if (layout.Head.PartitionStyle == PARTITION_STYLE_GPT) {
+        EXPECT_LE(e.StartingOffset + e.PartitionLength, int64_t(4 * kMiB));
+      }
+    }
+  }
 }
 
 TEST(Crc32Test, MatchesTheStandardCheckValue) {

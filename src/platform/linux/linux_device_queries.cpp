@@ -1,5 +1,7 @@
 // Geometry, alignment, layout and whole-disk partition information of an
 // open disk (or of an image file opened in its place).
+#include <cstdint>
+
 #include "platform/linux/block_media.h"
 #include "platform/linux/errno_status.h"
 #include "platform/linux/linux_platform.h"

@@ -37,8 +37,9 @@ int CLinuxPlatform::OpenReadOnly(const std::string& path, PlatformHandle& handle
   if (fd < 0) return errno;
   // A directory opens fine on Linux, but it is not something to read.
   struct stat st;
-  if (fstat(fd, &st) != 0 || S_ISDIR(st.st_mode)) {
-    const int error = S_ISDIR(st.st_mode) ? EISDIR : errno;
+  int error = fstat(fd, &st) != 0 ? errno : 0;
+  if (error == 0 && S_ISDIR(st.st_mode)) error = EISDIR;
+  if (error != 0) {
     close(fd);
     return error;
   }

@@ -3,13 +3,15 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 
 #include "platform/linux/errno_status.h"
 
 namespace kestrand {
 
 NTSTATUS ReadAtOffset(int fd, int64_t offset, uint32_t length, void* buffer) {
-  if (offset < 0 || (buffer == nullptr && length != 0)) return STATUS_INVALID_PARAMETER_CODE;
+  if (offset < 0 || offset > INT64_MAX - int64_t{length} || (buffer == nullptr && length != 0))
+    return STATUS_INVALID_PARAMETER_CODE;
   auto* bytes = static_cast<uint8_t*>(buffer);
   uint32_t done = 0;
   while (done < length) {

@@ -1,0 +1,26 @@
+// A disk image attached read-only as a loop device for the length of a test.
+#pragma once
+
+#include <string>
+
+namespace kestrand::test {
+
+class LoopDevice {
+ public:
+  // Attaches `image` read-only; Attached() tells whether it worked.
+  explicit LoopDevice(const std::string& image);
+  ~LoopDevice();
+  LoopDevice(const LoopDevice&) = delete;
+  LoopDevice& operator=(const LoopDevice&) = delete;
+
+  bool Attached() const { return !device_.empty(); }
+  const std::string& Device() const { return device_; }
+
+  // Whether this machine lets us attach loop devices, with the reason if not.
+  static bool Available(std::string& reason);
+
+ private:
+  std::string device_;
+};
+
+}  // namespace kestrand::test

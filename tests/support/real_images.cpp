@@ -1,0 +1,99 @@
+#include "support/real_images.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <random>
+
+#include "support/ldm_loader_support.h"
+
+namespace kestrand::test {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string ReadAll(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+void WriteAll(const std::string& path, const char* data, size_t size) {
+  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  out.write(data, static_cast<std::streamsize>(size));
+}
+
+}  // namespace
+
+const std::vector<std::string>& RealImages::Names() {
+  static const std::vector<std::string> names = {
+      "ldm-2003r2-simple-1.img",   "ldm-2003r2-spanned-1.img", "ldm-2003r2-spanned-2.img",
+      "ldm-2003r2-striped-1.img",  "ldm-2003r2-striped-2.img", "ldm-2003r2-mirrored-1.img",
+      "ldm-2003r2-mirrored-2.img", "ldm-2003r2-raid5-1.img",   "ldm-2003r2-raid5-2.img",
+      "ldm-2003r2-raid5-3.img"};
+  return names;
+}
+
+const RealImages* RealImages::Get(std::string& skipReason) {
+  static std::unique_ptr<RealImages> images;
+  static std::string reason;
+  static bool tried = false;
+  if (!tried) {
+    tried = true;
+    const fs::path tarball = fs::path(KESTRAND_SHARED_DIR) / "testdata" / "ldm-2003r2.tar.xz";
+    std::error_code error;
+    if (!fs::exists(tarball, error)) {
+      reason = "no shared test images at " + tarball.string();
+    } else {
+      std::unique_ptr<RealImages> unpacked(new RealImages());
+      std::random_device random;
+      unpacked->folder_ = (fs::temp_directory_path() / ("kestrand-images-" + std::to_string(random()))).string();
+      fs::create_directories(unpacked->folder_, error);
+      const std::string command =
+          "tar -xJf '" + tarball.string() + "' -C '" + unpacked->folder_ + "' >/dev/null 2>&1";
+      if (error || std::system(command.c_str()) != 0 || !fs::exists(unpacked->Path(Names()[0])))
+        reason = "tar or xz could not unpack " + tarball.string();
+      else
+        images = std::move(unpacked);
+    }
+  }
+  skipReason = reason;
+  return images.get();
+}
+
+RealImages::~RealImages() {
+  std::error_code error;
+  if (!folder_.empty()) fs::remove_all(folder_, error);
+}
+
+std::string RealImages::RepairedPath(const std::string& name) const {
+  const std::string repaired = folder_ + "/repaired-" + name;
+  if (fs::exists(repaired)) return repaired;
+  // A sparse copy, then the three private header copies rewritten in place:
+  // sector 6 of the disk and sectors 1856 and 2047 of the LDM area.
+  const std::string copy = "cp --sparse=always '" + Path(name) + "' '" + repaired + "'";
+  if (std::system(copy.c_str()) != 0) return Path(name);
+  std::fstream file(repaired, std::ios::binary | std::ios::in | std::ios::out);
+  for (uint64_t offset : {uint64_t{6 * 512}, kLdmAreaOffset + 1856 * 512, kLdmAreaOffset + 2047 * 512}) {
+    std::vector<uint8_t> sector(512);
+    file.seekg(static_cast<std::streamoff>(offset));
+    file.read(reinterpret_cast<char*>(sector.data()), 512);
+    RenameTocSectors(sector, {0}, 2, 2045);
+    file.seekp(static_cast<std::streamoff>(offset));
+    file.write(reinterpret_cast<const char*>(sector.data()), 512);
+  }
+  return repaired;
+}
+
+std::string RealImages::DatabaseFile(const std::string& name, bool repaired) const {
+  const std::string file = folder_ + "/" + (repaired ? "repaired-" : "") + name + ".ldm";
+  if (fs::exists(file)) return file;
+  const std::string bytes = ReadAll(repaired ? RepairedPath(name) : Path(name));
+  if (bytes.size() < kLdmAreaBytes) return file;
+  WriteAll(file, bytes.data() + bytes.size() - kLdmAreaBytes, kLdmAreaBytes);
+  return file;
+}
+
+}  // namespace kestrand::test
