@@ -26,7 +26,8 @@ bool CONFIG_WRAPPER::ReadArea(CDisk* disk, uint32_t size, uint32_t& code) {
   ReadAttempted = true;
   ReadStatus = disk->ReadDisk(readOffset, size, Bytes.get());
   if (ReadStatus < 0) {
-    PrintReadFailure(ReadStatus, disk->DiskNumber(), u"CONFIG_WRAPPER::Initialize()", u"Call to NtReadFile() failed. 7");
+    PrintReadFailure(ReadStatus, disk->DiskNumber(), u"CONFIG_WRAPPER::Initialize()",
+                     u"Call to NtReadFile() failed. 7");
     return false;
   }
   return true;

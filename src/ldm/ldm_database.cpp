@@ -86,7 +86,8 @@ uint32_t LDM_DATABASE::ReadStructures(uint64_t end, uint32_t sectorSize) {
 
   // A basic MBR disk only counts as carrying a database when its primary
   // copy reads and decodes; the probe never hands such disks in itself.
-  const bool basicMbr = Disk->DiskKind() == DISK_KIND_BASIC && Disk->Layout()->GetPartitionStyle() == PARTITION_STYLE_MBR;
+  const bool basicMbr =
+      Disk->DiskKind() == DISK_KIND_BASIC && Disk->Layout()->GetPartitionStyle() == PARTITION_STYLE_MBR;
   if (basicMbr) {
     if (PrimaryHeader->ReadStatus < 0 || PrimaryHeader->ParseStatus < 0) return 0;
     Disk->SetBasicDiskWithLdmDatabase(true);

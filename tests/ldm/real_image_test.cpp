@@ -4,6 +4,7 @@
 // at sectors 2 and 2045, where the config area is then found.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -46,12 +47,14 @@ const RealImage kImages[] = {
 constexpr size_t kRecordCount = 36;
 const char* const kVolumeNames[] = {"Volume1", "Volume2", "Volume3", "Volume4", "Stripe1", "Raid1"};
 
-class RealImageTest : public ::testing::Test {
+class RealImageLoaderTest : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
     const fs::path tarball = fs::path(KESTRAND_SHARED_DIR) / "testdata" / "ldm-2003r2.tar.xz";
     if (!fs::exists(tarball)) return;
-    directory_ = fs::temp_directory_path() / ("kestrand-ldm-images-" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()) + "-" + std::to_string(std::rand()));
+    // A directory of its own, so that concurrent runs never share one.
+    const auto stamp = std::chrono::steady_clock::now().time_since_epoch().count();
+    directory_ = fs::temp_directory_path() / ("kestrand-ldm-images-" + std::to_string(stamp));
     fs::create_directories(directory_);
     const std::string command = "tar -xJf '" + tarball.string() + "' -C '" + directory_.string() + "'";
     unpacked_ = std::system(command.c_str()) == 0;
@@ -107,7 +110,7 @@ class RealImageTest : public ::testing::Test {
   std::unique_ptr<CLdmFileDisk> file_;
 };
 
-TEST_F(RealImageTest, AsFoundTheConfigCopyIsReadButDoesNotParse) {
+TEST_F(RealImageLoaderTest, AsFoundTheConfigCopyIsReadButDoesNotParse) {
   for (const RealImage& image : kImages) {
     SCOPED_TRACE(image.File);
     std::vector<uint8_t> bytes = DatabaseFileOf(image);
@@ -149,7 +152,7 @@ TEST_F(RealImageTest, AsFoundTheConfigCopyIsReadButDoesNotParse) {
   }
 }
 
-TEST_F(RealImageTest, RepairedCopyShowsTheBlockListAndEveryRecord) {
+TEST_F(RealImageLoaderTest, RepairedCopyShowsTheBlockListAndEveryRecord) {
   for (const RealImage& image : kImages) {
     SCOPED_TRACE(image.File);
     std::vector<uint8_t> bytes = DatabaseFileOf(image);
@@ -164,7 +167,9 @@ TEST_F(RealImageTest, RepairedCopyShowsTheBlockListAndEveryRecord) {
     EXPECT_EQ(database->Config->Header->RecordList.Entries.size(), kRecordCount);
 
     const std::string text = Text(*database);
-    EXPECT_TRUE(Has(text, "Magic Str:   VMDB\nSectorOffset: 17\nHeader:      NumBlocks=5924 BlockSize=128 HeaderSize=512\n"));
+    EXPECT_TRUE(Has(text,
+                    "Magic Str:   VMDB\nSectorOffset: 17\n"
+                    "Header:      NumBlocks=5924 BlockSize=128 HeaderSize=512\n"));
     EXPECT_TRUE(Has(text, "Pack:        Red-nzv8x6obywgDg0\nPackId:      03c0c4fc-8b6f-402b-9431-4be2e5823b1c\n"));
     EXPECT_TRUE(Has(text, "Active:      Sequence="));
     EXPECT_TRUE(Has(text, "BlockNumber: 4   "));
