@@ -108,7 +108,7 @@ uint32_t LDM_DATABASE::ReadStructures(uint64_t end, uint32_t sectorSize) {
   code = AlternateToc->Initialize(this, Disk, "Alternate", alternateToc);
   if (code != 0) return code;
 
-  // 15 sectors as a 32-bit product, like every other sector count here.
+  // A 32-bit product: it wraps only for absurd sector sizes.
   const uint32_t configDistance = kConfigSectorsPastAlternateToc * sectorSize;
   return Config->Initialize(this, Disk, alternateToc + configDistance);
 }

@@ -28,10 +28,10 @@ enum class LdmCopy : uint32_t {
 };
 
 struct LDM_COPY_STATUS {
-  bool Exists = false;      // false for a copy the loader does not create (Backup off MBR devices)
-  bool Read = false;        // the loader issued its read (false when it stopped before)
-  NTSTATUS ReadStatus = 0;  // negative: could not be read
-  NTSTATUS ParseStatus = 0; // negative: read but did not decode
+  bool Exists = false;         // false for a copy the loader does not create (Backup off MBR devices)
+  bool ReadAttempted = false;  // the loader issued its read (false when it stopped before)
+  NTSTATUS ReadStatus = 0;     // negative: could not be read
+  NTSTATUS ParseStatus = 0;    // negative: read but did not decode
 };
 
 // The alternate private header lies this many bytes before the end of the

@@ -84,12 +84,9 @@ TEST_F(DiskTestsTest, HealthyDatabasePassesEveryTestInTheOrderOfTheStructures) {
                "Verifies that the first 8 bytes contains the correct magic string: PRIVHEAD");
 
   CKestrandTreeNode* config = ChildCaptioned(tests, "Config Header");
-  ASSERT_EQ(ChildrenNamed(config, "Test").size(), 2u);
   EXPECT_STREQ(Attr(config->FirstChild(), "Description"),
                "Verifies that the first 8 bytes contains the correct magic string: VMDB");
   EXPECT_STREQ(Attr(config->FirstChild()->NextSibling(), "_ElementDisplayName"), "Disk not offline/stale");
-  EXPECT_STREQ(Attr(ChildCaptioned(tests, "Table of Contents Alternate")->FirstChild(), "Description"),
-               "Verifies that the first 8 bytes contains the correct magic string: TOCBLOCK");
 }
 
 TEST_F(DiskTestsTest, DatabaseFileHasNoBackupCopyAndNoTestsOfIt) {
@@ -144,15 +141,6 @@ TEST_F(DiskTestsTest, WrongMagicAndChecksumFailTheirTests) {
   EXPECT_EQ(Mismatches(tocs), (Names{"MagicStrings", "Entry1"}));
 }
 
-TEST_F(DiskTestsTest, NothingForADiskWithoutNumberAndRefusalsWithoutArguments) {
-  Load();
-  disk_.SetDiskNumberKnown(false);
-  EXPECT_EQ(AddDiskTests(&diskNode_, &disk_), 0u);
-  EXPECT_EQ(diskNode_.FirstChild(), nullptr);
-  EXPECT_EQ(AddDiskTests(nullptr, &disk_), 87u);
-  EXPECT_EQ(AddDiskTests(&diskNode_, nullptr), 87u);
-}
-
 // ---- single tests ----
 
 // A private header copy holding `sector` as read.
@@ -171,32 +159,20 @@ std::string ChecksumVerdict(const std::vector<uint8_t>& sector) {
   return parent.FirstChild() ? Attr(parent.FirstChild(), "Status") : "none";
 }
 
-TEST(ChecksumTest, SumsEveryByteButTheStoredChecksum) {
+TEST(ChecksumTest, SumsEveryByteButTheStoredChecksumOverTheWholeSector) {
   std::vector<uint8_t> sector(512, 0);
   EXPECT_EQ(ChecksumVerdict(sector), "Passed");
   sector[511] = 1;
   EXPECT_EQ(ChecksumVerdict(sector), "Failed");
   sector[11] = 1;  // the stored checksum itself is left out of the sum
   EXPECT_EQ(ChecksumVerdict(sector), "Passed");
-  sector[8] = 0xFF;
-  EXPECT_EQ(ChecksumVerdict(sector), "Failed");
-}
 
-TEST(ChecksumTest, CoversAWhole4096ByteSectorAndWrapsAt32Bits) {
-  std::vector<uint8_t> sector(4096, 0xFF);
-  sector[8] = sector[9] = sector[10] = sector[11] = 0;
+  std::vector<uint8_t> large(4096, 0xFF);
   const uint32_t sum = 0xFFu * (4096 - 4);
-  sector[8] = static_cast<uint8_t>(sum >> 24);
-  sector[9] = static_cast<uint8_t>(sum >> 16);
-  sector[10] = static_cast<uint8_t>(sum >> 8);
-  sector[11] = static_cast<uint8_t>(sum);
-  EXPECT_EQ(ChecksumVerdict(sector), "Passed");
-  sector[4095] = 0xFE;
-  EXPECT_EQ(ChecksumVerdict(sector), "Failed");
-
-  std::vector<uint8_t> wrapping(0x1000000 / 0xFF + 512, 0xFF);
-  EXPECT_EQ(PrivateHeaderByteSum(wrapping.data(), static_cast<uint32_t>(wrapping.size())),
-            static_cast<uint32_t>(0xFFull * (wrapping.size() - 4)));
+  for (int i = 0; i < 4; ++i) large[8 + i] = static_cast<uint8_t>(sum >> (24 - 8 * i));
+  EXPECT_EQ(ChecksumVerdict(large), "Passed");
+  large[4095] = 0xFE;
+  EXPECT_EQ(ChecksumVerdict(large), "Failed");
 }
 
 TEST(OfflineStaleTest, FailsOnlyForFlagsEqualTo0x0400) {
@@ -206,14 +182,6 @@ TEST(OfflineStaleTest, FailsOnlyForFlagsEqualTo0x0400) {
     EXPECT_STREQ(Attr(parent.FirstChild(), "Status"), flags == 0x0400 ? "Failed" : "Passed") << flags;
     EXPECT_STREQ(Attr(parent.FirstChild(), "_ElementIcon"), flags == 0x0400 ? "5" : "16");
   }
-}
-
-TEST(PackNamesTest, EmptyNamesAgree) {
-  PRIVATE_HEADER_WRAPPER copy;
-  CKestrandTreeNode parent("PrivateHeader");
-  ASSERT_EQ(AddPackNamesTest(&parent, copy, ""), 0u);
-  EXPECT_STREQ(Attr(parent.FirstChild(), "Status"), "Passed");
-  EXPECT_EQ(Mismatches(parent.FirstChild()), Names{});
 }
 
 // ---- header copies ----
@@ -299,8 +267,6 @@ TEST_F(HeaderCopiesTest, EveryDifferenceIsListedInTheOrderOfTheComparisons) {
   Alternate().Header.PrivateOffset ^= 1;
   CKestrandTreeNode* test = Compare();
   EXPECT_EQ(Mismatches(test), (Names{"PrivateOffset", "PublicId"}));
-  EXPECT_STREQ(Attr(test, "Description"),
-               "This test verifies that the Primary+Alternate private headers are identical");
 }
 
 // ---- tables of contents ----
@@ -332,12 +298,6 @@ TEST_F(TocCopiesTest, FlagOfTheFirstRegionFailsTheTestAndEndsTheWalk) {
   EXPECT_STREQ(Attr(test, "Entry1"), "Testing");
   EXPECT_STREQ(Attr(test, "CopyFlag"), "Not identical");
   EXPECT_STREQ(Attr(test, "Status"), "Failed");
-}
-
-TEST_F(TocCopiesTest, EqualTablesCompareEveryPair) {
-  CKestrandTreeNode* test = Compare({}, {});
-  EXPECT_EQ(Mismatches(test), (Names{"Entry1", "Entry2"}));
-  EXPECT_STREQ(Attr(test, "Status"), "Passed");
 }
 
 TEST_F(TocCopiesTest, SecondRegionDifferingInEveryFieldNamesThemAll) {

@@ -5,11 +5,8 @@
 // them. Volume kinds, disks, offsets and sizes are those ldmtool reports.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <map>
-#include <random>
 #include <set>
 #include <sstream>
 #include <string>
@@ -25,29 +22,17 @@
 #include "driver/kestrand.h"
 #include "ldm/record_tree.h"
 #include "support/disk_image_builder.h"
-#include "support/fake_host_platform.h"
 #include "support/image_platform.h"
+#include "support/real_images.h"
 
 namespace kestrand::test {
 namespace {
 
-namespace fs = std::filesystem;
-
-// In the order of the group's disks: image i holds Disk(i+1) and is attached
+// Image i (in RealImages::Names() order) holds Disk(i+1) and is attached
 // as device i.
-const char* const kImages[] = {
-    "ldm-2003r2-simple-1.img",  "ldm-2003r2-spanned-1.img",  "ldm-2003r2-spanned-2.img",
-    "ldm-2003r2-striped-1.img", "ldm-2003r2-striped-2.img",  "ldm-2003r2-mirrored-1.img",
-    "ldm-2003r2-mirrored-2.img", "ldm-2003r2-raid5-1.img",   "ldm-2003r2-raid5-2.img",
-    "ldm-2003r2-raid5-3.img",
-};
+constexpr size_t kImageCount = 10;
 constexpr size_t kMirror1 = 5;
 constexpr size_t kMirror2 = 6;
-
-// The LDM area is the last 2,048 of 102,400 sectors; the private header
-// copies are its sectors 1856 and 2047 and sector 6 of the disk.
-constexpr uint64_t kAreaStart = 100352ull * 512;
-const uint64_t kHeaderOffsets[] = {6 * 512, kAreaStart + 1856 * 512, kAreaStart + 2047 * 512};
 
 // One subdisk row: subdisk, disk, disk offset, size (ldmtool's partition
 // "name", "disk", "start", "size").
@@ -71,56 +56,20 @@ const std::map<std::string, ExpectedVolume> kVolumes = {
       {{"Disk10-01", "Disk10", "0", "96256"}, {"Disk9-01", "Disk9", "0", "96256"}, {"Disk8-01", "Disk8", "0", "96256"}}}},
 };
 
-void RepairHeaders(const fs::path& image) {
-  std::fstream file(image, std::ios::in | std::ios::out | std::ios::binary);
-  for (uint64_t offset : kHeaderOffsets) {
-    std::vector<uint8_t> sector(512);
-    file.seekg(static_cast<std::streamoff>(offset));
-    file.read(reinterpret_cast<char*>(sector.data()), 512);
-    RenameTocSectors(sector, {0}, 2, 2045);
-    file.seekp(static_cast<std::streamoff>(offset));
-    file.write(reinterpret_cast<const char*>(sector.data()), 512);
-  }
-}
-
 class RealImagesAnalysisTest : public ::testing::Test {
  protected:
-  static void SetUpTestSuite() {
-    const fs::path tarball = fs::path(KESTRAND_SHARED_DIR) / "testdata" / "ldm-2003r2.tar.xz";
-    std::error_code error;
-    if (!fs::exists(tarball, error)) {
-      skipReason_ = "no test images at " + tarball.string();
-      return;
-    }
-    std::random_device random;
-    directory_ = fs::temp_directory_path(error) / ("kestrand-analysis-" + std::to_string(random()));
-    for (const char* copy : {"as-is", "repaired"}) {
-      const fs::path target = directory_ / copy;
-      if (error || !fs::create_directories(target, error)) {
-        skipReason_ = "cannot create a temporary directory";
-        return;
-      }
-      const std::string command = "tar -xJf \"" + tarball.string() + "\" -C \"" + target.string() + "\" 2>&1";
-      if (std::system(command.c_str()) != 0) {
-        skipReason_ = "tar or xz cannot unpack " + tarball.string();
-        return;
-      }
-    }
-    for (const char* image : kImages) RepairHeaders(directory_ / "repaired" / image);
-  }
-
-  static void TearDownTestSuite() {
-    std::error_code error;
-    if (!directory_.empty()) fs::remove_all(directory_, error);
-  }
-
   void SetUp() override {
-    if (!skipReason_.empty()) GTEST_SKIP() << skipReason_;
+    std::string skipReason;
+    images_ = RealImages::Get(skipReason);
+    if (!images_) GTEST_SKIP() << skipReason;
   }
 
   // Attaches the images as devices 0, 1, ... in the order given and probes them.
-  void Attach(const char* copy, const std::vector<size_t>& images) {
-    for (size_t i : images) platform_.AddImage((directory_ / copy / kImages[i]).string(), static_cast<uint32_t>(i));
+  void Attach(bool repaired, const std::vector<size_t>& images) {
+    for (size_t i : images) {
+      const std::string& name = RealImages::Names()[i];
+      platform_.AddImage(repaired ? images_->RepairedPath(name) : images_->Path(name), static_cast<uint32_t>(i));
+    }
     installed_ = std::make_unique<ScopedPlatform>(platform_);
     kestrand_ = std::make_unique<CKestrand>();
     kestrand_->EnumerateDisks();
@@ -130,7 +79,7 @@ class RealImagesAnalysisTest : public ::testing::Test {
 
   static std::vector<size_t> AllImages() {
     std::vector<size_t> all;
-    for (size_t i = 0; i < std::size(kImages); ++i) all.push_back(i);
+    for (size_t i = 0; i < kImageCount; ++i) all.push_back(i);
     return all;
   }
 
@@ -142,9 +91,7 @@ class RealImagesAnalysisTest : public ::testing::Test {
     }
   }
 
-  static inline std::string skipReason_;
-  static inline fs::path directory_;
-
+  const RealImages* images_ = nullptr;
   // Declared before the kestrand object, so it outlives the disks.
   CImagePlatform platform_;
   std::unique_ptr<ScopedPlatform> installed_;
@@ -153,7 +100,7 @@ class RealImagesAnalysisTest : public ::testing::Test {
 };
 
 TEST_F(RealImagesAnalysisTest, AsTheyAreTheirConfigCopiesDoNotMergeIntoAnyTree) {
-  Attach("as-is", AllImages());
+  Attach(false, AllImages());
   EXPECT_EQ(set_.RecordTree, nullptr);
   CKestrandTreeNode structure("VirtualStructure");
   EXPECT_EQ(AddVirtualStructure(&set_, &structure, set_.RecordTree, &set_.Disks), 0u);
@@ -171,7 +118,7 @@ TEST_F(RealImagesAnalysisTest, AsTheyAreTheirConfigCopiesDoNotMergeIntoAnyTree) 
 }
 
 TEST_F(RealImagesAnalysisTest, RepairedGroupMergesIntoOnePackWithSixVolumes) {
-  Attach("repaired", AllImages());
+  Attach(true, AllImages());
   ASSERT_NE(set_.RecordTree, nullptr);
   EXPECT_EQ(set_.RecordTree->NextSibling, nullptr);
   EXPECT_STREQ(set_.RecordTree->Record->RecordName, "Red-nzv8x6obywgDg0");
@@ -182,7 +129,7 @@ TEST_F(RealImagesAnalysisTest, RepairedGroupMergesIntoOnePackWithSixVolumes) {
 }
 
 TEST_F(RealImagesAnalysisTest, EveryDiskRecordShowsItsPhysicalDiskWhenAllTenAreAttached) {
-  Attach("repaired", AllImages());
+  Attach(true, AllImages());
   CKestrandTreeNode structure("VirtualStructure");
   ASSERT_EQ(AddVirtualStructure(&set_, &structure, set_.RecordTree, &set_.Disks), 0u);
   std::vector<CKestrandTreeNode*> diskRecords;
@@ -200,7 +147,7 @@ TEST_F(RealImagesAnalysisTest, EveryDiskRecordShowsItsPhysicalDiskWhenAllTenAreA
 }
 
 TEST_F(RealImagesAnalysisTest, EveryConsistencyTestPassesOnTheRepairedImages) {
-  Attach("repaired", AllImages());
+  Attach(true, AllImages());
   for (CPtrListIterator<CDisk> it(set_.Disks); !it.AtEnd(); it.Advance()) {
     SCOPED_TRACE(it.Current()->DiskNumber());
     ASSERT_TRUE(it.Current()->IsReadyForLdmAnalysis());
@@ -218,7 +165,7 @@ TEST_F(RealImagesAnalysisTest, EveryConsistencyTestPassesOnTheRepairedImages) {
 }
 
 TEST_F(RealImagesAnalysisTest, WithOnlyTheMirrorAttachedTheOtherEightDisksAreMissing) {
-  Attach("repaired", {kMirror1, kMirror2});
+  Attach(true, {kMirror1, kMirror2});
   CKestrandTreeNode structure("VirtualStructure");
   ASSERT_EQ(AddVirtualStructure(&set_, &structure, set_.RecordTree, &set_.Disks), 0u);
   std::vector<CKestrandTreeNode*> diskRecords;
@@ -238,7 +185,7 @@ TEST_F(RealImagesAnalysisTest, WithOnlyTheMirrorAttachedTheOtherEightDisksAreMis
 }
 
 TEST_F(RealImagesAnalysisTest, DynamicDiskInformationAgreesWithLdmtool) {
-  Attach("repaired", AllImages());
+  Attach(true, AllImages());
   const std::string text = CaptureText([&](FILE* stream) { kestrand_->PrintDynamicDiskInformation(stream); });
   EXPECT_NE(text.find("\n DiskGroup: Red-nzv8x6obywgDg0\n  Group-ID: 03c0c4fc-8b6f-402b-9431-4be2e5823b1c\n"),
             std::string::npos);

@@ -199,15 +199,5 @@ TEST_F(RecordTreeTest, DisksNotReadyForAnalysisTakeNoPart) {
   EXPECT_EQ(Build(), "");
 }
 
-TEST(RecordTreeArgumentsTest, RefusesMissingPlacesAndBuildsNothingFromNoDisks) {
-  CPtrList<CDisk> disks(false);
-  RECORD_TREE_NODE* root = nullptr;
-  EXPECT_EQ(BuildRecordTree(&disks, nullptr), 87u);
-  EXPECT_EQ(BuildRecordTree(nullptr, &root), 87u);
-  EXPECT_EQ(BuildRecordTree(&disks, &root), 0u);
-  EXPECT_EQ(root, nullptr);
-  FreeRecordTree(nullptr);
-}
-
 }  // namespace
 }  // namespace kestrand::test

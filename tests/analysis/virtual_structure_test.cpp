@@ -142,24 +142,6 @@ TEST_F(VirtualStructureTest, OnlyTheFirstReadyDiskWithTheIdIsShown) {
   EXPECT_NE(Level(4)->FindChild("MissingDisk"), nullptr);
 }
 
-TEST_F(VirtualStructureTest, TwoPacksGiveTwoTopLevelElementsInTreeOrder) {
-  AddDisk(SpannedOverTwoDisks());
-  AddDisk({PackRecord("Second-Pack", 0x401, "11111111-2222-3333-4444-555555555555")});
-  ASSERT_EQ(Run(), 0u);
-  const std::vector<CKestrandTreeNode*> packs = ChildrenNamed(&parent_, "Records");
-  ASSERT_EQ(packs.size(), 2u);
-  EXPECT_STREQ(Attr(packs[0], "Name"), "Red-nzv8x6obywgDg0");
-  EXPECT_STREQ(Attr(packs[1], "_ElementDisplayName"), "Second-Pack (Pack)");
-  EXPECT_EQ(packs[1]->FirstChild(), nullptr);
-}
-
-TEST_F(VirtualStructureTest, EmptyTreeAddsNothingAndMissingParentIsRefused) {
-  EXPECT_EQ(Run(), 0u);
-  EXPECT_EQ(parent_.FirstChild(), nullptr);
-  RECORD_TREE_NODE node;
-  EXPECT_EQ(AddVirtualStructure(&set_, nullptr, &node, &set_.Disks), 87u);
-}
-
 // Records made by hand, for type words no decoder would accept.
 TEST(VirtualStructureRecordsTest, TypeWordPartsAndUnknownTypes) {
   VBLK_GROUP group;

@@ -353,15 +353,6 @@ TEST_F(LdmReportTest, RecordElementsCarryTheCommonThenTheTypeAttributes) {
   EXPECT_STREQ(disk->AttributeValue("LastDiskSetId"), "00000000-0000-0000-0000-000000000000");
 }
 
-TEST(RecordAttributesTest, RefuseMissingArguments) {
-  CKestrandTreeNode element("Record");
-  EXPECT_EQ(AddVolumeAttributes(&element, nullptr), 87u);
-  EXPECT_EQ(AddPlexAttributes(nullptr, nullptr), 87u);
-  EXPECT_EQ(AddSubdiskAttributes(&element, nullptr), 87u);
-  EXPECT_EQ(AddDiskAttributes(&element, nullptr), 87u);
-  EXPECT_EQ(AddPackAttributes(&element, nullptr), 87u);
-}
-
 TEST_F(LdmReportTest, DiskBranchesComeInTheirFixedOrder) {
   ConfigAreaBuilder config(8);
   Load(config);

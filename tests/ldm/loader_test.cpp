@@ -65,7 +65,7 @@ TEST_F(LoaderTest, MbrDeviceReadsEveryStructureWhereItLiesInOrder) {
   for (LdmCopy copy : {LdmCopy::PrimaryHeader, LdmCopy::AlternateHeader, LdmCopy::BackupHeader, LdmCopy::PrimaryToc,
                        LdmCopy::AlternateToc, LdmCopy::Config}) {
     const LDM_COPY_STATUS status = database_.GetCopyStatus(copy);
-    EXPECT_TRUE(status.Exists && status.Read);
+    EXPECT_TRUE(status.Exists && status.ReadAttempted);
     EXPECT_EQ(status.ReadStatus, 0);
     EXPECT_EQ(status.ParseStatus, 0);
   }
@@ -179,7 +179,7 @@ TEST_F(LoaderTest, DisksWithoutAnLdmAreaAreNotRead) {
   // Created but never read: the reports must not take them for sound copies.
   const LDM_COPY_STATUS status = database_.GetCopyStatus(LdmCopy::PrimaryHeader);
   EXPECT_TRUE(status.Exists);
-  EXPECT_FALSE(status.Read);
+  EXPECT_FALSE(status.ReadAttempted);
   EXPECT_EQ(CaptureText([&](FILE* stream) { database_.PrintText(stream); }), "");
 }
 
@@ -226,7 +226,7 @@ TEST_F(LoaderTest, DeviceThatCannotBeOpenedGivesEveryStructureTheSameStatus) {
   for (LdmCopy copy : {LdmCopy::PrimaryHeader, LdmCopy::AlternateHeader, LdmCopy::BackupHeader, LdmCopy::PrimaryToc,
                        LdmCopy::AlternateToc, LdmCopy::Config}) {
     const LDM_COPY_STATUS status = database_.GetCopyStatus(copy);
-    EXPECT_TRUE(status.Read);
+    EXPECT_TRUE(status.ReadAttempted);
     EXPECT_EQ(status.ReadStatus, STATUS_ACCESS_DENIED_CODE);
     EXPECT_EQ(status.ParseStatus, 0);
   }
