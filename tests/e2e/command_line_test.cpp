@@ -2,6 +2,7 @@
 // files a run leaves behind.
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <filesystem>
 #include <set>
 
@@ -56,6 +57,17 @@ TEST_P(CommandLineErrors, PrintsMessageUsageAndStatus) {
   EXPECT_TRUE(FilesIn(dir.Path()).empty());
 }
 
+// Test names from the arguments, e.g. "f_a_txt_f_b_txt".
+std::string NameOf(const ::testing::TestParamInfo<Expectation>& info) {
+  std::string name;
+  for (const std::string& arg : info.param.Args) {
+    if (!name.empty()) name += "_";
+    for (char c : arg) name += std::isalnum(static_cast<unsigned char>(c)) ? c : (c == '?' ? 'Q' : 'x');
+    if (arg.empty()) name += "empty";
+  }
+  return name + "_" + std::to_string(info.index);
+}
+
 INSTANTIATE_TEST_SUITE_P(
     Table, CommandLineErrors,
     ::testing::Values(
@@ -79,7 +91,8 @@ INSTANTIATE_TEST_SUITE_P(
         Expectation{{"-f", ""}, "", true, 0}, Expectation{{"-l", ""}, "", true, 0},
         Expectation{{"-d", ""}, "", true, 0},
         Expectation{{"-l", "db.bin", "-d", "0"}, "KESTRAND ERROR : cannot specify -l with -d.\n", false, 0},
-        Expectation{{"-d", "3", "/L", "db.bin"}, "KESTRAND ERROR : cannot specify -l with -d.\n", false, 0}));
+        Expectation{{"-d", "3", "/L", "db.bin"}, "KESTRAND ERROR : cannot specify -l with -d.\n", false, 0}),
+    NameOf);
 
 TEST(CommandLine, TextFileThatCannotBeOpenedEndsWithMinusOne) {
   TempDir dir;
