@@ -105,7 +105,7 @@ int Main(int argc, char** argv) {
   }
   if (command == "run" && argc == 5) {
     const bool analysis = std::string(argv[3]) == "analysis";
-    return RunToolOnPack(facts, analysis, argv[4], analysis ? "/dev/null" : argv[4], "/dev/null");
+    return RunToolOnPack(facts, analysis, argv[4], analysis ? "/dev/null" : argv[4], "/dev/stderr");
   }
   return Usage();
 }

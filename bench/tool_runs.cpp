@@ -1,6 +1,7 @@
 #include "tool_runs.h"
 
 #include <cstdio>
+#include <filesystem>
 
 #include "driver/run.h"
 #include "platform/platform.h"
@@ -18,8 +19,17 @@ int RunToolOnPack(const PackFacts& facts, bool analysis, const std::string& xmlP
   int code = 1;
   if (out && err) {
     InstallPlatform(&platform);
+    // A name that begins with "/" would be read as a switch: name the
+    // file relative to its own directory.
+    const std::filesystem::path xml(xmlPath);
+    std::string xmlName = xmlPath;
+    std::error_code ec;
+    if (analysis && xml.is_absolute()) {
+      std::filesystem::current_path(xml.parent_path(), ec);
+      xmlName = xml.filename().string();
+    }
     std::vector<const char*> argv{"kestrand"};
-    if (analysis) argv.insert(argv.end(), {"-a", "-f", xmlPath.c_str()});
+    if (analysis) argv.insert(argv.end(), {"-a", "-f", xmlName.c_str()});
     code = RunKestrand(static_cast<int>(argv.size()), argv.data(), out, err);
     InstallPlatform(nullptr);
   }

@@ -8,7 +8,7 @@ packages=(cmake make g++)
 if [[ "${1:-}" == "--tests" ]]; then
   packages+=(googletest libgtest-dev libgmock-dev clang libclang-rt-14-dev
              g++-mingw-w64-x86-64-posix mingw-w64-x86-64-dev wine wine64
-             ldmtool xz-utils tar util-linux libbenchmark-dev)
+             ldmtool xz-utils tar util-linux strace libbenchmark-dev)
 fi
 missing=()
 for p in "${packages[@]}"; do
