@@ -134,7 +134,8 @@ void PrintRecord(FILE* stream, const VBLK_GROUP& group, const RECORD_ENTRY& entr
   PrintNarrow(stream, "%-18s %s\n", "RecordName:", record.RecordName);
   PrintWide(stream, u"%-18s %u\n", u"Version:", group.Revision());
   PrintWide(stream, u"%-18s 0x%04x\n", u"TransFlags:", group.TransFlags);
-  PrintWide(stream, u"%-18s 0x%04x\n", u"RecordExt:", group.RecordFlags());
+  // The record flags as bits 8 to 15 of the type word, counted from bit 8.
+  PrintWide(stream, u"%-18s 0x%04x\n", u"RecordExt:", group.RecordFlags() >> 8);
   PrintWide(stream, u"%-18s 0x%04x\n", u"RecordAttributes:", group.TypeWord);
   PrintWide(stream, u"%-18s %lu\n", u"RecordSize:", group.RecordSize);
   PrintWide(stream, u"%-18s %I64u\n", u"Update Seq:", record.UpdateSequence);

@@ -42,7 +42,7 @@ uint32_t AddRecord(CKestrandTreeNode* records, const VBLK_GROUP& group, const RE
   add.Text("Name", record.RecordName);
   add.Number("Version", group.Revision());
   add.Flags("TransFlags", group.TransFlags);
-  add.Flags("RecExt", group.RecordFlags());
+  add.Flags("RecExt", group.RecordFlags() >> 8);  // bits 8 to 15, counted from bit 8
   add.Flags("Attributes", group.TypeWord);
   add.Number("Size", group.RecordSize);
   add.Number("UpdateSequence", record.UpdateSequence);

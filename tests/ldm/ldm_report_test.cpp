@@ -195,7 +195,7 @@ TEST_F(LdmReportTest, VolumeRecordLines) {
       Line("RecordName:", "Volume1"),
       Line("Version:", "5"),
       Line("TransFlags:", "0x0000"),
-      Line("RecordExt:", "0x3a00"),
+      Line("RecordExt:", "0x003a"),
       Line("RecordAttributes:", "0x3a51"),
       Line("RecordSize:", std::to_string(RecordSize(7))),
       Line("Update Seq:", "1065"),
@@ -339,7 +339,7 @@ TEST_F(LdmReportTest, RecordElementsCarryTheCommonThenTheTypeAttributes) {
                                       "PersistentFlags", "Plexes", "DetachSequence", "Length", "LogLength",
                                       "VolumeId", "MountName", "PartitionType"}));
   EXPECT_STREQ(record->AttributeValue("Id"), "1057");
-  EXPECT_STREQ(record->AttributeValue("RecExt"), "0x00000200");
+  EXPECT_STREQ(record->AttributeValue("RecExt"), "0x00000002");
   EXPECT_STREQ(record->AttributeValue("Attributes"), "0x00000251");
   EXPECT_STREQ(record->AttributeValue("FileSystemTypeOnlyMattersIfGpt"), "(null)");
   EXPECT_STREQ(record->AttributeValue("ReadPolicy"), "Preferred Plex");
