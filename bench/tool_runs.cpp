@@ -15,7 +15,7 @@ int RunToolOnPack(const PackFacts& facts, bool analysis, const std::string& xmlP
   for (size_t i = 0; i < facts.ImagePaths.size(); ++i)
     platform.AddImage(facts.ImagePaths[i], static_cast<uint32_t>(i));
   FILE* out = std::fopen(textPath.c_str(), "w");
-  FILE* err = std::fopen(errPath.c_str(), "w");
+  FILE* err = std::fopen(errPath.c_str(), "a");
   int code = 1;
   if (out && err) {
     InstallPlatform(&platform);
