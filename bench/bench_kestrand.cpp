@@ -1,8 +1,13 @@
 // The benchmark driver.
-//   kestrand_bench time DIR [--reps R] [--budget-ms M]
+//   kestrand_bench time DIR [--reps R] [--budget-ms M] [--mem-limit-mb L]
+//                            [--analysis no]
 //       times "kestrand -a", "kestrand" (text) and "ldmtool ... show diskgroup"
-//       on the pack in DIR, each run in its own child process; prints one
-//       tab-separated row of medians (a run slower than M ms is not repeated).
+//       on the pack in DIR, each run in its own child process (the tool's
+//       address space capped at L MiB), after one gather-and-merge run that
+//       times the two phases; prints one tab-separated row of medians (a run
+//       slower than M ms is not repeated). "--analysis no" leaves out -a.
+//   kestrand_bench header
+//       the names of the columns of "time".
 //   kestrand_bench check DIR
 //       the sanity checks of the pack (ldmtool and the tool's XML and text).
 //   kestrand_bench run DIR analysis|text OUT
@@ -16,9 +21,15 @@
 #include <string>
 #include <vector>
 
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <functional>
+
 #include "child_measure.h"
 #include "pack_checks.h"
 #include "pack_generator.h"
+#include "phases.h"
 #include "tool_runs.h"
 
 namespace kestrand::bench {
@@ -26,34 +37,72 @@ namespace {
 
 struct Options {
   int Reps = 3;
-  double BudgetMs = 20000;
+  double BudgetMs = 5000;
+  double MemLimitMb = 6144;
+  bool Analysis = true;
 };
 
 Measurement Repeat(const Options& options, int& reps, const std::function<Measurement()>& once) {
   std::vector<Measurement> runs{once()};
-  while (static_cast<int>(runs.size()) < options.Reps && runs.front().WallMs <= options.BudgetMs)
+  while (static_cast<int>(runs.size()) < options.Reps && runs.front().WallMs <= options.BudgetMs &&
+         runs.front().ExitCode == 0)
     runs.push_back(once());
   reps = static_cast<int>(runs.size());
   return Median(runs);
 }
 
+// The tool in a child whose address space is capped, so that a run that
+// would exhaust the machine fails alone.
+Measurement ToolRun(const PackFacts& facts, const Options& options, bool analysis) {
+  return MeasureInChild([&] {
+    const rlim_t bytes = static_cast<rlim_t>(options.MemLimitMb * 1024 * 1024);
+    const rlimit limit{bytes, bytes};
+    setrlimit(RLIMIT_AS, &limit);
+    return RunToolOnPack(facts, analysis, "/dev/null", "/dev/null", "/dev/null");
+  });
+}
+
+// "ok", or why the figures of a run do not count.
+const char* Verdict(const Measurement& m, const Options& options) {
+  if (m.ExitCode != 0) return "failed";
+  // Allocations beyond the cap fail; the tool may then go on with less.
+  if (m.MaxRssKb / 1024.0 > 0.9 * options.MemLimitMb) return "capped";
+  return "ok";
+}
+
+void PrintMeasurement(const Measurement& m, int reps, const char* verdict) {
+  std::printf("\t%.1f\t%.1f\t%.1f\t%d\t%s", m.WallMs, m.CpuMs, m.MaxRssKb / 1024.0, reps, verdict);
+}
+
+void PrintHeader() {
+  std::printf("disks\tblocks\tused\trecords\tvolumes\tsubdisks\tgather_ms\tmerge_ms\ttree_nodes");
+  for (const char* run : {"a", "t", "l"})
+    std::printf("\t%s_ms\t%s_cpu_ms\t%s_mib\t%s_reps\t%s_verdict", run, run, run, run, run);
+  std::printf("\n");
+}
+
 int Time(const PackFacts& facts, const Options& options) {
-  int analysisReps = 0, textReps = 0, ldmtoolReps = 0;
-  const Measurement analysis = Repeat(options, analysisReps, [&] {
-    return MeasureInChild([&] { return RunToolOnPack(facts, true, "/dev/null", "/dev/null", "/dev/null"); });
-  });
-  const Measurement text = Repeat(options, textReps, [&] {
-    return MeasureInChild([&] { return RunToolOnPack(facts, false, "", "/dev/null", "/dev/null"); });
-  });
+  const Phases phases = MeasurePhases(facts);
+  std::printf("%u\t%u\t%u\t%u\t%u\t%u\t%.1f\t%.1f\t%llu", facts.Disks, facts.NumBlocks, facts.UsedBlocks,
+              facts.Records, facts.Volumes, facts.Subdisks, phases.GatherMs, phases.MergeMs,
+              static_cast<unsigned long long>(phases.TreeNodes));
+  bool ok = phases.GatherMs >= 0;
+  int reps = 0;
+  if (options.Analysis) {
+    const Measurement analysis = Repeat(options, reps, [&] { return ToolRun(facts, options, true); });
+    PrintMeasurement(analysis, reps, Verdict(analysis, options));
+    ok = ok && analysis.ExitCode == 0;
+  } else {
+    std::printf("\t-\t-\t-\t0\tskipped");
+  }
+  const Measurement text = Repeat(options, reps, [&] { return ToolRun(facts, options, false); });
+  PrintMeasurement(text, reps, Verdict(text, options));
   const auto argv = LdmtoolCommand(facts, {"show", "diskgroup", facts.PackGuid});
   const Measurement ldmtool =
-      Repeat(options, ldmtoolReps, [&] { return MeasureProgram(argv, "/dev/null", "/dev/null"); });
-  std::printf("%u\t%u\t%u\t%u\t%u\t%u\t%.1f\t%.1f\t%.1f\t%d\t%.1f\t%.1f\t%.1f\t%d\t%.1f\t%.1f\t%.1f\t%d\t%d/%d/%d\n",
-              facts.Disks, facts.NumBlocks, facts.UsedBlocks, facts.Records, facts.Volumes, facts.Subdisks,
-              analysis.WallMs, analysis.CpuMs, analysis.MaxRssKb / 1024.0, analysisReps, text.WallMs, text.CpuMs,
-              text.MaxRssKb / 1024.0, textReps, ldmtool.WallMs, ldmtool.CpuMs, ldmtool.MaxRssKb / 1024.0,
-              ldmtoolReps, analysis.ExitCode, text.ExitCode, ldmtool.ExitCode);
-  return analysis.ExitCode == 0 && text.ExitCode == 0 && ldmtool.ExitCode == 0 ? 0 : 1;
+      Repeat(options, reps, [&] { return MeasureProgram(argv, "/dev/null", "/dev/null"); });
+  PrintMeasurement(ldmtool, reps, ldmtool.ExitCode == 0 ? "ok" : "failed");
+  std::printf("\n");
+  return ok && text.ExitCode == 0 && ldmtool.ExitCode == 0 ? 0 : 1;
 }
 
 int Floor() {
@@ -69,7 +118,8 @@ int Floor() {
 
 int Usage() {
   std::fprintf(stderr,
-               "usage: kestrand_bench time DIR [--reps R] [--budget-ms M]\n"
+               "usage: kestrand_bench time DIR [--reps R] [--budget-ms M] [--mem-limit-mb L] [--analysis no]\n"
+               "       kestrand_bench header\n"
                "       kestrand_bench check DIR\n"
                "       kestrand_bench run DIR analysis|text OUT\n"
                "       kestrand_bench floor\n");
@@ -80,6 +130,10 @@ int Main(int argc, char** argv) {
   if (argc < 2) return Usage();
   const std::string command = argv[1];
   if (command == "floor") return Floor();
+  if (command == "header") {
+    PrintHeader();
+    return 0;
+  }
   if (argc < 3) return Usage();
   PackFacts facts;
   const std::string problem = ReadPackFacts(argv[2], facts);
@@ -93,6 +147,8 @@ int Main(int argc, char** argv) {
       const std::string name = argv[i];
       if (name == "--reps") options.Reps = std::max(1, std::atoi(argv[i + 1]));
       else if (name == "--budget-ms") options.BudgetMs = std::atof(argv[i + 1]);
+      else if (name == "--mem-limit-mb") options.MemLimitMb = std::atof(argv[i + 1]);
+      else if (name == "--analysis") options.Analysis = std::string(argv[i + 1]) != "no";
       else return Usage();
     }
     return Time(facts, options);
