@@ -8,23 +8,23 @@
 //       slower than M ms is not repeated). "--analysis no" leaves out -a.
 //   kestrand_bench header
 //       the names of the columns of "time".
-//   kestrand_bench check DIR
-//       the sanity checks of the pack (ldmtool and the tool's XML and text).
+//   kestrand_bench check DIR [--xml yes|no]
+//       the sanity checks of the pack (ldmtool and the tool's text and, unless
+//       left out, its XML).
 //   kestrand_bench run DIR analysis|text OUT
 //       one in-process run without a child, for profilers; the XML (analysis)
 //       or the text report goes to OUT.
 //   kestrand_bench floor
 //       the peak memory of an empty child and of /bin/true, the floor under
 //       every figure.
-#include <cstdio>
-#include <cstdlib>
-#include <string>
-#include <vector>
-
 #include <sys/resource.h>
 
 #include <algorithm>
+#include <cstdio>
+#include <cstdlib>
 #include <functional>
+#include <string>
+#include <vector>
 
 #include "child_measure.h"
 #include "pack_checks.h"
@@ -120,7 +120,7 @@ int Usage() {
   std::fprintf(stderr,
                "usage: kestrand_bench time DIR [--reps R] [--budget-ms M] [--mem-limit-mb L] [--analysis no]\n"
                "       kestrand_bench header\n"
-               "       kestrand_bench check DIR\n"
+               "       kestrand_bench check DIR [--xml yes|no]\n"
                "       kestrand_bench run DIR analysis|text OUT\n"
                "       kestrand_bench floor\n");
   return 2;
@@ -154,7 +154,9 @@ int Main(int argc, char** argv) {
     return Time(facts, options);
   }
   if (command == "check") {
-    const std::vector<std::string> failures = CheckPack(facts, argv[2]);
+    const bool xml = !(argc == 5 && std::string(argv[3]) == "--xml" && std::string(argv[4]) == "no");
+    if (argc != 3 && argc != 5) return Usage();
+    const std::vector<std::string> failures = CheckPack(facts, argv[2], xml);
     for (const auto& failure : failures) std::printf("FAIL %s: %s\n", argv[2], failure.c_str());
     if (failures.empty()) std::printf("ok   %s\n", argv[2]);
     return failures.empty() ? 0 : 1;

@@ -45,7 +45,7 @@ std::string JsonString(const std::string& json, const std::string& key) {
   return start == std::string::npos || end == std::string::npos ? std::string() : json.substr(start + 1, end - start - 1);
 }
 
-void CheckLdmtool(const PackFacts& facts, const std::string& directory, std::vector<std::string>& failures) {
+void LdmtoolChecks(const PackFacts& facts, const std::string& directory, std::vector<std::string>& failures) {
   const std::string out = (std::filesystem::path(directory) / "ldmtool.out").string();
   const std::string err = (std::filesystem::path(directory) / "ldmtool.err").string();
   if (MeasureProgram(LdmtoolCommand(facts, {"scan"}), out, err).ExitCode != 0) {
@@ -67,6 +67,15 @@ void CheckLdmtool(const PackFacts& facts, const std::string& directory, std::vec
     const std::string type = JsonString(ReadAll(out), "type");
     if (type != facts.VolumeKinds[i])
       failures.push_back("ldmtool shows " + facts.VolumeNames[i] + " as \"" + type + "\", not " + facts.VolumeKinds[i]);
+  }
+}
+
+void CheckLdmtool(const PackFacts& facts, const std::string& directory, std::vector<std::string>& failures) {
+  const size_t before = failures.size();
+  LdmtoolChecks(facts, directory, failures);
+  if (failures.size() == before) {
+    std::filesystem::remove(std::filesystem::path(directory) / "ldmtool.out");
+    std::filesystem::remove(std::filesystem::path(directory) / "ldmtool.err");
   }
 }
 
@@ -123,6 +132,7 @@ XmlCounts ScanXml(const std::string& path) {
 void CheckToolXml(const PackFacts& facts, const std::string& directory, std::vector<std::string>& failures) {
   const std::string xml = (std::filesystem::absolute(directory) / "kestrand-check.xml").string();
   const std::string err = (std::filesystem::absolute(directory) / "kestrand-check.err").string();
+  std::filesystem::remove(err);
   const Measurement run = MeasureInChild([&] { return RunToolOnPack(facts, true, xml, "/dev/null", err); });
   if (run.ExitCode != 0) {
     failures.push_back("kestrand -a exited with " + std::to_string(run.ExitCode));
@@ -146,6 +156,7 @@ void CheckToolXml(const PackFacts& facts, const std::string& directory, std::vec
   const std::string messages = ReadAll(err);
   if (!messages.empty()) failures.push_back("kestrand -a wrote: " + messages.substr(0, 200));
   std::filesystem::remove(xml);
+  std::filesystem::remove(err);
 }
 
 // The Dynamic Disk Information table: every volume, no subdisk on an
@@ -180,11 +191,11 @@ void CheckToolText(const PackFacts& facts, const std::string& directory, std::ve
 
 }  // namespace
 
-std::vector<std::string> CheckPack(const PackFacts& facts, const std::string& directory) {
+std::vector<std::string> CheckPack(const PackFacts& facts, const std::string& directory, bool xml) {
   std::vector<std::string> failures;
   CheckLdmtool(facts, directory, failures);
   CheckToolText(facts, directory, failures);
-  CheckToolXml(facts, directory, failures);
+  if (xml) CheckToolXml(facts, directory, failures);
   return failures;
 }
 

@@ -12,6 +12,8 @@
 namespace kestrand::bench {
 
 // Runs both programs with outputs in `directory`; returns what failed.
-std::vector<std::string> CheckPack(const PackFacts& facts, const std::string& directory);
+// Without `xml` the XML report is not made (a full config database makes a
+// document too large for the machine).
+std::vector<std::string> CheckPack(const PackFacts& facts, const std::string& directory, bool xml);
 
 }  // namespace kestrand::bench

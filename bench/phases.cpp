@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdio>
 
+#include "disk/disk.h"
 #include "driver/disk_set.h"
 #include "driver/kestrand.h"
 #include "ldm/record_tree.h"

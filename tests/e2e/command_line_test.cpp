@@ -53,6 +53,7 @@ TEST_P(CommandLineErrors, PrintsMessageUsageAndStatus) {
   EXPECT_EQ(r.Err, e.Err);
   EXPECT_EQ(r.Out, e.Usage ? std::string(kUsage) : std::string());
   EXPECT_EQ(r.ExitStatus, e.Status);
+  EXPECT_EQ(r.ExitCode, e.Status == 255 ? kMinusOneExitCode : static_cast<uint32_t>(e.Status));
   // Nothing is gathered or written when the command line stops the run.
   EXPECT_TRUE(FilesIn(dir.Path()).empty());
 }
@@ -100,6 +101,7 @@ TEST(CommandLine, TextFileThatCannotBeOpenedEndsWithMinusOne) {
   EXPECT_EQ(r.Err, "KESTRAND ERROR : Failed to open file: no/such/folder/out.txt\n");
   EXPECT_EQ(r.Out, "");
   EXPECT_EQ(r.ExitStatus, 255);
+  EXPECT_EQ(r.ExitCode, kMinusOneExitCode);
 }
 
 TEST(CommandLine, OutputFileTakesTheTextAndStandardOutputStaysEmpty) {
@@ -116,7 +118,7 @@ TEST(CommandLine, SameReportToFileAsToStandardOutput) {
   TempDir dir;
   ProcessResult toFile = RunKestrandBinary({"-f", "out.txt", "-l", "missing.bin"}, dir.Path());
   ProcessResult toOut = RunKestrandBinary({"-l", "missing.bin"}, dir.Path());
-  EXPECT_EQ(ReadFileBytes(dir.File("out.txt")), toOut.Out);
+  EXPECT_EQ(ReadFileText(dir.File("out.txt")), toOut.Out);
 }
 
 TEST(CommandLine, AnalysisWritesDefaultXmlAndTextToStandardOutput) {

@@ -1,22 +1,36 @@
 // Runs the built tool as a separate process and captures what it printed.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
 namespace kestrand::test {
 
 struct ProcessResult {
-  int ExitStatus = -1;  // the process exit status (0..255), -1 if it did not run
+  // The exit status as a POSIX parent sees it (0..255; wine passes on the
+  // low byte of a Windows exit code too), -1 if the process did not run.
+  int ExitStatus = -1;
+  // The whole exit code: on Windows the 32-bit value, elsewhere ExitStatus.
+  uint32_t ExitCode = 0;
+  // What it printed, as this platform's text streams read it (on Windows
+  // CR LF reads as LF).
   std::string Out;
   std::string Err;
 };
+
+// How a `return -1` from main reaches the parent in ExitCode.
+#ifdef _WIN32
+constexpr uint32_t kMinusOneExitCode = 0xFFFFFFFF;
+#else
+constexpr uint32_t kMinusOneExitCode = 255;
+#endif
 
 // Runs `program` with `args` in the folder `workDir`; standard input is empty.
 ProcessResult RunProcess(const std::string& program, const std::vector<std::string>& args,
                          const std::string& workDir);
 
-// Runs build/kestrand.
+// Runs the tool of this build (build/kestrand, or kestrand.exe of a Windows build).
 ProcessResult RunKestrandBinary(const std::vector<std::string>& args, const std::string& workDir);
 
 // A fresh empty folder under the system temp folder, removed with the object.
@@ -34,6 +48,8 @@ class TempDir {
 };
 
 std::string ReadFileBytes(const std::string& path);
+// The file as this platform's text streams read it: CR LF as LF on Windows.
+std::string ReadFileText(const std::string& path);
 bool FileExists(const std::string& path);
 void WriteFileBytes(const std::string& path, const std::string& bytes);
 

@@ -1,0 +1,244 @@
+// The Windows build of the tool, run under wine, against this build on the
+// same input: command-line messages, usage and exit status, and both reports
+// of the database of every real disk image, byte for byte apart from the
+// facts of the host and the line ends of the text (CR LF on Windows).
+#ifndef _WIN32
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "support/real_images.h"
+#include "support/run_binary.h"
+
+namespace kestrand::test {
+namespace {
+
+// wine on the PATH, or "" when it is not installed.
+std::string FindWine() {
+  const char* path = std::getenv("PATH");
+  std::string folders = path != nullptr ? path : "";
+  for (size_t start = 0; start <= folders.size();) {
+    size_t end = folders.find(':', start);
+    if (end == std::string::npos) end = folders.size();
+    const std::string candidate = folders.substr(start, end - start) + "/wine";
+    if (end > start && access(candidate.c_str(), X_OK) == 0) return candidate;
+    start = end + 1;
+  }
+  return "";
+}
+
+// What one run left: its streams, status and every file of its folder.
+struct Outcome {
+  ProcessResult Process;
+  std::map<std::string, std::string> Files;
+};
+
+Outcome Collect(ProcessResult process, const TempDir& dir) {
+  Outcome outcome{std::move(process), {}};
+  for (const auto& entry : std::filesystem::directory_iterator(dir.Path()))
+    outcome.Files[entry.path().filename().string()] = ReadFileBytes(entry.path().string());
+  return outcome;
+}
+
+// Windows text with CR LF as LF. A line feed without its carriage return is
+// marked, so that it shows as a difference where it occurs.
+std::string FromCrLf(const std::string& text) {
+  std::string lf;
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '\r' && i + 1 < text.size() && text[i + 1] == '\n') continue;
+    if (text[i] == '\n' && (i == 0 || text[i - 1] != '\r')) lf += "[LF without CR]";
+    lf += text[i];
+  }
+  return lf;
+}
+
+// The text report with the bodies of the host sections replaced: they tell
+// the host's name, version, volumes and drive letters.
+std::string MaskHostSections(std::string text) {
+  const std::string banner = std::string(71, '-') + "\n";
+  for (const char* title : {"Computer Name and OS Version\n", "Mount Points\n", "Drive Letter Usage, Drive Type\n"}) {
+    const size_t heading = text.find(title);
+    if (heading == std::string::npos) continue;
+    const size_t body = text.find(banner, heading);
+    if (body == std::string::npos) continue;
+    const size_t start = body + banner.size();
+    size_t end = text.find("\n" + banner, start);
+    if (end == std::string::npos) end = text.size();
+    text.replace(start, end - start, "[host facts]");
+  }
+  return text;
+}
+
+// The XML report with the host branches replaced by empty elements.
+std::string MaskHostBranches(std::string xml) {
+  for (const std::string name : {"SystemInformation", "MountPoints", "DriveLetters"}) {
+    const size_t start = xml.find("<" + name + " ");
+    if (start == std::string::npos) continue;
+    const size_t tagEnd = xml.find('>', start);
+    if (tagEnd == std::string::npos) continue;
+    size_t end = tagEnd + 1;
+    if (xml[tagEnd - 1] != '/') {
+      const size_t close = xml.find("</" + name + ">", tagEnd);
+      if (close == std::string::npos) continue;
+      end = close + name.size() + 3;
+    }
+    xml.replace(start, end - start, "<" + name + " [host facts]/>");
+  }
+  return xml;
+}
+
+bool IsXml(const std::string& bytes) { return bytes.rfind("<?xml", 0) == 0; }
+
+void ExpectSameOutcome(const Outcome& linux, const Outcome& windows) {
+  EXPECT_EQ(windows.Process.ExitStatus, linux.Process.ExitStatus);
+  EXPECT_EQ(MaskHostSections(FromCrLf(windows.Process.Out)), MaskHostSections(linux.Process.Out));
+  EXPECT_EQ(FromCrLf(windows.Process.Err), linux.Process.Err);
+  ASSERT_EQ(windows.Files.size(), linux.Files.size());
+  for (const auto& [name, bytes] : linux.Files) {
+    SCOPED_TRACE(name);
+    ASSERT_EQ(windows.Files.count(name), 1u);
+    const std::string& windowsBytes = windows.Files.at(name);
+    if (IsXml(bytes)) {
+      // One line, no line ends to convert.
+      EXPECT_EQ(MaskHostBranches(windowsBytes), MaskHostBranches(bytes));
+    } else {
+      EXPECT_EQ(MaskHostSections(FromCrLf(windowsBytes)), MaskHostSections(bytes));
+    }
+  }
+}
+
+class WindowsParity : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    wine_ = FindWine();
+    if (wine_.empty()) GTEST_SKIP() << "wine is not installed, so the Windows build cannot be run";
+    if (!FileExists(KESTRAND_WINDOWS_BINARY))
+      GTEST_SKIP() << "no Windows build at " << KESTRAND_WINDOWS_BINARY
+                   << " (cross-build it with cmake/mingw-w64.cmake into build-windows)";
+    // wine's own diagnostics would mix with the tool's standard error; with
+    // the .NET and HTML runtimes left out a fresh prefix asks nothing.
+    setenv("WINEDEBUG", "-all", 1);
+    setenv("WINEDLLOVERRIDES", "mscoree,mshtml=", 0);
+  }
+
+  Outcome RunLinux(const std::vector<std::string>& args) const {
+    TempDir dir;
+    return Collect(RunKestrandBinary(args, dir.Path()), dir);
+  }
+
+  Outcome RunWindows(const std::vector<std::string>& args) const {
+    TempDir dir;
+    std::vector<std::string> wineArgs{KESTRAND_WINDOWS_BINARY};
+    wineArgs.insert(wineArgs.end(), args.begin(), args.end());
+    return Collect(RunProcess(wine_, wineArgs, dir.Path()), dir);
+  }
+
+  std::string wine_;
+};
+
+struct CommandLine {
+  std::vector<std::string> Args;
+  int Status;
+};
+
+TEST_F(WindowsParity, CommandLinesGiveTheSameMessagesUsageAndStatus) {
+  const CommandLine lines[] = {
+      {{"-?"}, 0},
+      {{"/H"}, 0},
+      {{"-x"}, 255},
+      {{""}, 255},
+      {{"-a", "/z"}, 255},
+      {{"-f", "a.txt", "-f", "b.txt"}, 0},
+      {{"-d"}, 0},
+      {{"-d", "-a"}, 0},
+      {{"/L", "/f"}, 0},
+      {{"-l", "db.bin", "-d", "0"}, 0},
+      {{"-f", "no/such/folder/out.txt", "-l", "missing.bin"}, 255},
+      // A database file that is not there: the same NTSTATUS on both.
+      {{"-l", "missing.bin"}, 0},
+      {{"-f", "out.txt", "-l", "missing.bin"}, 0},
+      {{"-a", "-l", "missing.bin"}, 0},
+      {{"-f", "-l", "missing.bin"}, 0},
+  };
+  for (const CommandLine& line : lines) {
+    std::string shown;
+    for (const std::string& arg : line.Args) shown += " '" + arg + "'";
+    SCOPED_TRACE("kestrand" + shown);
+    const Outcome linux = RunLinux(line.Args);
+    const Outcome windows = RunWindows(line.Args);
+    EXPECT_EQ(linux.Process.ExitStatus, line.Status);
+    EXPECT_EQ(windows.Process.ExitStatus, line.Status);
+    ExpectSameOutcome(linux, windows);
+  }
+}
+
+// `wine kestrand.exe` examines the wine host: its volumes and drive letters
+// come through the Windows volume calls (wine's disk listing finds no disk).
+TEST_F(WindowsParity, LiveRunUnderWineReportsTheWineHost) {
+  const Outcome windows = RunWindows({});
+  ASSERT_EQ(windows.Process.ExitStatus, 0) << windows.Process.Err;
+  EXPECT_EQ(windows.Process.Err, "");
+  EXPECT_TRUE(windows.Files.empty());
+  const std::string text = FromCrLf(windows.Process.Out);
+  EXPECT_EQ(text.find("[LF without CR]"), std::string::npos);
+  EXPECT_NE(text.find("             Version: "), std::string::npos);
+  EXPECT_NE(text.find("\t\\\\?\\Volume{"), std::string::npos) << text;
+  EXPECT_NE(text.find("\t\tC:\\\n"), std::string::npos) << text;
+  EXPECT_NE(text.find("\tC: = \\Device\\"), std::string::npos) << text;
+}
+
+struct ImageCase {
+  std::string Name;
+  bool Repaired;
+};
+
+class WindowsParityOnImages : public WindowsParity, public ::testing::WithParamInterface<ImageCase> {
+ protected:
+  void SetUp() override {
+    WindowsParity::SetUp();
+    if (IsSkipped()) return;
+    std::string reason;
+    images_ = RealImages::Get(reason);
+    if (images_ == nullptr) GTEST_SKIP() << reason;
+  }
+  const RealImages* images_ = nullptr;
+};
+
+TEST_P(WindowsParityOnImages, BothReportsOfTheDatabaseAreTheSame) {
+  const std::string database = images_->DatabaseFile(GetParam().Name, GetParam().Repaired);
+  ASSERT_EQ(std::filesystem::file_size(database), RealImages::kLdmAreaBytes);
+  for (const std::vector<std::string>& args :
+       {std::vector<std::string>{"-l", database, "-a", "-f", "report.xml"},
+        std::vector<std::string>{"-l", database, "-f", "report.txt"}}) {
+    SCOPED_TRACE(args[2] + " " + args[3]);
+    const Outcome linux = RunLinux(args);
+    ASSERT_EQ(linux.Files.size(), 1u);
+    ExpectSameOutcome(linux, RunWindows(args));
+  }
+}
+
+std::vector<ImageCase> AllImageCases() {
+  std::vector<ImageCase> cases;
+  for (const std::string& name : RealImages::Names())
+    for (bool repaired : {false, true}) cases.push_back({name, repaired});
+  return cases;
+}
+
+INSTANTIATE_TEST_SUITE_P(Images, WindowsParityOnImages, ::testing::ValuesIn(AllImageCases()),
+                         [](const ::testing::TestParamInfo<ImageCase>& info) {
+                           std::string name = info.param.Name.substr(0, info.param.Name.find('.'));
+                           for (char& c : name)
+                             if (c == '-') c = '_';
+                           return name + (info.param.Repaired ? "_repaired" : "_as_found");
+                         });
+
+}  // namespace
+}  // namespace kestrand::test
+
+#endif  // _WIN32
