@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <string>
 
 #include "platform/types.h"
 
@@ -57,6 +58,24 @@ class CDiskLayout {
   // geometry or with 0 bytes per sector.
   uint64_t TotalSectors(const PARTITION_INFORMATION_EX& entry) const;
 
+ protected:
+  // The grouped numbers every partition row shows.
+  struct ExtentTexts {
+    std::u16string StartingOffset;
+    std::u16string PartitionLength;
+    std::u16string TotalSectors;
+  };
+  uint32_t FormatExtent(const PARTITION_INFORMATION_EX& entry, ExtentTexts& texts) const;
+
+  // The child `name` of `parent`, shown as `caption` with the layout icon.
+  static uint32_t AddElement(CKestrandTreeNode* parent, const char* name, const char* caption,
+                             CKestrandTreeNode*& added);
+  // The DiskLayout element under `node` and its BasicInformation child.
+  static uint32_t AddLayoutElements(CKestrandTreeNode* node, CKestrandTreeNode*& layoutNode,
+                                    CKestrandTreeNode*& basic);
+  // The element "Partition<i + 1>" of entry i.
+  static uint32_t AddPartitionElement(CKestrandTreeNode* layoutNode, uint32_t i, CKestrandTreeNode*& partition);
+
  private:
   uint32_t partitionStyle_ = PARTITION_STYLE_RAW;
   uint8_t* buffer_ = nullptr;
@@ -85,6 +104,11 @@ class CGptDiskLayout : public CDiskLayout {
 
   uint32_t PrintPartitionTable(FILE* stream);
   uint32_t AddPartitionsToReport(CKestrandTreeNode* layoutNode);
+
+ private:
+  // The extent, the partition GUID and the type text of one row.
+  uint32_t FormatRow(const PARTITION_INFORMATION_EX& entry, ExtentTexts& texts, std::u16string& id,
+                     std::u16string& type) const;
 };
 
 class CRawDiskLayout : public CDiskLayout {

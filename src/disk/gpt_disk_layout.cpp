@@ -14,23 +14,6 @@ namespace {
 
 constexpr size_t kGptNameChars = 36;
 
-struct GptRowTexts {
-  std::u16string StartingOffset;
-  std::u16string PartitionLength;
-  std::u16string TotalSectors;
-  std::u16string PartitionId;
-  std::u16string Type;
-};
-
-uint32_t FormatGptRow(const CDiskLayout& layout, const PARTITION_INFORMATION_EX& entry, GptRowTexts& texts) {
-  uint32_t code = FormatGrouped(static_cast<uint64_t>(entry.StartingOffset), texts.StartingOffset);
-  if (code == 0) code = FormatGrouped(static_cast<uint64_t>(entry.PartitionLength), texts.PartitionLength);
-  if (code == 0) code = FormatGrouped(layout.TotalSectors(entry), texts.TotalSectors);
-  if (code == 0) code = FormatGuid(entry.Gpt.PartitionId, texts.PartitionId);
-  if (code == 0) code = GetGptPartitionTypeText(entry.Gpt.PartitionType, texts.Type);
-  return code;
-}
-
 // The name field need not be terminated: stop at its end.
 std::u16string GptName(const PARTITION_INFORMATION_EX& entry) {
   size_t length = 0;
@@ -38,7 +21,24 @@ std::u16string GptName(const PARTITION_INFORMATION_EX& entry) {
   return std::u16string(entry.Gpt.Name, length);
 }
 
+// The grouped usable offset and length, and the disk GUID.
+uint32_t FormatHead(const DRIVE_LAYOUT_INFORMATION_EX& head, std::u16string& usableOffset,
+                    std::u16string& usableLength, std::u16string& diskId) {
+  uint32_t code = FormatGrouped(static_cast<uint64_t>(head.Gpt.StartingUsableOffset), usableOffset);
+  if (code == 0) code = FormatGrouped(static_cast<uint64_t>(head.Gpt.UsableLength), usableLength);
+  if (code == 0) code = FormatGuid(head.Gpt.DiskId, diskId);
+  return code;
+}
+
 }  // namespace
+
+uint32_t CGptDiskLayout::FormatRow(const PARTITION_INFORMATION_EX& entry, ExtentTexts& texts, std::u16string& id,
+                                   std::u16string& type) const {
+  uint32_t code = FormatExtent(entry, texts);
+  if (code == 0) code = FormatGuid(entry.Gpt.PartitionId, id);
+  if (code == 0) code = GetGptPartitionTypeText(entry.Gpt.PartitionType, type);
+  return code;
+}
 
 uint32_t CGptDiskLayout::GetDiskKind() {
   bool hasData = false;
@@ -56,9 +56,7 @@ uint32_t CGptDiskLayout::PrintText(FILE* stream) {
   const DRIVE_LAYOUT_INFORMATION_EX* head = Head();
   if (!head) return ERROR_INVALID_DATA_CODE;
   std::u16string usableOffset, usableLength, diskId;
-  uint32_t code = FormatGrouped(static_cast<uint64_t>(head->Gpt.StartingUsableOffset), usableOffset);
-  if (code == 0) code = FormatGrouped(static_cast<uint64_t>(head->Gpt.UsableLength), usableLength);
-  if (code == 0) code = FormatGuid(head->Gpt.DiskId, diskId);
+  uint32_t code = FormatHead(*head, usableOffset, usableLength, diskId);
   if (code != 0) return code;
 
   PrintWide(stream, u"%20s PartitionStyle\n", u"GPT");
@@ -82,11 +80,12 @@ uint32_t CGptDiskLayout::PrintPartitionTable(FILE* stream) {
             u"Sectors", u"No", u"Partition");
   for (uint32_t i = 0; i < EntryCount(); ++i) {
     const PARTITION_INFORMATION_EX& entry = *Entry(i);
-    GptRowTexts texts;
-    if (FormatGptRow(*this, entry, texts) != 0) return 0;
+    ExtentTexts texts;
+    std::u16string id, type;
+    if (FormatRow(entry, texts, id, type) != 0) return 0;
     PrintWide(stream, u"%37s\n", GptName(entry));
-    PrintWide(stream, u"%37s\n", texts.Type);
-    PrintWide(stream, u"%37s %16s %16s %11s %5d %10d\n\n", texts.PartitionId, texts.StartingOffset,
+    PrintWide(stream, u"%37s\n", type);
+    PrintWide(stream, u"%37s %16s %16s %11s %5d %10d\n\n", id, texts.StartingOffset,
               texts.PartitionLength, texts.TotalSectors, entry.PartitionNumber, entry.RewritePartition ? 1 : 0);
   }
   return 0;
@@ -94,21 +93,15 @@ uint32_t CGptDiskLayout::PrintPartitionTable(FILE* stream) {
 
 uint32_t CGptDiskLayout::AddToReport(CKestrandTreeNode* node) {
   if (!node) return ERROR_INVALID_PARAMETER_CODE;
-  CKestrandTreeNode* layoutNode = node->AddChild("DiskLayout");
-  if (!layoutNode) return ERROR_NOT_ENOUGH_MEMORY_CODE;
-  uint32_t code = CKestrandXMLWriter::SetElementDisplay(layoutNode, "Disk Layout", "3");
-  if (code != 0) return code;
-  CKestrandTreeNode* basic = layoutNode->AddChild("BasicInformation");
-  if (!basic) return ERROR_NOT_ENOUGH_MEMORY_CODE;
-  code = CKestrandXMLWriter::SetElementDisplay(basic, "Basic Information", "3");
+  CKestrandTreeNode* layoutNode = nullptr;
+  CKestrandTreeNode* basic = nullptr;
+  uint32_t code = AddLayoutElements(node, layoutNode, basic);
   if (code != 0) return code;
 
   const DRIVE_LAYOUT_INFORMATION_EX* head = Head();
   if (!head) return ERROR_INVALID_DATA_CODE;
   std::u16string usableOffset, usableLength, diskId;
-  code = FormatGrouped(static_cast<uint64_t>(head->Gpt.StartingUsableOffset), usableOffset);
-  if (code == 0) code = FormatGrouped(static_cast<uint64_t>(head->Gpt.UsableLength), usableLength);
-  if (code == 0) code = FormatGuid(head->Gpt.DiskId, diskId);
+  code = FormatHead(*head, usableOffset, usableLength, diskId);
   if (code == 0) code = CKestrandXMLWriter::NewAttributeW(basic, "PartitionStyle", u"GPT");
   if (code == 0) code = CKestrandXMLWriter::NewAttributeULL(basic, "PartitionCount", head->PartitionCount);
   if (code == 0) code = CKestrandXMLWriter::NewAttributeW(basic, "GUID", diskId);
@@ -124,16 +117,15 @@ uint32_t CGptDiskLayout::AddPartitionsToReport(CKestrandTreeNode* layoutNode) {
   if (!layoutNode) return ERROR_INVALID_PARAMETER_CODE;
   for (uint32_t i = 0; i < EntryCount(); ++i) {
     const PARTITION_INFORMATION_EX& entry = *Entry(i);
-    GptRowTexts texts;
-    uint32_t code = FormatGptRow(*this, entry, texts);
+    ExtentTexts texts;
+    std::u16string id, type;
+    uint32_t code = FormatRow(entry, texts, id, type);
     if (code != 0) return code;
-    std::string name = FormatNarrow("Partition%d", i + 1);
-    CKestrandTreeNode* partition = layoutNode->AddChild(name.c_str());
-    if (!partition) return ERROR_NOT_ENOUGH_MEMORY_CODE;
-    code = CKestrandXMLWriter::SetElementDisplay(partition, name.c_str(), "3");
+    CKestrandTreeNode* partition = nullptr;
+    code = AddPartitionElement(layoutNode, i, partition);
     if (code == 0) code = CKestrandXMLWriter::NewAttributeW(partition, "GptName", GptName(entry));
-    if (code == 0) code = CKestrandXMLWriter::NewAttributeW(partition, "PartitionType", texts.Type);
-    if (code == 0) code = CKestrandXMLWriter::NewAttributeW(partition, "PartitionId", texts.PartitionId);
+    if (code == 0) code = CKestrandXMLWriter::NewAttributeW(partition, "PartitionType", type);
+    if (code == 0) code = CKestrandXMLWriter::NewAttributeW(partition, "PartitionId", id);
     if (code == 0) code = CKestrandXMLWriter::NewAttributeW(partition, "StartingOffset", texts.StartingOffset);
     if (code == 0) code = CKestrandXMLWriter::NewAttributeW(partition, "PartitionLength", texts.PartitionLength);
     if (code == 0) code = CKestrandXMLWriter::NewAttributeW(partition, "TotalSectors", texts.TotalSectors);

@@ -12,22 +12,6 @@ namespace kestrand {
 
 namespace {
 
-// The grouped numbers of one row.
-struct MbrRowTexts {
-  std::u16string StartingOffset;
-  std::u16string PartitionLength;
-  std::u16string HiddenSectors;
-  std::u16string TotalSectors;
-};
-
-uint32_t FormatMbrRow(const CDiskLayout& layout, const PARTITION_INFORMATION_EX& entry, MbrRowTexts& texts) {
-  uint32_t code = FormatGrouped(static_cast<uint64_t>(entry.StartingOffset), texts.StartingOffset);
-  if (code == 0) code = FormatGrouped(static_cast<uint64_t>(entry.PartitionLength), texts.PartitionLength);
-  if (code == 0) code = FormatGrouped(entry.Mbr.HiddenSectors, texts.HiddenSectors);
-  if (code == 0) code = FormatGrouped(layout.TotalSectors(entry), texts.TotalSectors);
-  return code;
-}
-
 const char* TrueFalse(uint8_t flag) { return flag ? "True" : "False"; }
 
 }  // namespace
@@ -59,10 +43,11 @@ uint32_t CMbrDiskLayout::PrintPartitionTable(FILE* stream) {
             u"Type (HEX)", u"Indicator", u"Partition", u"Partition");
   for (uint32_t i = 0; i < EntryCount(); ++i) {
     const PARTITION_INFORMATION_EX& entry = *Entry(i);
-    MbrRowTexts texts;
-    if (FormatMbrRow(*this, entry, texts) != 0) return 0;
+    ExtentTexts texts;
+    std::u16string hidden;
+    if (FormatExtent(entry, texts) != 0 || FormatGrouped(entry.Mbr.HiddenSectors, hidden) != 0) return 0;
     PrintWide(stream, u"%16s %18s %10s %14s %10d %12x %10d %10d %10d\n", texts.StartingOffset,
-              texts.PartitionLength, texts.HiddenSectors, texts.TotalSectors, entry.PartitionNumber,
+              texts.PartitionLength, hidden, texts.TotalSectors, entry.PartitionNumber,
               entry.Mbr.PartitionType, entry.Mbr.BootIndicator ? 1 : 0, entry.Mbr.RecognizedPartition ? 1 : 0,
               entry.RewritePartition ? 1 : 0);
   }
@@ -71,13 +56,9 @@ uint32_t CMbrDiskLayout::PrintPartitionTable(FILE* stream) {
 
 uint32_t CMbrDiskLayout::AddToReport(CKestrandTreeNode* node) {
   if (!node) return ERROR_INVALID_PARAMETER_CODE;
-  CKestrandTreeNode* layoutNode = node->AddChild("DiskLayout");
-  if (!layoutNode) return ERROR_NOT_ENOUGH_MEMORY_CODE;
-  uint32_t code = CKestrandXMLWriter::SetElementDisplay(layoutNode, "Disk Layout", "3");
-  if (code != 0) return code;
-  CKestrandTreeNode* basic = layoutNode->AddChild("BasicInformation");
-  if (!basic) return ERROR_NOT_ENOUGH_MEMORY_CODE;
-  code = CKestrandXMLWriter::SetElementDisplay(basic, "Basic Information", "3");
+  CKestrandTreeNode* layoutNode = nullptr;
+  CKestrandTreeNode* basic = nullptr;
+  uint32_t code = AddLayoutElements(node, layoutNode, basic);
   if (code != 0) return code;
 
   const DRIVE_LAYOUT_INFORMATION_EX* head = Head();
@@ -93,20 +74,20 @@ uint32_t CMbrDiskLayout::AddPartitionsToReport(CKestrandTreeNode* layoutNode) {
   if (!layoutNode) return ERROR_INVALID_PARAMETER_CODE;
   for (uint32_t i = 0; i < EntryCount(); ++i) {
     const PARTITION_INFORMATION_EX& entry = *Entry(i);
-    MbrRowTexts texts;
-    uint32_t code = FormatMbrRow(*this, entry, texts);
+    ExtentTexts texts;
+    std::u16string hidden;
+    uint32_t code = FormatExtent(entry, texts);
+    if (code == 0) code = FormatGrouped(entry.Mbr.HiddenSectors, hidden);
     if (code != 0) return code;
-    std::string name = FormatNarrow("Partition%d", i + 1);
-    CKestrandTreeNode* partition = layoutNode->AddChild(name.c_str());
-    if (!partition) return ERROR_NOT_ENOUGH_MEMORY_CODE;
-    code = CKestrandXMLWriter::SetElementDisplay(partition, name.c_str(), "3");
+    CKestrandTreeNode* partition = nullptr;
+    code = AddPartitionElement(layoutNode, i, partition);
     if (code != 0) return code;
 
     std::u16string type;
     code = FormatHex(entry.Mbr.PartitionType, type);
     if (code == 0) code = CKestrandXMLWriter::NewAttributeW(partition, "StartingOffset", texts.StartingOffset);
     if (code == 0) code = CKestrandXMLWriter::NewAttributeW(partition, "PartitionLength", texts.PartitionLength);
-    if (code == 0) code = CKestrandXMLWriter::NewAttributeW(partition, "HiddenSectors", texts.HiddenSectors);
+    if (code == 0) code = CKestrandXMLWriter::NewAttributeW(partition, "HiddenSectors", hidden);
     if (code == 0) code = CKestrandXMLWriter::NewAttributeW(partition, "TotalSectors", texts.TotalSectors);
     if (code == 0) code = CKestrandXMLWriter::NewAttributeULL(partition, "PartitionNumber", entry.PartitionNumber);
     if (code == 0) code = CKestrandXMLWriter::NewAttributeW(partition, "PartitionType", type);

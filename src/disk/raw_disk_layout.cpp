@@ -14,10 +14,8 @@ uint32_t CRawDiskLayout::PrintText(FILE* stream) {
 }
 
 uint32_t CRawDiskLayout::AddToReport(CKestrandTreeNode* node) {
-  if (!node) return ERROR_INVALID_PARAMETER_CODE;
-  CKestrandTreeNode* layoutNode = node->AddChild("DiskLayout");
-  if (!layoutNode) return ERROR_NOT_ENOUGH_MEMORY_CODE;
-  uint32_t code = CKestrandXMLWriter::SetElementDisplay(layoutNode, "Disk Layout", "3");
+  CKestrandTreeNode* layoutNode = nullptr;
+  uint32_t code = AddElement(node, "DiskLayout", "Disk Layout", layoutNode);
   if (code == 0) code = CKestrandXMLWriter::NewAttribute(layoutNode, "PartitionStyle", "RAW");
   if (code == 0) code = CKestrandXMLWriter::NewAttributeULL(layoutNode, "PartitionCount", PartitionCount());
   return code;

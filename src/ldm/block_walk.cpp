@@ -93,8 +93,7 @@ NTSTATUS BlockWalk::AddFirstFragment(const VBLK_BLOCK& block, uint32_t blockNumb
     group->State |= GROUP_STATE_COMPLETE;
   }
   if (IsIgnoredByTransaction(header_.Status, group->TransFlags)) group->State |= GROUP_STATE_IGNORED;
-  VBLK_GROUP& added = *group;
-  header_.GroupList.push_back(std::move(group));
+  VBLK_GROUP& added = header_.AddGroup(std::move(group));
   if (added.IsIgnored()) return STATUS_SUCCESS_CODE;  // its data is not kept
 
   const uint8_t* data = block.Data + kPreambleSize;
@@ -113,8 +112,7 @@ NTSTATUS BlockWalk::AddLaterFragment(const VBLK_BLOCK& block, uint32_t blockNumb
     if (!created) return STATUS_INSUFFICIENT_RESOURCES_CODE;
     created->GroupNumber = block.GroupNumber;
     created->State = GROUP_STATE_BROKEN;
-    entry.Group = created.get();
-    header_.GroupList.push_back(std::move(created));
+    entry.Group = &header_.AddGroup(std::move(created));
     return STATUS_SUCCESS_CODE;
   }
 
@@ -207,6 +205,16 @@ NTSTATUS AddFragment(VBLK_GROUP& group, const uint8_t*& cursor, uint32_t length,
 }
 
 NTSTATUS CONFIG_HEADER::ParseConfigBlocks(const uint8_t*& cursor, uint64_t byteCount, uint32_t firstOffset) {
+  const NTSTATUS status = WalkBlocks(cursor, byteCount, firstOffset);
+  // The group index and the ids and names of the records are only looked up
+  // while the blocks are walked; with every disk's copy held to the end of
+  // the run they would cost memory for nothing.
+  ReleaseGroupIndex();
+  RecordList.ReleaseKeys();
+  return status;
+}
+
+NTSTATUS CONFIG_HEADER::WalkBlocks(const uint8_t*& cursor, uint64_t byteCount, uint32_t firstOffset) {
   // BlockSize is tested first: it divides below.
   if (BlockSize <= kBlockSizeFloor || byteCount % BlockSize != 0) return STATUS_LDM_CONFIG_BROKEN_CODE;
   uint32_t blockNumber = firstOffset / BlockSize;

@@ -125,10 +125,31 @@ NTSTATUS CONFIG_HEADER::Initialize(const uint8_t* data, uint64_t size) {
   return ParseConfigBlocks(cursor, areaSize - HeaderSize, HeaderSize);
 }
 
+VBLK_GROUP& CONFIG_HEADER::AddGroup(std::unique_ptr<VBLK_GROUP> group) {
+  VBLK_GROUP& added = *group;
+  // Only an index that covers every earlier group takes the new one; an
+  // earlier group with the same number stays the one found.
+  if (indexedGroups_ == GroupList.size()) {
+    groupIndex_.emplace(added.GroupNumber, &added);
+    ++indexedGroups_;
+  }
+  GroupList.push_back(std::move(group));
+  return added;
+}
+
 VBLK_GROUP* CONFIG_HEADER::FindGroup(uint32_t groupNumber) const {
-  for (const auto& group : GroupList)
-    if (group->GroupNumber == groupNumber) return group.get();
-  return nullptr;
+  if (indexedGroups_ != GroupList.size()) {
+    ReleaseGroupIndex();
+    for (const auto& group : GroupList) groupIndex_.emplace(group->GroupNumber, group.get());
+    indexedGroups_ = GroupList.size();
+  }
+  const auto found = groupIndex_.find(groupNumber);
+  return found == groupIndex_.end() ? nullptr : found->second;
+}
+
+void CONFIG_HEADER::ReleaseGroupIndex() const {
+  std::unordered_map<uint32_t, VBLK_GROUP*>().swap(groupIndex_);
+  indexedGroups_ = 0;
 }
 
 }  // namespace kestrand

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <unordered_map>
 #include <vector>
 
 #include "ldm/ldm_record.h"
@@ -49,7 +50,7 @@ struct CONFIG_HEADER {
   uint16_t Flags = 0;       // no header field fills it: stays 0
   uint16_t VersionMajor = 0;
   uint16_t VersionMinor = 0;
-  // The groups in the order they were created.
+  // The groups in the order they were created; AddGroup appends.
   std::vector<std::unique_ptr<VBLK_GROUP>> GroupList;
   // BlockTableCount entries (NumBlocks once created), indexed by block number.
   std::unique_ptr<BLOCK_ENTRY[]> BlockTable;
@@ -78,8 +79,22 @@ struct CONFIG_HEADER {
   // also when `size` is shorter than that.
   NTSTATUS Initialize(const uint8_t* data, uint64_t size);
 
-  // The group with this number, or none.
+  // Appends a group at the end of the group list.
+  VBLK_GROUP& AddGroup(std::unique_ptr<VBLK_GROUP> group);
+  // The first group in the list with this number, or none.
   VBLK_GROUP* FindGroup(uint32_t groupNumber) const;
+
+ private:
+  // ParseConfigBlocks without the clean-up at its end.
+  NTSTATUS WalkBlocks(const uint8_t*& cursor, uint64_t byteCount, uint32_t firstOffset);
+  // Frees the index of FindGroup; it is rebuilt when asked again.
+  void ReleaseGroupIndex() const;
+
+  // Group number -> the first group with it among the first indexedGroups_
+  // of the list, so that the walk does not search the list for every block.
+  // Whenever it does not cover the list exactly it is rebuilt from it.
+  mutable std::unordered_map<uint32_t, VBLK_GROUP*> groupIndex_;
+  mutable size_t indexedGroups_ = 0;
 };
 
 // Stores one fragment of `group` (`length` bytes at `recordOffset` of the

@@ -31,13 +31,13 @@ LDM_RECORD* NewRecordObject(uint16_t type) {
 
 bool IsKnownRecordType(uint16_t type) { return type >= RECORD_TYPE_VOLUME && type <= RECORD_TYPE_PACK; }
 
-// Ids and names must be unique across all records of a copy, whatever their type.
-bool IsDuplicate(const RECORD_LIST& list, const RECORD_ENTRY& entry) {
-  for (const auto& other : list.Entries) {
-    if (other->RecordId == entry.RecordId) return true;
-    if (std::strcmp(other->Record->RecordName, entry.Record->RecordName) == 0) return true;
-  }
-  return false;
+// The name up to its terminator; the buffer always holds one, the bound
+// only guards against a record that was not reset.
+std::string NameKey(const char* recordName) {
+  const void* terminator = std::memchr(recordName, '\0', kRecordNameSize);
+  const size_t length = terminator ? static_cast<size_t>(static_cast<const char*>(terminator) - recordName)
+                                   : kRecordNameSize;
+  return std::string(recordName, length);
 }
 
 void AdvanceNextRecordId(RECORD_LIST& list, uint64_t recordId) {
@@ -47,6 +47,32 @@ void AdvanceNextRecordId(RECORD_LIST& list, uint64_t recordId) {
 }
 
 }  // namespace
+
+bool RECORD_LIST::Holds(uint64_t recordId, const char* recordName) {
+  if (keyedEntries_ != Entries.size()) {
+    ReleaseKeys();
+    for (const auto& entry : Entries) KeyEntry(*entry);
+  }
+  return ids_.count(recordId) != 0 || names_.count(NameKey(recordName)) != 0;
+}
+
+void RECORD_LIST::Append(std::unique_ptr<RECORD_ENTRY> entry) {
+  // Keys are only added to a set that covers every earlier entry.
+  if (keyedEntries_ == Entries.size()) KeyEntry(*entry);
+  Entries.push_back(std::move(entry));
+}
+
+void RECORD_LIST::ReleaseKeys() {
+  std::unordered_set<uint64_t>().swap(ids_);
+  std::unordered_set<std::string>().swap(names_);
+  keyedEntries_ = 0;
+}
+
+void RECORD_LIST::KeyEntry(const RECORD_ENTRY& entry) {
+  ids_.insert(entry.RecordId);
+  if (entry.Record) names_.insert(NameKey(entry.Record->RecordName));
+  ++keyedEntries_;
+}
 
 void LDM_RECORD::Reset() {
   UpdateSequence = 0;
@@ -77,14 +103,15 @@ NTSTATUS CreateRecord(RECORD_LIST& list, const uint8_t*& cursor, uint32_t record
   if (next == nullptr) return STATUS_LDM_CONFIG_BROKEN_CODE;
   record.Group = &group;
 
-  if (IsDuplicate(list, *entry)) return STATUS_LDM_CONFIG_BROKEN_CODE;
+  // Ids and names are unique across all records of a copy, whatever their type.
+  if (list.Holds(entry->RecordId, record.RecordName)) return STATUS_LDM_CONFIG_BROKEN_CODE;
   AdvanceNextRecordId(list, entry->RecordId);
 
   const NTSTATUS status = record.Parse(next, static_cast<uint32_t>(end - next));
   if (status != STATUS_SUCCESS_CODE) return status;
 
   group.Entry = entry.get();
-  list.Entries.push_back(std::move(entry));
+  list.Append(std::move(entry));
   cursor = end;  // bytes after the last field are ignored
   return STATUS_SUCCESS_CODE;
 }

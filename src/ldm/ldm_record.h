@@ -5,6 +5,8 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
+#include <unordered_set>
 #include <vector>
 
 #include "ldm/vblk_group.h"
@@ -65,6 +67,25 @@ struct RECORD_ENTRY {
 struct RECORD_LIST {
   std::vector<std::unique_ptr<RECORD_ENTRY>> Entries;
   uint64_t NextRecordId = 1;  // one past the largest RecordId seen (1 after a wrap)
+
+  // Whether an entry already holds this RecordId, or a record named
+  // `recordName` (compared byte for byte up to the terminator).
+  bool Holds(uint64_t recordId, const char* recordName);
+  // Files an entry at the end of the list.
+  void Append(std::unique_ptr<RECORD_ENTRY> entry);
+  // Frees the set of ids and names that Holds keeps; Holds rebuilds it when
+  // asked again. The block walk calls this when it ends.
+  void ReleaseKeys();
+
+ private:
+  // The ids and names of the first keyedEntries_ entries, so that a new
+  // record is not compared with every earlier one. Whenever the set does not
+  // cover the entries exactly it is rebuilt from them.
+  std::unordered_set<uint64_t> ids_;
+  std::unordered_set<std::string> names_;
+  size_t keyedEntries_ = 0;
+
+  void KeyEntry(const RECORD_ENTRY& entry);
 };
 
 // Decodes the record data gathered in `group` (`recordSize` bytes from

@@ -1,9 +1,5 @@
 #include "ldm/private_header.h"
 
-#include <cstdlib>
-#include <cstring>
-
-#include "common/bounded_text.h"
 #include "disk/disk.h"
 #include "ldm/big_endian.h"
 #include "ldm/ldm_database.h"
@@ -71,26 +67,11 @@ NTSTATUS DecodePrivateHeader(const uint8_t* sector, uint32_t size, PRIVATE_HEADE
 }
 
 uint32_t PRIVATE_HEADER_WRAPPER::Initialize(LDM_DATABASE* owner, CDisk* disk, const char* name, uint64_t offset) {
-  if (!owner || !disk || !name) return ERROR_INVALID_PARAMETER_CODE;
-  Owner = owner;
-  Offset = offset;
-  CopyBounded(Name, sizeof Name, name);
-
-  const uint32_t sectorSize = disk->BytesPerSector();
-  if (sectorSize == 0) return ERROR_INVALID_DATA_CODE;
-  RawSector.reset(static_cast<uint8_t*>(std::calloc(1, sectorSize)));
-  if (!RawSector) return ERROR_NOT_ENOUGH_MEMORY_CODE;
-  RawSectorSize = sectorSize;
-
-  int64_t readOffset = static_cast<int64_t>(offset);
-  ReadAttempted = true;
-  ReadStatus = disk->ReadDisk(readOffset, sectorSize, RawSector.get());
-  if (ReadStatus < 0) return 0;
-
-  // A sector too small for the magic and checksum keeps them zero.
-  if (sectorSize >= 8) std::memcpy(Magic, RawSector.get(), 8);
-  if (sectorSize >= kPrivateHeaderFieldsOffset) StoredChecksum = LoadBigEndian32(RawSector.get() + 8);
-  ParseStatus = DecodePrivateHeader(RawSector.get(), sectorSize, Header);
+  const uint32_t code = ReadSector(owner, disk, name, offset);
+  if (code != 0 || ReadStatus < 0) return code;
+  // A sector too small for the checksum keeps it zero.
+  if (RawSectorSize >= kPrivateHeaderFieldsOffset) StoredChecksum = LoadBigEndian32(RawSector.get() + 8);
+  ParseStatus = DecodePrivateHeader(RawSector.get(), RawSectorSize, Header);
   return 0;
 }
 

@@ -6,6 +6,7 @@
 #include <cstdio>
 
 #include "ldm/field_decoder.h"
+#include "ldm/sector_copy.h"
 #include "platform/types.h"
 
 namespace kestrand {
@@ -56,15 +57,8 @@ constexpr uint32_t kPrivateHeaderFieldsOffset = 12;
 // does not parse (the fields before it keep their values).
 NTSTATUS DecodePrivateHeader(const uint8_t* sector, uint32_t size, PRIVATE_HEADER& header);
 
-// The wrapper's copy name; long enough for "Primary", "Alternate", "Backup".
-constexpr size_t kLdmCopyNameSize = 16;
-
-class PRIVATE_HEADER_WRAPPER {
+class PRIVATE_HEADER_WRAPPER : public LDM_SECTOR_COPY {
  public:
-  PRIVATE_HEADER_WRAPPER() = default;
-  PRIVATE_HEADER_WRAPPER(const PRIVATE_HEADER_WRAPPER&) = delete;
-  PRIVATE_HEADER_WRAPPER& operator=(const PRIVATE_HEADER_WRAPPER&) = delete;
-
   // Reads and decodes the copy at byte `offset`. 87 without owner, disk or
   // name, 13 without bytes per sector, 8 without memory; otherwise 0, also
   // when the sector could not be read or decoded (see the statuses).
@@ -78,16 +72,7 @@ class PRIVATE_HEADER_WRAPPER {
   // Bytes per sector of the disk the copy was read from; 0 without one.
   uint32_t BytesPerSector() const;
 
-  LDM_DATABASE* Owner = nullptr;
-  char Name[kLdmCopyNameSize] = {};
-  bool ReadAttempted = false;  // false until Initialize has issued the read
-  NTSTATUS ReadStatus = 0;     // negative: the sector could not be read
-  NTSTATUS ParseStatus = 0;    // 0xC000000D: the fields did not decode
   PRIVATE_HEADER Header = {};
-  std::unique_ptr<uint8_t[], CFreeDeleter> RawSector;  // one sector, as read
-  uint32_t RawSectorSize = 0;
-  uint64_t Offset = 0;       // bytes from the start of the disk or file
-  char Magic[9] = {};        // the first 8 bytes, as read
   uint32_t StoredChecksum = 0;
 };
 

@@ -1,9 +1,7 @@
 #include "ldm/toc.h"
 
-#include <cstdlib>
 #include <cstring>
 
-#include "common/bounded_text.h"
 #include "disk/disk.h"
 #include "ldm/big_endian.h"
 #include "ldm/ldm_database.h"
@@ -77,26 +75,13 @@ NTSTATUS DecodeToc(const uint8_t* sector, uint32_t size, TOC& toc) {
 }
 
 uint32_t TOC_WRAPPER::Initialize(LDM_DATABASE* owner, CDisk* disk, const char* name, uint64_t offset) {
-  if (!owner || !disk || !name) return ERROR_INVALID_PARAMETER_CODE;
-  Owner = owner;
-  Offset = offset;
-  CopyBounded(Name, sizeof Name, name);
-
-  const uint32_t sectorSize = disk->BytesPerSector();
-  if (sectorSize == 0) return ERROR_INVALID_DATA_CODE;
-  RawSector.reset(static_cast<uint8_t*>(std::calloc(1, sectorSize)));
-  if (!RawSector) return ERROR_NOT_ENOUGH_MEMORY_CODE;
-  RawSectorSize = sectorSize;
-
-  int64_t readOffset = static_cast<int64_t>(offset);
-  ReadAttempted = true;
-  ReadStatus = disk->ReadDisk(readOffset, sectorSize, RawSector.get());
+  const uint32_t code = ReadSector(owner, disk, name, offset);
+  if (code != 0) return code;
   if (ReadStatus < 0) {
     PrintReadFailure(ReadStatus, disk->DiskNumber(), u"TOC_WRAPPER::Initialize()", u"1 Failed in call to NtReadFile()");
     return 0;
   }
-  if (sectorSize >= 8) std::memcpy(Magic, RawSector.get(), 8);
-  ParseStatus = DecodeToc(RawSector.get(), sectorSize, Toc);
+  ParseStatus = DecodeToc(RawSector.get(), RawSectorSize, Toc);
   return 0;
 }
 

@@ -5,8 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 
-#include "ldm/field_decoder.h"
-#include "ldm/private_header.h"
+#include "ldm/sector_copy.h"
 #include "platform/types.h"
 
 namespace kestrand {
@@ -51,12 +50,8 @@ constexpr uint32_t kTocFirstEntryOffset = 0x24;
 // entries before it stay in the list).
 NTSTATUS DecodeToc(const uint8_t* sector, uint32_t size, TOC& toc);
 
-class TOC_WRAPPER {
+class TOC_WRAPPER : public LDM_SECTOR_COPY {
  public:
-  TOC_WRAPPER() = default;
-  TOC_WRAPPER(const TOC_WRAPPER&) = delete;
-  TOC_WRAPPER& operator=(const TOC_WRAPPER&) = delete;
-
   // Reads and decodes the copy at byte `offset`. 87 without owner, disk or
   // name, 13 without bytes per sector, 8 without memory; otherwise 0, also
   // when the sector could not be read (a message on standard error says so)
@@ -69,16 +64,7 @@ class TOC_WRAPPER {
   // 87 without node.
   uint32_t AddToReport(CKestrandTreeNode* node) const;
 
-  LDM_DATABASE* Owner = nullptr;
-  char Name[kLdmCopyNameSize] = {};
-  bool ReadAttempted = false;  // false until Initialize has issued the read
-  NTSTATUS ReadStatus = 0;     // negative: the sector could not be read
-  NTSTATUS ParseStatus = 0;    // 0xC000000D: a region entry did not decode
   TOC Toc = {};
-  std::unique_ptr<uint8_t[], CFreeDeleter> RawSector;  // one sector, as read
-  uint32_t RawSectorSize = 0;
-  uint64_t Offset = 0;  // bytes from the start of the disk or file
-  char Magic[9] = {};   // the first 8 bytes, as read
 };
 
 }  // namespace kestrand

@@ -1,17 +1,17 @@
 // Fixtures of the analysis tests: disks whose LDM databases are loaded by the
-// real loader from LDM areas built in memory, config areas from lists of
-// records, and walks over the report tree.
+// real loader from LDM areas built in memory, and config areas from lists of
+// records.
 #pragma once
 
 #include <cstdint>
 #include <string>
 #include <vector>
 
-#include "common/tree_node.h"
 #include "ldm/ldm_database.h"
 #include "ldm/record_tree.h"
 #include "support/ldm_builder.h"
 #include "support/ldm_loader_support.h"
+#include "support/report_tree.h"
 
 namespace kestrand::test {
 
@@ -28,7 +28,7 @@ class AnalysisPlatform : public MemoryReadPlatform {
 };
 
 // A 2 MiB MBR disk of 512-byte sectors whose last megabyte is an LDM area.
-class AnalysisDisk : public LdmTestDisk {
+class AnalysisDisk : public TestDisk {
  public:
   static constexpr uint64_t kDiskBytes = 2 * 0x100000;
 
@@ -36,7 +36,8 @@ class AnalysisDisk : public LdmTestDisk {
 
   // One MBR partition of `type` with the boot indicator `boot`, and the
   // layout's disk signature.
-  void SetMbr(uint32_t signature, bool boot = false, uint8_t type = 0x42);
+  void SetMbr(uint32_t signature, bool boot = false, uint8_t type = 0x42) { SetMbrLayout(type, signature, boot); }
+
   // Reads `area` through the loader (the backup header copy in sector 6)
   // as a dynamic MBR disk; keeps an MBR layout set before.
   void Load(MemoryReadPlatform& platform, const LdmAreaImage& area);
@@ -67,17 +68,5 @@ LdmAreaImage AreaWith(const std::vector<LdmRecordImage>& records);
 // The tree as text: each node's name, its children in brackets, siblings
 // separated by blanks, e.g. "Pack[Volume1[Volume1-01[Disk1-01[Disk1]]]]".
 std::string TreeShape(const RECORD_TREE_NODE* node);
-
-// ---- the report tree ----
-
-const char* Attr(const CKestrandTreeNode* node, const char* name);
-// Attribute names in order.
-std::vector<std::string> AttributeNames(const CKestrandTreeNode* node);
-// The first child whose display name is `caption`; nullptr without one.
-CKestrandTreeNode* ChildCaptioned(const CKestrandTreeNode* node, const std::string& caption);
-// Every child named `name`, in order.
-std::vector<CKestrandTreeNode*> ChildrenNamed(const CKestrandTreeNode* node, const char* name);
-// Every node of the subtree (the node itself included) named `name`.
-std::vector<CKestrandTreeNode*> DescendantsNamed(const CKestrandTreeNode* node, const char* name);
 
 }  // namespace kestrand::test

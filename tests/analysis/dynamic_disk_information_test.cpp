@@ -154,7 +154,7 @@ TEST_F(DynamicDiskInformationTest, TwoPacksGiveTwoCompleteSections) {
 
 TEST_F(DynamicDiskInformationTest, NothingWithoutDynamicDisksOrStream) {
   auto* basic = new AnalysisDisk(0);
-  basic->SetMbr(0x1, true, 0x07);
+  basic->SetMbrLayout(0x07, 0x1, true);
   kestrand_.Disks.Append(basic);
   EXPECT_EQ(Print(), "");
   EXPECT_EQ(kestrand_.PrintDynamicDiskInformation(nullptr), 87u);

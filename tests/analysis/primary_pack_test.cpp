@@ -30,7 +30,7 @@ class PrimaryPackTest : public ::testing::Test {
 
   AnalysisDisk* AddBasic(uint32_t signature, bool boot) {
     AnalysisDisk* disk = NewDisk();
-    disk->SetMbr(signature, boot, 0x07);
+    disk->SetMbrLayout(0x07, signature, boot);
     return disk;
   }
 
@@ -44,7 +44,7 @@ class PrimaryPackTest : public ::testing::Test {
   AnalysisDisk* AddDynamic(uint32_t bootSig, uint64_t updateTime, const std::vector<LdmRecordImage>& packs,
                            uint32_t signature = 0x5150, bool boot = false) {
     AnalysisDisk* disk = NewDisk();
-    disk->SetMbr(signature, boot, 0x42);
+    disk->SetMbrLayout(0x42, signature, boot);
     LdmAreaImage area = AreaWith(packs.empty() ? std::vector<LdmRecordImage>{VolumeRecord(0x421, "Volume1")} : packs);
     area.Header.BootSig = bootSig;
     area.Header.UpdateTime = updateTime;

@@ -11,8 +11,9 @@
 #include "disk/disk.h"
 #include "disk/disk_report_values.h"
 #include "driver/kestrand.h"
-#include "disk_under_test.h"
-#include "text_capture.h"
+#include "support/test_disk.h"
+#include "support/report_tree.h"
+#include "support/text_capture.h"
 
 namespace kestrand {
 namespace {
@@ -22,7 +23,7 @@ const char kGeometryHeading[] = "----------- Disk Geometry -----------\n\n";
 const char kLayoutHeading[] = "------------ Disk Layout ------------\n\n";
 
 // The 500 GB disk: 60,801 cylinders of 255 x 63 sectors, 500,107,862,016 bytes.
-void MakeExampleDisk(DiskUnderTest& disk) {
+void MakeExampleDisk(TestDisk& disk) {
   disk.SetStorageProperty(4096, 0);
   disk.SetGeometry(60801, 255, 63, 512, MEDIA_TYPE_FIXED);
   disk.SetDiskLength(500107862016);
@@ -52,7 +53,7 @@ const char kExampleGeometry[] =
     "                  GB 465.76               465.76              \n";
 
 TEST(DiskReportText, BasicDiskWithoutErrors) {
-  DiskUnderTest disk(3);
+  TestDisk disk(3);
   MakeExampleDisk(disk);
   uint32_t code = 1;
   std::string text = CaptureText([&](FILE* s) { return disk.PrintText(s); }, &code);
@@ -77,7 +78,7 @@ TEST(DiskReportText, BasicDiskWithoutErrors) {
 }
 
 TEST(DiskReportText, GeometryFailureShowsOnlyTheErrorLine) {
-  DiskUnderTest disk;
+  TestDisk disk;
   disk.SetErrors(21, 0, 0);
   disk.SetDiskLength(1 << 20);
   disk.SetLayout(LayoutBuffer(PARTITION_STYLE_MBR, 0).Bytes());
@@ -95,7 +96,7 @@ TEST(DiskReportText, GeometryFailureShowsOnlyTheErrorLine) {
 }
 
 TEST(DiskReportText, PartitionInfoFailureOnADynamicDisk) {
-  DiskUnderTest disk;
+  TestDisk disk;
   disk.SetGeometry(10, 255, 63, 512);
   disk.SetErrors(0, 1117, 0);
   LayoutBuffer mbr(PARTITION_STYLE_MBR, 1);
@@ -117,7 +118,7 @@ TEST(DiskReportText, PartitionInfoFailureOnADynamicDisk) {
 }
 
 TEST(DiskReportText, LayoutFailureAfterTheGeometry) {
-  DiskUnderTest disk;
+  TestDisk disk;
   MakeExampleDisk(disk);
   disk.SetLayout(LayoutBuffer(PARTITION_STYLE_MBR, 0).Bytes());
   disk.SetErrors(0, 0, 1);
@@ -132,7 +133,7 @@ TEST(DiskReportText, LayoutFailureAfterTheGeometry) {
 }
 
 TEST(DiskReportText, DiskTheProbeCouldNotOpen) {
-  DiskUnderTest disk;
+  TestDisk disk;
   uint32_t code = 0;
   std::string text = CaptureText([&](FILE* s) { return disk.PrintText(s); }, &code);
   EXPECT_EQ(code, 13u);
@@ -144,7 +145,7 @@ TEST(DiskReportText, DiskTheProbeCouldNotOpen) {
 }
 
 TEST(DiskReportText, AllThreeQueryErrorsInOrder) {
-  DiskUnderTest disk;
+  TestDisk disk;
   disk.SetErrors(21, 1117, 1);
   std::string text = CaptureText([&](FILE* s) { return disk.PrintErrors(s); });
   EXPECT_EQ(text,
@@ -157,7 +158,7 @@ TEST(DiskReportText, AllThreeQueryErrorsInOrder) {
 }
 
 TEST(DiskReportText, HostileGeometryWrapsInsteadOfFaulting) {
-  DiskUnderTest disk;
+  TestDisk disk;
   disk.SetGeometry(INT64_MAX, 0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF);
   disk.SetDiskLength(INT64_MIN);
   uint32_t code = 1;
@@ -173,19 +174,15 @@ TEST(DiskReportText, HostileGeometryWrapsInsteadOfFaulting) {
 }
 
 TEST(DiskReportValues, MediaTypeNames) {
-  EXPECT_EQ(std::u16string(MediaTypeName(0)), u"Unknown");
-  EXPECT_EQ(std::u16string(MediaTypeName(0xFFFFFFFF)), u"Unknown");
-  EXPECT_EQ(std::u16string(MediaTypeName(1)), u"Floppy");
-  EXPECT_EQ(std::u16string(MediaTypeName(10)), u"Floppy");
-  EXPECT_EQ(std::u16string(MediaTypeName(11)), u"Removable");
-  EXPECT_EQ(std::u16string(MediaTypeName(12)), u"Fixed");
-  EXPECT_EQ(std::u16string(MediaTypeName(13)), u"Floppy");
-  EXPECT_EQ(std::u16string(MediaTypeName(25)), u"Floppy");
-  EXPECT_EQ(std::u16string(MediaTypeName(26)), u"Unknown");
+  // The edges of the two floppy ranges around 11 and 12.
+  const std::pair<uint32_t, std::u16string> cases[] = {{0, u"Unknown"},  {1, u"Floppy"},  {10, u"Floppy"},
+                                                       {11, u"Removable"}, {13, u"Floppy"}, {25, u"Floppy"},
+                                                       {26, u"Unknown"}};
+  for (const auto& [type, name] : cases) EXPECT_EQ(std::u16string(MediaTypeName(type)), name) << type;
 }
 
 TEST(DiskReportXml, BranchOfAHealthyDisk) {
-  DiskUnderTest disk(0);
+  TestDisk disk(0);
   MakeExampleDisk(disk);
   CKestrandTreeNode section("BasicDisks");
   ASSERT_EQ(disk.AddToReport(&section, true), 0u);
@@ -214,7 +211,7 @@ TEST(DiskReportXml, BranchOfAHealthyDisk) {
 }
 
 TEST(DiskReportXml, GeometryFailureStopsTheBranchWithErrors) {
-  DiskUnderTest disk(5);
+  TestDisk disk(5);
   disk.SetErrors(21, 0, 0);
   disk.SetDiskLength(1 << 20);
   disk.SetLayout(LayoutBuffer(PARTITION_STYLE_MBR, 0).Bytes());
@@ -229,7 +226,7 @@ TEST(DiskReportXml, GeometryFailureStopsTheBranchWithErrors) {
 }
 
 TEST(DiskReportXml, PartitionInfoFailureLeavesReportedValuesNull) {
-  DiskUnderTest disk(1);
+  TestDisk disk(1);
   disk.SetGeometry(10, 255, 63, 512);
   disk.SetErrors(0, 1117, 0);
   disk.SetLayout(LayoutBuffer(PARTITION_STYLE_MBR, 0).Bytes());

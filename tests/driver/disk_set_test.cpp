@@ -133,8 +133,6 @@ TEST_F(DiskSetTest, DatabaseFileBecomesTheOnlyDisk) {
   ASSERT_EQ(kestrand.Disks.Count(), 1u);
   CDisk* disk = kestrand.Disks.First()->Item;
   EXPECT_NE(dynamic_cast<CLdmFileDisk*>(disk), nullptr);
-  EXPECT_EQ(disk->DiskNumber(), 0u);
-  EXPECT_TRUE(disk->DiskNumberKnown());
   EXPECT_EQ(disk->Owner(), &kestrand);
   EXPECT_TRUE(disk->IsReadyForLdmAnalysis());
   EXPECT_TRUE(platform_.OnlyReadOpens());

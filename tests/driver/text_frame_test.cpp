@@ -8,7 +8,8 @@
 
 #include "disk/disk.h"
 #include "disk/probe_image_files.h"
-#include "disk/text_capture.h"
+#include "support/report_tree.h"
+#include "support/text_capture.h"
 #include "driver/kestrand.h"
 #include "support/image_platform.h"
 
@@ -26,12 +27,6 @@ class TextFrameTest : public ::testing::Test {
     files_.push_back(std::make_unique<ImageFile>(image));
     ImageDisk& disk = platform_.AddImage(files_.back()->Path(), number);
     if (path) disk.DevicePath = path;
-  }
-
-  static size_t Count(const std::string& text, const std::string& part) {
-    size_t n = 0;
-    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++n;
-    return n;
   }
 
   CImagePlatform platform_;
@@ -72,8 +67,8 @@ TEST_F(TextFrameTest, EveryDiskOfTheNumberUnderOneHeading) {
   std::string text = CaptureText([&](FILE* s) { return kestrand.PrintDisk(s, 1); });
   std::string heading = "\n\n" + kRule + "\n" + "                            Disk 1 Summary\n" + kRule + "\n\n";
   EXPECT_EQ(text.find(heading), 0u);
-  EXPECT_EQ(Count(text, "Summary\n"), 1u);
-  EXPECT_EQ(Count(text, "----------- Disk Storage Property -----------\n"), 2u);
+  EXPECT_EQ(CountOf(text, "Summary\n"), 1u);
+  EXPECT_EQ(CountOf(text, "----------- Disk Storage Property -----------\n"), 2u);
   // The basic disk first, then the raw one: list order.
   size_t mbr = text.find("                 MBR PartitionStyle\n");
   size_t raw = text.find("                 RAW PartitionStyle\n");

@@ -13,6 +13,7 @@
 #include "disk/probe_image_files.h"
 #include "driver/kestrand.h"
 #include "support/image_platform.h"
+#include "support/text_capture.h"
 
 namespace kestrand {
 namespace {
@@ -41,12 +42,6 @@ class XmlFrameTest : public ::testing::Test {
     size_t end = document.find("</" + name + ">", start);
     if (start == std::string::npos || end == std::string::npos) return {};
     return document.substr(start, end + name.size() + 3 - start);
-  }
-
-  static size_t Count(const std::string& text, const std::string& part) {
-    size_t n = 0;
-    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++n;
-    return n;
   }
 
   CImagePlatform platform_;
@@ -89,7 +84,7 @@ TEST_F(XmlFrameTest, OnlyBasicDisks) {
   EXPECT_EQ(document.find("<DynamicDisks"), std::string::npos);
   EXPECT_EQ(document.find("<Tests"), std::string::npos);
   std::string basicDisks = Section(document, "BasicDisks");
-  EXPECT_EQ(Count(basicDisks, kDiskElement), 2u);
+  EXPECT_EQ(CountOf(basicDisks, kDiskElement), 2u);
   EXPECT_NE(basicDisks.find("<Disk _ElementDisplayName=\"Disk 0\" _ElementIcon=\"13\">"
                             "<Disk _ElementDisplayName=\"Geometry\" _ElementIcon=\"3\" Cylinders=\"1\""),
             std::string::npos);

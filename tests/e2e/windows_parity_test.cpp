@@ -33,7 +33,11 @@ std::string FindWine() {
   return "";
 }
 
-// What one run left: its streams, status and every file of its folder.
+// The name of a database file given to a run, in the run's folder: the tool
+// reads an absolute path after -l as a switch.
+const char kDatabase[] = "ldm.bin";
+
+// What one run left: its streams, status and every file it wrote.
 struct Outcome {
   ProcessResult Process;
   std::map<std::string, std::string> Files;
@@ -42,8 +46,14 @@ struct Outcome {
 Outcome Collect(ProcessResult process, const TempDir& dir) {
   Outcome outcome{std::move(process), {}};
   for (const auto& entry : std::filesystem::directory_iterator(dir.Path()))
-    outcome.Files[entry.path().filename().string()] = ReadFileBytes(entry.path().string());
+    if (entry.path().filename() != kDatabase)
+      outcome.Files[entry.path().filename().string()] = ReadFileBytes(entry.path().string());
   return outcome;
+}
+
+// A fresh folder for one run, holding a copy of `database` when one is given.
+void PrepareFolder(const TempDir& dir, const std::string& database) {
+  if (!database.empty()) std::filesystem::copy_file(database, dir.File(kDatabase));
 }
 
 // Windows text with CR LF as LF. A line feed without its carriage return is
@@ -127,13 +137,15 @@ class WindowsParity : public ::testing::Test {
     setenv("WINEDLLOVERRIDES", "mscoree,mshtml=", 0);
   }
 
-  Outcome RunLinux(const std::vector<std::string>& args) const {
+  Outcome RunLinux(const std::vector<std::string>& args, const std::string& database = "") const {
     TempDir dir;
+    PrepareFolder(dir, database);
     return Collect(RunKestrandBinary(args, dir.Path()), dir);
   }
 
-  Outcome RunWindows(const std::vector<std::string>& args) const {
+  Outcome RunWindows(const std::vector<std::string>& args, const std::string& database = "") const {
     TempDir dir;
+    PrepareFolder(dir, database);
     std::vector<std::string> wineArgs{KESTRAND_WINDOWS_BINARY};
     wineArgs.insert(wineArgs.end(), args.begin(), args.end());
     return Collect(RunProcess(wine_, wineArgs, dir.Path()), dir);
@@ -198,6 +210,10 @@ struct ImageCase {
   bool Repaired;
 };
 
+void PrintTo(const ImageCase& image, std::ostream* out) {
+  *out << image.Name << (image.Repaired ? " repaired" : " as found");
+}
+
 class WindowsParityOnImages : public WindowsParity, public ::testing::WithParamInterface<ImageCase> {
  protected:
   void SetUp() override {
@@ -214,12 +230,12 @@ TEST_P(WindowsParityOnImages, BothReportsOfTheDatabaseAreTheSame) {
   const std::string database = images_->DatabaseFile(GetParam().Name, GetParam().Repaired);
   ASSERT_EQ(std::filesystem::file_size(database), RealImages::kLdmAreaBytes);
   for (const std::vector<std::string>& args :
-       {std::vector<std::string>{"-l", database, "-a", "-f", "report.xml"},
-        std::vector<std::string>{"-l", database, "-f", "report.txt"}}) {
+       {std::vector<std::string>{"-l", kDatabase, "-a", "-f", "report.xml"},
+        std::vector<std::string>{"-l", kDatabase, "-f", "report.txt"}}) {
     SCOPED_TRACE(args[2] + " " + args[3]);
-    const Outcome linux = RunLinux(args);
-    ASSERT_EQ(linux.Files.size(), 1u);
-    ExpectSameOutcome(linux, RunWindows(args));
+    const Outcome linux = RunLinux(args, database);
+    ASSERT_EQ(linux.Files.size(), 1u) << linux.Process.Err;
+    ExpectSameOutcome(linux, RunWindows(args, database));
   }
 }
 

@@ -53,34 +53,28 @@ TEST(MountManagerRequestTest, RequestNamesTheUniqueIdAndNothingElse) {
 
 TEST(MountManagerRequestTest, ReadsTheFirstEntrysDeviceName) {
   const std::u16string name = u"\\Device\\HarddiskDmVolumes\\PackDg0\\Volume1";
-  auto answer = Answer(200, 2, 64, static_cast<uint16_t>(2 * name.size()));
-  PutName(answer, 64, name);
+  struct Case {
+    size_t Size;
+    uint32_t Count, Offset;
+    uint16_t Length;
+    std::u16string Stored, Read;
+  };
+  const Case cases[] = {
+      {200, 2, 64, static_cast<uint16_t>(2 * name.size()), name, name},
+      {40, 1, 32, 8, u"\\Dev", u"\\Dev"},  // ends exactly at the end of the answer
+      {48, 1, 32, 7, u"ABCD", u"ABC"},       // an odd length drops the half character
+  };
+  for (const Case& c : cases) {
+    auto answer = Answer(c.Size, c.Count, c.Offset, c.Length);
+    PutName(answer, c.Offset, c.Stored);
+    std::u16string read = u"stale";
+    EXPECT_EQ(ReadMountPointDeviceName(answer.data(), answer.size(), read), 0u);
+    EXPECT_EQ(read, c.Read);
+  }
+  auto none = Answer(48, 0, 0, 0);
   std::u16string read = u"stale";
-  EXPECT_EQ(ReadMountPointDeviceName(answer.data(), answer.size(), read), 0u);
-  EXPECT_EQ(read, name);
-}
-
-TEST(MountManagerRequestTest, NoMountPointIsNotFound) {
-  auto answer = Answer(48, 0, 0, 0);
-  std::u16string read = u"stale";
-  EXPECT_EQ(ReadMountPointDeviceName(answer.data(), answer.size(), read), ERROR_FILE_NOT_FOUND_CODE);
+  EXPECT_EQ(ReadMountPointDeviceName(none.data(), none.size(), read), ERROR_FILE_NOT_FOUND_CODE);
   EXPECT_TRUE(read.empty());
-}
-
-TEST(MountManagerRequestTest, NameEndingExactlyAtTheBufferEndIsRead) {
-  auto answer = Answer(40, 1, 32, 8);
-  PutName(answer, 32, u"\\Dev");
-  std::u16string read;
-  EXPECT_EQ(ReadMountPointDeviceName(answer.data(), answer.size(), read), 0u);
-  EXPECT_EQ(read, u"\\Dev");
-}
-
-TEST(MountManagerRequestTest, OddLengthDropsTheHalfCharacter) {
-  auto answer = Answer(48, 1, 32, 7);
-  PutName(answer, 32, u"ABCD");
-  std::u16string read;
-  EXPECT_EQ(ReadMountPointDeviceName(answer.data(), answer.size(), read), 0u);
-  EXPECT_EQ(read, u"ABC");
 }
 
 TEST(MountManagerRequestTest, NamesOutsideTheAnswerAreRefused) {

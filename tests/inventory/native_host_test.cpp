@@ -10,7 +10,8 @@
 #include <string>
 
 #include "driver/kestrand.h"
-#include "inventory/report_capture.h"
+#include "support/report_tree.h"
+#include "support/text_capture.h"
 
 namespace kestrand {
 namespace {
@@ -39,7 +40,7 @@ TEST(NativeHostTest, HostSectionMatchesTheMachine) {
 
   CKestrand kestrand;
   uint32_t code = ~0u;
-  std::string text = Printed([&](FILE* stream) { return kestrand.PrintSystemInformation(stream); }, code);
+  std::string text = CaptureText([&](FILE* stream) { return kestrand.PrintSystemInformation(stream); }, &code);
   EXPECT_EQ(code, 0u);
 
   EXPECT_NE(text.find(Line("Computer Name", host)), std::string::npos) << text;

@@ -5,7 +5,8 @@
 
 #include "common/tree_node.h"
 #include "driver/kestrand.h"
-#include "inventory/report_capture.h"
+#include "support/report_tree.h"
+#include "support/text_capture.h"
 #include "support/fake_host_platform.h"
 
 namespace kestrand {
@@ -20,7 +21,7 @@ class SystemInformationTest : public ::testing::Test {
   }
 
   std::string PrintText(uint32_t& code) {
-    return Printed([this](FILE* stream) { return kestrand_.PrintSystemInformation(stream); }, code);
+    return CaptureText([this](FILE* stream) { return kestrand_.PrintSystemInformation(stream); }, &code);
   }
 
   FakeHostPlatform host_;
@@ -96,7 +97,7 @@ TEST_F(SystemInformationTest, XmlAttributesInTheirOrder) {
   auto children = ChildrenOf(&root);
   ASSERT_EQ(children.size(), 1u);
   EXPECT_STREQ(children[0]->Name(), "SystemInformation");
-  EXPECT_EQ(AttributesOf(children[0]), (AttributeList{
+  EXPECT_EQ(AttributesOf(children[0]), (NodeAttributes{
                                            {"_ElementDisplayName", "System Information"},
                                            {"_ElementIcon", "3"},
                                            {"ComputerName", "host.example.test"},

@@ -6,7 +6,8 @@
 
 #include "common/tree_node.h"
 #include "driver/kestrand.h"
-#include "inventory/report_capture.h"
+#include "support/report_tree.h"
+#include "support/text_capture.h"
 #include "support/fake_host_platform.h"
 
 namespace kestrand {
@@ -23,10 +24,10 @@ const std::string kVolume3Text = "\\\\?\\Volume{0c1f4e2a-0000-0000-0000-30000000
 class VolumesTest : public ::testing::Test {
  protected:
   std::string PrintMounts(uint32_t& code) {
-    return Printed([this](FILE* stream) { return kestrand_.PrintMountPoints(stream); }, code);
+    return CaptureText([this](FILE* stream) { return kestrand_.PrintMountPoints(stream); }, &code);
   }
   std::string PrintLetters(uint32_t& code) {
-    return Printed([this](FILE* stream) { return kestrand_.PrintDriveLetters(stream); }, code);
+    return CaptureText([this](FILE* stream) { return kestrand_.PrintDriveLetters(stream); }, &code);
   }
 
   FakeHostPlatform host_;
@@ -74,14 +75,14 @@ TEST_F(VolumesTest, VolumeMountedTwiceGivesTwoPathLinesAndTwoMountElements) {
   const CKestrandTreeNode* section = root.FindChild("MountPoints");
   ASSERT_NE(section, nullptr);
   EXPECT_EQ(AttributesOf(section),
-            (AttributeList{{"_ElementDisplayName", "Mount Points"}, {"_ElementIcon", "3"}}));
+            (NodeAttributes{{"_ElementDisplayName", "Mount Points"}, {"_ElementIcon", "3"}}));
   auto mounts = ChildrenOf(section);
   ASSERT_EQ(mounts.size(), 2u);
   EXPECT_STREQ(mounts[0]->Name(), "Mount");
-  EXPECT_EQ(AttributesOf(mounts[0]), (AttributeList{{"_ElementDisplayName", kVolume1Text},
+  EXPECT_EQ(AttributesOf(mounts[0]), (NodeAttributes{{"_ElementDisplayName", kVolume1Text},
                                                     {"_ElementIcon", "3"},
                                                     {"MountPoint", "E:\\"}}));
-  EXPECT_EQ(AttributesOf(mounts[1]), (AttributeList{{"_ElementDisplayName", kVolume1Text},
+  EXPECT_EQ(AttributesOf(mounts[1]), (NodeAttributes{{"_ElementDisplayName", kVolume1Text},
                                                     {"_ElementIcon", "3"},
                                                     {"MountPoint", "C:\\mnt\\data\\"}}));
 }
@@ -128,11 +129,11 @@ TEST_F(VolumesTest, DriveLettersComeOutAlphabeticallyWhateverTheirBuckets) {
   const CKestrandTreeNode* section = root.FindChild("DriveLetters");
   ASSERT_NE(section, nullptr);
   EXPECT_EQ(AttributesOf(section),
-            (AttributeList{{"_ElementDisplayName", "Drive Letters/Types"}, {"_ElementIcon", "3"}}));
+            (NodeAttributes{{"_ElementDisplayName", "Drive Letters/Types"}, {"_ElementIcon", "3"}}));
   auto drives = ChildrenOf(section);
   ASSERT_EQ(drives.size(), 5u);
   EXPECT_STREQ(drives[0]->Name(), "Drive");
-  EXPECT_EQ(AttributesOf(drives[0]), (AttributeList{{"_ElementDisplayName", "A"},
+  EXPECT_EQ(AttributesOf(drives[0]), (NodeAttributes{{"_ElementDisplayName", "A"},
                                                     {"_ElementIcon", "3"},
                                                     {"DeviceName", "\\Device\\Floppy0"},
                                                     {"DriveType", "Removable"}}));

@@ -33,23 +33,14 @@ class LoaderTest : public ::testing::Test {
 
   // An MBR device of `diskBytes` whose last bytes are the LDM area, with the
   // backup private header in its sector 6.
-  void MakeMbrDevice(uint64_t diskBytes = 4 * kMiB) {
-    platform_.DiskBytes.assign(diskBytes, 0);
-    const std::vector<uint8_t> bytes = area_.Build();
-    std::copy(bytes.begin(), bytes.end(), platform_.DiskBytes.end() - static_cast<ptrdiff_t>(bytes.size()));
-    const std::vector<uint8_t> backup = BuildPrivateHeader(area_.Header, area_.SectorSize);
-    std::copy(backup.begin(), backup.end(), platform_.DiskBytes.begin() + 6 * area_.SectorSize);
-    disk_.SetBytesPerSector(area_.SectorSize);
-    disk_.SetDiskLength(static_cast<int64_t>(diskBytes));
-    disk_.SetMbrLayout();
-  }
+  void MakeMbrDevice() { PutMbrDevice(platform_, disk_, 4 * kMiB, area_); }
 
   std::vector<int64_t> Offsets() const { return platform_.ReadOffsets(); }
 
   MemoryReadPlatform platform_;
   ScopedPlatform installed_{platform_};
   LdmAreaImage area_;
-  LdmTestDisk disk_;
+  TestDisk disk_;
   LDM_DATABASE database_;
 };
 
@@ -88,35 +79,31 @@ TEST_F(LoaderTest, ConfigAreaIsReadAgainAtTheSizeItsHeaderAnnounces) {
   EXPECT_EQ(database_.Config->Header->RecordList.Entries.size(), 2u);
 }
 
-TEST_F(LoaderTest, ConfigAreaThatIsNotAVmdbLeavesNoRecordsAndTheLoaderGoesOn) {
-  area_.Config = ConfigArea(5924);
-  area_.Config[3] = 'X';
-  MakeMbrDevice();
-  ASSERT_EQ(database_.Initialize(&disk_), 0u);
-  EXPECT_EQ(database_.Config->ReadStatus, 0);
-  EXPECT_EQ(database_.Config->ParseStatus, kConfigBroken);
-  EXPECT_STREQ(database_.Config->Magic, "");
-  EXPECT_TRUE(database_.Config->Header->RecordList.Entries.empty());
-}
-
-TEST_F(LoaderTest, ConfigHeaderAnnouncingAHugeAreaIsRefusedWithoutReadingIt) {
-  area_.Config = ConfigArea(5924);
-  area_.Config[4] = 0x7F;  // NumBlocks 0x7F001724: 260 GB of blocks
-  MakeMbrDevice();
-  ASSERT_EQ(database_.Initialize(&disk_), 0u);
-  EXPECT_EQ(platform_.Reads.size(), 6u);
-  EXPECT_EQ(platform_.Reads.back().Length, 758272u);
-  EXPECT_EQ(database_.Config->ParseStatus, kConfigBroken);
-}
-
-TEST_F(LoaderTest, ConfigAreaShorterThanItsOwnHeaderIsBroken) {
-  ConfigAreaBuilder builder(5924);
-  builder.Header.NumBlocks = 2;  // 256 bytes: less than the 512-byte header
-  area_.Config = builder.Build();
-  MakeMbrDevice();
-  ASSERT_EQ(database_.Initialize(&disk_), 0u);
-  EXPECT_EQ(database_.Config->ParseStatus, kConfigBroken);
-  EXPECT_EQ(database_.Config->ByteCount, 256u);
+// Config areas that are no VMDB, announce 260 GB of blocks, or fewer bytes
+// than their own header: broken, nothing more is read, the loader goes on.
+TEST_F(LoaderTest, BrokenConfigAreasLeaveNoRecords) {
+  struct Case {
+    const char* What;
+    std::vector<std::pair<size_t, uint8_t>> Patches;  // the magic at 0, NumBlocks big-endian at 4
+    size_t Reads;
+    uint32_t ByteCount;
+  };
+  const Case cases[] = {
+      {"magic", {{3, 'X'}}, 6, 758272}, {"huge", {{4, 0x7F}}, 6, 758272}, {"short", {{6, 0}, {7, 2}}, 7, 256}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.What);
+    area_.Config = ConfigArea(5924);
+    for (const auto& [at, value] : c.Patches) area_.Config[at] = value;
+    MakeMbrDevice();
+    platform_.Reads.clear();
+    LDM_DATABASE database;
+    ASSERT_EQ(database.Initialize(&disk_), 0u);
+    EXPECT_EQ(platform_.Reads.size(), c.Reads);
+    EXPECT_EQ(database.Config->ReadStatus, 0);
+    EXPECT_EQ(database.Config->ParseStatus, kConfigBroken);
+    EXPECT_EQ(database.Config->ByteCount, c.ByteCount);
+    EXPECT_TRUE(database.Config->Header->RecordList.Entries.empty());
+  }
 }
 
 TEST_F(LoaderTest, DatabaseFileHasTwoHeaderCopiesAtFixedOffsets) {
@@ -140,14 +127,8 @@ TEST_F(LoaderTest, LargeSectorsMoveThePrimaryCopyButNotTheAlternate) {
   MakeMbrDevice();
   const int64_t end = 4 * kMiB;
   ASSERT_EQ(database_.Initialize(&disk_), 0u);
-  const std::vector<int64_t> offsets = Offsets();
-  ASSERT_GE(offsets.size(), 6u);
-  EXPECT_EQ(offsets[0], end - 4096);
-  EXPECT_EQ(offsets[1], end - 0x18000);
-  EXPECT_EQ(offsets[2], 6 * 4096);
-  EXPECT_EQ(offsets[3], end - 2 * 4096);
-  EXPECT_EQ(offsets[4], end - 251 * 4096);
-  EXPECT_EQ(offsets[5], end - 251 * 4096 + 15 * 4096);
+  EXPECT_EQ(Offsets(), (std::vector<int64_t>{end - 4096, end - 0x18000, 6 * 4096, end - 2 * 4096, end - 251 * 4096,
+                                             end - 251 * 4096 + 15 * 4096}));
   EXPECT_EQ(database_.AlternateHeader->ParseStatus, 0);
   EXPECT_STREQ(database_.AlternateToc->Magic, "TOCBLOCK");
 }

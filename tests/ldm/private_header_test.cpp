@@ -50,27 +50,11 @@ TEST(PrivateHeaderDecodeTest, DecodesEveryFieldOfAVersion11Header) {
   const std::vector<uint8_t> sector = SectorWith(fields);
   PRIVATE_HEADER h{};
   ASSERT_EQ(DecodePrivateHeader(sector.data(), 512, h), 0);
-  EXPECT_EQ(h.VersionMajor, 2);
+  // The text and XML sections below show every field; here the ones they
+  // leave out, and the two ends of the chain.
   EXPECT_EQ(h.VersionMinor, 11);
   EXPECT_EQ(h.UpdateTime, 0x01cd901ceb898e23ULL);
-  EXPECT_EQ(h.UpdateSequence, 5u);
-  EXPECT_EQ(h.PrimaryHeader, 0x7ffu);
-  EXPECT_EQ(h.AlternateHeader, 0x740u);
-  EXPECT_EQ(GuidToText(h.DiskId), "d17c2c04-6afc-46c3-84b7-cdc2f3956c5c");
-  EXPECT_EQ(GuidToText(h.HostId), "1b77da20-c717-11d0-a5be-00a0c91db73c");
-  EXPECT_EQ(GuidToText(h.PackId), "03c0c4fc-8b6f-402b-9431-4be2e5823b1c");
-  EXPECT_STREQ(h.PackName, "Red-nzv8x6obywgDg0");
-  EXPECT_EQ(h.IOsize, 512u);
-  EXPECT_EQ(h.PublicOffset, 63u);
-  EXPECT_EQ(h.PublicLength, 96327u);
-  EXPECT_EQ(h.PrivateOffset, 100352u);
-  EXPECT_EQ(h.PrivateLength, 2048u);
-  EXPECT_EQ(h.TocPrimarySector, 1u);
   EXPECT_EQ(h.TocAlternateSector, 2046u);
-  EXPECT_EQ(h.ConfigCopiesCount, 1u);
-  EXPECT_EQ(h.LogCopiesCount, 1u);
-  EXPECT_EQ(h.ConfigCopyLength, 1481u);
-  EXPECT_EQ(h.LogCopyLength, 224u);
   EXPECT_EQ(h.BootSig, 0xf33ef33eu);
   EXPECT_EQ(GuidToText(h.DiskSetId), "11111111-2222-3333-4444-555555555555");
   EXPECT_EQ(GuidToText(h.NewDiskSetId), "66666666-7777-8888-9999-aaaaaaaaaaaa");
@@ -151,7 +135,7 @@ class PrivateHeaderWrapperTest : public ::testing::Test {
 
   MemoryReadPlatform platform_;
   ScopedPlatform installed_{platform_};
-  LdmTestDisk disk_;
+  TestDisk disk_;
   LDM_DATABASE database_;
   PRIVATE_HEADER_WRAPPER wrapper_;
 };

@@ -1,53 +1,47 @@
-// Decodes the config database of each real disk image of the shared test data
-// (one dynamic disk group of ten disks written by Windows Server 2003 R2) and
-// compares the records with what ldmtool reports for the same images.
+// The loader and the LDM reports on the saved databases of the real dynamic
+// disks of the shared test data (one disk group of ten disks written by
+// Windows Server 2003 R2): as found, and with their private headers repaired
+// to name the tables of contents at sectors 2 and 2045, where the config area
+// is then found and decodes to the records ldmtool reports for the images.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
+#include <iterator>
 #include <map>
-#include <random>
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>
 
+#include "common/tree_node.h"
+#include "disk/disk.h"
+#include "driver/kestrand.h"
 #include "ldm/config_header.h"
 #include "ldm/disk_record.h"
+#include "ldm/ldm_database.h"
 #include "ldm/pack_record.h"
 #include "ldm/plex_record.h"
 #include "ldm/subdisk_record.h"
 #include "ldm/volume_record.h"
 #include "support/ldm_builder.h"
+#include "support/real_images.h"
+#include "support/report_tree.h"
+#include "support/text_capture.h"
 
-namespace kestrand {
+namespace kestrand::test {
 namespace {
-
-namespace fs = std::filesystem;
-using test::GuidToText;
-
-// Each image: 102,400 sectors; the LDM area is the last 2,048 and its VMDB
-// header sits at sector 17 of the area.
-constexpr uint64_t kConfigOffset = (102400ull - 2048 + 17) * 512;
-
-const char* const kImages[] = {
-    "ldm-2003r2-simple-1.img",  "ldm-2003r2-spanned-1.img",  "ldm-2003r2-spanned-2.img",
-    "ldm-2003r2-striped-1.img", "ldm-2003r2-striped-2.img",  "ldm-2003r2-mirrored-1.img",
-    "ldm-2003r2-mirrored-2.img", "ldm-2003r2-raid5-1.img",   "ldm-2003r2-raid5-2.img",
-    "ldm-2003r2-raid5-3.img",
-};
 
 // ---- what ldmtool shows for the group ----
 
 const char* const kGroupName = "Red-nzv8x6obywgDg0";
 const char* const kGroupGuid = "03c0c4fc-8b6f-402b-9431-4be2e5823b1c";
 
-const std::map<std::string, std::string> kDiskGuids = {
-    {"Disk1", "d17c2c04-6afc-46c3-84b7-cdc2f3956c5c"}, {"Disk2", "c85a6ce4-edb3-4dbc-a3b9-7fba4b6e6f75"},
-    {"Disk3", "004c32fa-91e1-41ac-83b3-bc1baff2dc93"}, {"Disk4", "6c7ca470-6934-4dfd-9269-c3102b9ae158"},
-    {"Disk5", "ce97d979-fabb-4e9b-b44c-7d9580ae1f53"}, {"Disk6", "bfcb718c-3809-44b7-ae62-c94a3bd6b057"},
-    {"Disk7", "47980158-abc7-46e3-a95f-7c00f8539073"}, {"Disk8", "ce3fd206-854c-4207-985b-9e0125885f20"},
-    {"Disk9", "fa21d8d9-e087-4585-9761-5710b88e4c92"}, {"Disk10", "bb1570c9-aa66-47df-a8f1-4c89db3e0704"},
+// DiskN is image N-1 of RealImages::Names().
+const char* const kDiskGuids[] = {
+    "d17c2c04-6afc-46c3-84b7-cdc2f3956c5c", "c85a6ce4-edb3-4dbc-a3b9-7fba4b6e6f75",
+    "004c32fa-91e1-41ac-83b3-bc1baff2dc93", "6c7ca470-6934-4dfd-9269-c3102b9ae158",
+    "ce97d979-fabb-4e9b-b44c-7d9580ae1f53", "bfcb718c-3809-44b7-ae62-c94a3bd6b057",
+    "47980158-abc7-46e3-a95f-7c00f8539073", "ce3fd206-854c-4207-985b-9e0125885f20",
+    "fa21d8d9-e087-4585-9761-5710b88e4c92", "bb1570c9-aa66-47df-a8f1-4c89db3e0704",
 };
 
 struct ExpectedVolume {
@@ -90,58 +84,9 @@ const std::map<std::string, ExpectedPartition> kPartitions = {
     {"Disk9-01", {0, 96256, "Disk9"}},     {"Disk10-01", {0, 96256, "Disk10"}},
 };
 
-// ---- unpacking ----
-
-class RealImagesTest : public ::testing::TestWithParam<const char*> {
- protected:
-  static void SetUpTestSuite() {
-    const fs::path tarball = fs::path(KESTRAND_SHARED_DIR) / "testdata" / "ldm-2003r2.tar.xz";
-    std::error_code error;
-    if (!fs::exists(tarball, error)) {
-      skipReason_ = "no test images at " + tarball.string();
-      return;
-    }
-    std::random_device random;
-    directory_ = fs::temp_directory_path(error) / ("kestrand-ldm-" + std::to_string(random()));
-    if (error || !fs::create_directories(directory_, error)) {
-      skipReason_ = "cannot create a temporary directory";
-      return;
-    }
-    const std::string command =
-        "tar -xJf \"" + tarball.string() + "\" -C \"" + directory_.string() + "\" 2>&1";
-    if (std::system(command.c_str()) != 0) skipReason_ = "tar or xz cannot unpack " + tarball.string();
-  }
-
-  static void TearDownTestSuite() {
-    std::error_code error;
-    if (!directory_.empty()) fs::remove_all(directory_, error);
-  }
-
-  void SetUp() override {
-    if (!skipReason_.empty()) GTEST_SKIP() << skipReason_;
-  }
-
-  // Reads the config area at its announced size and decodes it.
-  static NTSTATUS DecodeImage(const fs::path& image, CONFIG_HEADER& header) {
-    std::ifstream in(image, std::ios::binary);
-    std::vector<uint8_t> area(512);
-    in.seekg(static_cast<std::streamoff>(kConfigOffset));
-    in.read(reinterpret_cast<char*>(area.data()), static_cast<std::streamsize>(area.size()));
-    if (!in) return STATUS_END_OF_FILE_CODE;
-    CONFIG_HEADER probe;
-    const uint8_t* cursor = area.data();
-    const NTSTATUS status = probe.ParseConfigHeader(cursor, area.size());
-    if (status != STATUS_SUCCESS_CODE) return status;
-    area.resize(static_cast<size_t>(probe.NumBlocks) * probe.BlockSize);
-    in.seekg(static_cast<std::streamoff>(kConfigOffset));
-    in.read(reinterpret_cast<char*>(area.data()), static_cast<std::streamsize>(area.size()));
-    if (!in) return STATUS_END_OF_FILE_CODE;
-    return header.Initialize(area.data(), area.size());
-  }
-
-  static inline std::string skipReason_;
-  static inline fs::path directory_;
-};
+// Every image holds the whole group: 6 volumes, 7 plexes, 12 subdisks,
+// 10 disks and the pack.
+constexpr size_t kRecordCount = 36;
 
 template <class T>
 std::map<std::string, const T*> RecordsOfType(const CONFIG_HEADER& header, uint16_t type) {
@@ -153,82 +98,145 @@ std::map<std::string, const T*> RecordsOfType(const CONFIG_HEADER& header, uint1
 
 uint64_t IdOf(const LDM_RECORD* record) { return record->Entry->RecordId; }
 
-TEST_P(RealImagesTest, ConfigDatabaseMatchesLdmtool) {
-  CONFIG_HEADER header;
-  ASSERT_EQ(DecodeImage(directory_ / GetParam(), header), STATUS_SUCCESS_CODE);
+bool Has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
-  EXPECT_EQ(header.NumBlocks, 5924u);
-  EXPECT_EQ(header.Status, VMDB_STATUS_CLEAN);
-  EXPECT_STREQ(header.PackName, kGroupName);
-  EXPECT_EQ(GuidToText(header.PackId), kGroupGuid);
-  for (const auto& group : header.GroupList) {
-    EXPECT_TRUE(group->IsComplete()) << group->GroupNumber;
-    EXPECT_FALSE(group->IsBroken() || group->IsIgnored()) << group->GroupNumber;
+// The database files are read through the native platform, as a run with -l
+// reads them.
+class RealImagesTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::string skipReason;
+    images_ = RealImages::Get(skipReason);
+    if (!images_) GTEST_SKIP() << skipReason;
   }
 
-  const auto packs = RecordsOfType<PACK_RECORD>(header, RECORD_TYPE_PACK);
-  ASSERT_EQ(packs.size(), 1u);
-  ASSERT_EQ(packs.count(kGroupName), 1u);
-  EXPECT_EQ(GuidToText(packs.at(kGroupName)->PackId), kGroupGuid);
-
-  const auto disks = RecordsOfType<DISK_RECORD>(header, RECORD_TYPE_DISK);
-  ASSERT_EQ(disks.size(), kDiskGuids.size());
-  std::map<uint64_t, std::string> diskNameById;
-  for (const auto& [name, guid] : kDiskGuids) {
-    ASSERT_EQ(disks.count(name), 1u) << name;
-    EXPECT_EQ(GuidToText(disks.at(name)->DiskId), guid) << name;
-    diskNameById[IdOf(disks.at(name))] = name;
+  const LDM_DATABASE* Load(size_t image, bool repaired) {
+    file_ = std::make_unique<CLdmFileDisk>();
+    const std::string path = images_->DatabaseFile(RealImages::Names()[image], repaired);
+    if (file_->Initialize(path.c_str(), &owner_) != 0) return nullptr;
+    return file_->LdmDatabase();
   }
 
-  const auto volumes = RecordsOfType<VOLUME_RECORD>(header, RECORD_TYPE_VOLUME);
-  const auto plexes = RecordsOfType<PLEX_RECORD>(header, RECORD_TYPE_PLEX);
-  const auto subdisks = RecordsOfType<SUBDISK_RECORD>(header, RECORD_TYPE_SUBDISK);
-  ASSERT_EQ(volumes.size(), kVolumes.size());
-  EXPECT_EQ(subdisks.size(), kPartitions.size());
+  const RealImages* images_ = nullptr;
+  CKestrand owner_;
+  std::unique_ptr<CLdmFileDisk> file_;
+};
 
-  for (const auto& [name, expected] : kVolumes) {
-    SCOPED_TRACE(name);
-    ASSERT_EQ(volumes.count(name), 1u);
-    const VOLUME_RECORD& volume = *volumes.at(name);
-    EXPECT_EQ(volume.Length, expected.size);
-    EXPECT_EQ(GuidToText(volume.VolumeGuid), expected.guid);
-    ASSERT_NE(volume.MountName, nullptr);
-    EXPECT_EQ(std::u16string(volume.MountName.get()), expected.hint);
-    EXPECT_EQ(volume.NumPlexes, expected.plexes);
+TEST_F(RealImagesTest, AsFoundTheConfigCopyIsReadButDoesNotParse) {
+  for (size_t image = 0; image < RealImages::Names().size(); ++image) {
+    SCOPED_TRACE(RealImages::Names()[image]);
+    const LDM_DATABASE* database = Load(image, false);
+    ASSERT_NE(database, nullptr);
+    EXPECT_EQ(database->PrimaryHeader->ParseStatus, 0);
+    EXPECT_EQ(database->AlternateHeader->ParseStatus, 0);
+    EXPECT_STREQ(database->AlternateToc->Magic, "TOCBLOCK");
+    // The header names the tables at sectors 1 and 2046; sector 16 is read
+    // as the config, all zeros.
+    EXPECT_EQ(database->Config->Offset, 16u * 512);
+    EXPECT_EQ(database->Config->ReadStatus, 0);
+    EXPECT_EQ(database->Config->ParseStatus, STATUS_LDM_CONFIG_BROKEN_CODE);
 
-    // The partitions: subdisks of the plexes of this volume.
-    std::set<std::string> partitions;
-    uint32_t plexCount = 0;
-    for (const auto& [plexName, plex] : plexes) {
-      if (plex->VolumeRecordId != IdOf(&volume)) continue;
-      ++plexCount;
-      EXPECT_EQ(plex->Layout, expected.layout) << plexName;
-      EXPECT_EQ(plex->StripeWidth, expected.chunkSize) << plexName;
-      for (const auto& [subdiskName, subdisk] : subdisks)
-        if (subdisk->PlexRecordId == IdOf(plex)) partitions.insert(subdiskName);
-    }
-    EXPECT_EQ(plexCount, expected.plexes);
-    EXPECT_EQ(partitions, expected.partitions);
-  }
-
-  for (const auto& [name, expected] : kPartitions) {
-    SCOPED_TRACE(name);
-    ASSERT_EQ(subdisks.count(name), 1u);
-    const SUBDISK_RECORD& subdisk = *subdisks.at(name);
-    EXPECT_EQ(subdisk.DiskOffset, expected.start);
-    EXPECT_EQ(subdisk.Length, expected.size);
-    EXPECT_EQ(diskNameById[subdisk.DiskRecordId], expected.disk);
+    const std::string text = CaptureText([&](FILE* stream) { database->PrintText(stream); });
+    EXPECT_TRUE(Has(text, "----- LDM Database Private Header -----\n\nMagic Str:   PRIVHEAD\nSectorOffset: 2047\n"));
+    EXPECT_TRUE(Has(text, std::string("DiskId:      ") + kDiskGuids[image] + "\n"));
+    EXPECT_TRUE(Has(text, "TOCs:        Primary Sector=1 Alternate Sector=2046\n"));
+    EXPECT_TRUE(Has(text, "  config  Range=000017-001498 Length=001481 Copy=01 Offset=000000 CopyFlag=enabled\n"));
+    EXPECT_TRUE(Has(text,
+                    "----- LDM Database Config Header -----\n\n"
+                    "Config copy: 01\n"
+                    "Magic Str:   \n"
+                    "SectorOffset: 16\n"
+                    "Header:      NumBlocks=0 BlockSize=0 HeaderSize=0\n"
+                    "Status:      Unknown (0x0000)\n"));
+    // No block list and no records follow the header lines.
+    EXPECT_EQ(text.substr(text.size() - 3), "\n\n\n");
+    EXPECT_FALSE(Has(text, "BlockNumber:") || Has(text, "Record "));
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Images, RealImagesTest, ::testing::ValuesIn(kImages),
-                         [](const ::testing::TestParamInfo<const char*>& info) {
-                           std::string name = info.param;
-                           name = name.substr(0, name.find('.'));
-                           for (char& c : name)
-                             if (c == '-') c = '_';
-                           return name;
-                         });
+TEST_F(RealImagesTest, RepairedCopyDecodesToWhatLdmtoolShows) {
+  for (size_t image = 0; image < RealImages::Names().size(); ++image) {
+    SCOPED_TRACE(RealImages::Names()[image]);
+    const LDM_DATABASE* database = Load(image, true);
+    ASSERT_NE(database, nullptr);
+    EXPECT_EQ(database->Config->Offset, 17u * 512);
+    ASSERT_EQ(database->Config->ParseStatus, 0);
+    const CONFIG_HEADER& header = *database->Config->Header;
+    EXPECT_EQ(header.NumBlocks, 5924u);
+    EXPECT_EQ(header.Status, VMDB_STATUS_CLEAN);
+    EXPECT_STREQ(header.PackName, kGroupName);
+    EXPECT_EQ(GuidToText(header.PackId), kGroupGuid);
+    ASSERT_EQ(header.RecordList.Entries.size(), kRecordCount);
+    for (const auto& group : header.GroupList) EXPECT_TRUE(group->IsComplete()) << group->GroupNumber;
+
+    const auto packs = RecordsOfType<PACK_RECORD>(header, RECORD_TYPE_PACK);
+    ASSERT_EQ(packs.count(kGroupName), 1u);
+    EXPECT_EQ(GuidToText(packs.at(kGroupName)->PackId), kGroupGuid);
+
+    const auto disks = RecordsOfType<DISK_RECORD>(header, RECORD_TYPE_DISK);
+    std::map<uint64_t, std::string> diskNameById;
+    for (size_t n = 0; n < std::size(kDiskGuids); ++n) {
+      const std::string name = "Disk" + std::to_string(n + 1);
+      ASSERT_EQ(disks.count(name), 1u) << name;
+      EXPECT_EQ(GuidToText(disks.at(name)->DiskId), kDiskGuids[n]) << name;
+      diskNameById[IdOf(disks.at(name))] = name;
+    }
+
+    const auto volumes = RecordsOfType<VOLUME_RECORD>(header, RECORD_TYPE_VOLUME);
+    const auto plexes = RecordsOfType<PLEX_RECORD>(header, RECORD_TYPE_PLEX);
+    const auto subdisks = RecordsOfType<SUBDISK_RECORD>(header, RECORD_TYPE_SUBDISK);
+    ASSERT_EQ(volumes.size(), kVolumes.size());
+    for (const auto& [name, expected] : kVolumes) {
+      SCOPED_TRACE(name);
+      ASSERT_EQ(volumes.count(name), 1u);
+      const VOLUME_RECORD& volume = *volumes.at(name);
+      EXPECT_EQ(volume.Length, expected.size);
+      EXPECT_EQ(GuidToText(volume.VolumeGuid), expected.guid);
+      ASSERT_NE(volume.MountName, nullptr);
+      EXPECT_EQ(std::u16string(volume.MountName.get()), expected.hint);
+      // The partitions: subdisks of the plexes of this volume.
+      std::set<std::string> partitions;
+      uint32_t plexCount = 0;
+      for (const auto& [plexName, plex] : plexes) {
+        if (plex->VolumeRecordId != IdOf(&volume)) continue;
+        ++plexCount;
+        EXPECT_EQ(plex->Layout, expected.layout) << plexName;
+        EXPECT_EQ(plex->StripeWidth, expected.chunkSize) << plexName;
+        for (const auto& [subdiskName, subdisk] : subdisks)
+          if (subdisk->PlexRecordId == IdOf(plex)) partitions.insert(subdiskName);
+      }
+      EXPECT_EQ(plexCount, expected.plexes);
+      EXPECT_EQ(partitions, expected.partitions);
+    }
+    ASSERT_EQ(subdisks.size(), kPartitions.size());
+    for (const auto& [name, expected] : kPartitions) {
+      SCOPED_TRACE(name);
+      ASSERT_EQ(subdisks.count(name), 1u);
+      EXPECT_EQ(subdisks.at(name)->DiskOffset, expected.start);
+      EXPECT_EQ(subdisks.at(name)->Length, expected.size);
+      EXPECT_EQ(diskNameById[subdisks.at(name)->DiskRecordId], expected.disk);
+    }
+  }
+}
+
+TEST_F(RealImagesTest, RepairedCopyReportsTheBlockListAndEveryRecord) {
+  const LDM_DATABASE* database = Load(0, true);
+  ASSERT_NE(database, nullptr);
+  const std::string text = CaptureText([&](FILE* stream) { database->PrintText(stream); });
+  EXPECT_TRUE(Has(text, "Magic Str:   VMDB\nSectorOffset: 17\nHeader:      NumBlocks=5924 BlockSize=128 HeaderSize=512\n"));
+  EXPECT_TRUE(Has(text, "BlockNumber: 4   "));
+  EXPECT_EQ(CountOf(text, "\n----------\n"), kRecordCount);
+  for (const auto& [name, expected] : kVolumes) EXPECT_TRUE(Has(text, "RecordName:        " + name + "\n"));
+  for (const char* id : kDiskGuids) EXPECT_TRUE(Has(text, std::string("DiskId:            ") + id + "\n"));
+
+  CKestrandTreeNode root("Disk");
+  ASSERT_EQ(AddLdmDatabaseToReport(file_->LdmDatabase(), &root), 0u);
+  EXPECT_EQ(ChildNames(&root), (std::vector<std::string>{"PrivateHeader", "PrivateHeader", "TableOfContents",
+                                                         "TableOfContents", "ConfigHeader", "BlockList",
+                                                         "Records"}));
+  EXPECT_EQ(ChildrenOf(root.FindChild("Records")).size(), kRecordCount);
+  EXPECT_EQ(ChildrenOf(root.FindChild("BlockList")).size(), 32u);
+}
 
 }  // namespace
-}  // namespace kestrand
+}  // namespace kestrand::test

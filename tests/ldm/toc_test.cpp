@@ -138,7 +138,7 @@ class TocWrapperTest : public ::testing::Test {
 
   MemoryReadPlatform platform_;
   ScopedPlatform installed_{platform_};
-  LdmTestDisk disk_{3};
+  TestDisk disk_{3};
   LDM_DATABASE database_;
   TOC_WRAPPER wrapper_;
 };

@@ -2,6 +2,7 @@
 // devices: the live path from enumeration to both reports.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 #include <vector>
 
@@ -105,6 +106,25 @@ TEST_F(LoopDevices, RepairedImagesShowThePackAndItsVolumes) {
   EXPECT_NE(xml.find("Red-nzv8x6obywgDg0", virtualStructure), std::string::npos);
   EXPECT_EQ(xml.find("MissingDisk"), std::string::npos);
   EXPECT_EQ(xml.find("NoValidDynamicDisks"), std::string::npos);
+
+  // Each dynamic disk carries its LDM branches in order: three private
+  // header copies (a device has the backup in sector 6), both tables of
+  // contents, the config header, the block list and the records.
+  const size_t section = xml.find("<DynamicDisks ");
+  const size_t disk = xml.find("<Disk _ElementDisplayName=\"Disk ", section);
+  ASSERT_NE(disk, std::string::npos);
+  const size_t next = std::min(xml.find("<Disk _ElementDisplayName=\"Disk ", disk + 1), xml.find("</DynamicDisks>"));
+  std::string branch = xml.substr(disk, next - disk);
+  branch = branch.substr(0, branch.find("<Tests "));  // the disk's own tests name the copies too
+  EXPECT_EQ(Count(branch, "<PrivateHeader "), 3u);
+  EXPECT_EQ(Count(branch, "<TableOfContents "), 2u);
+  size_t at = 0;
+  for (const char* tag : {"<PrivateHeader ", "<PrivateHeader ", "<PrivateHeader ", "<TableOfContents ",
+                          "<TableOfContents ", "<ConfigHeader ", "<BlockList ", "<Records "}) {
+    const size_t found = branch.find(tag, at);
+    ASSERT_NE(found, std::string::npos) << tag;
+    at = found + 1;
+  }
 }
 
 }  // namespace

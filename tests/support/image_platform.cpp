@@ -30,12 +30,6 @@ bool CImagePlatform::OnlyReadOpens() const {
   return std::none_of(Opens.begin(), Opens.end(), [&](const ImageOpenRecord& r) { return (r.Mode & writing) != 0; });
 }
 
-uint32_t CImagePlatform::SetErrorMode(uint32_t mode) {
-  const uint32_t previous = errorMode_;
-  errorMode_ = mode;
-  return previous;
-}
-
 WIN32_ERROR CImagePlatform::ListDiskInterfaces(std::vector<DiskInterface>& out) {
   out.clear();
   for (size_t i = 0; i < Disks.size() && i < ListLimit; ++i)
@@ -178,51 +172,5 @@ NTSTATUS CImagePlatform::ReadAt(PlatformHandle handle, int64_t offset, uint32_t 
 }
 
 void CImagePlatform::CloseRead(PlatformHandle handle) { handles_.erase(handle); }
-
-WIN32_ERROR CImagePlatform::ListVolumes(std::vector<VolumeMounts>& out) {
-  out = Volumes;
-  return VolumesCode;
-}
-
-WIN32_ERROR CImagePlatform::QueryDosDevice(char16_t letter, std::u16string& deviceName) {
-  auto found = Letters.find(letter);
-  if (found == Letters.end()) return ERROR_FILE_NOT_FOUND_CODE;
-  deviceName = found->second.first;
-  return ERROR_SUCCESS_CODE;
-}
-
-uint32_t CImagePlatform::GetDriveType(char16_t letter) {
-  auto found = Letters.find(letter);
-  return found == Letters.end() ? 1 : found->second.second;
-}
-
-WIN32_ERROR CImagePlatform::QueryDynamicVolumeName(const GUID& volumeGuid, std::u16string& deviceName) {
-  for (const auto& [guid, name] : DynamicVolumes) {
-    if (guid == volumeGuid) {
-      deviceName = name;
-      return ERROR_SUCCESS_CODE;
-    }
-  }
-  return ERROR_FILE_NOT_FOUND_CODE;
-}
-
-WIN32_ERROR CImagePlatform::GetComputerName(std::u16string& name) {
-  name = ComputerName;
-  return ComputerNameCode;
-}
-
-bool CImagePlatform::IsProductType(uint8_t productType) {
-  return std::find(ProductTypes.begin(), ProductTypes.end(), productType) != ProductTypes.end();
-}
-
-WIN32_ERROR CImagePlatform::GetNodeClusterState(const std::u16string&, uint32_t& state) {
-  if (ClusterCode == 0) state = ClusterState;
-  return ClusterCode;
-}
-
-NTSTATUS CImagePlatform::QueryPrimaryPackId(std::u16string& value) {
-  if (PrimaryPackIdStatus == 0) value = PrimaryPackId;
-  return PrimaryPackIdStatus;
-}
 
 }  // namespace kestrand

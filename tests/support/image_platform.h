@@ -1,7 +1,7 @@
 // A platform whose disks are image files, for in-process end-to-end runs
 // without root: the device queries are answered by the partition table
 // reader over the file, raw reads by reading the file, and everything else
-// (volumes, drive letters, host facts) from plain members. Each disk can be
+// (volumes, drive letters, host facts) as FakeHostPlatform answers it. Each disk can be
 // told to fail any of its queries. Every file it opens is recorded with its
 // open mode, so a test can prove that nothing was opened for writing.
 #pragma once
@@ -11,10 +11,9 @@
 #include <map>
 #include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
-#include "platform/platform.h"
+#include "support/fake_host_platform.h"
 
 namespace kestrand {
 
@@ -45,7 +44,7 @@ struct ImageOpenRecord {
   std::ios::openmode Mode;
 };
 
-class CImagePlatform : public CPlatform {
+class CImagePlatform : public FakeHostPlatform {
  public:
   CImagePlatform();
   ~CImagePlatform() override;
@@ -58,29 +57,12 @@ class CImagePlatform : public CPlatform {
   WIN32_ERROR ListEndCode = ERROR_NO_MORE_ITEMS_CODE;
   size_t ListLimit = SIZE_MAX;  // interfaces listed before ListEndCode
 
-  std::vector<VolumeMounts> Volumes;
-  WIN32_ERROR VolumesCode = 0;
-  std::map<char16_t, std::pair<std::u16string, uint32_t>> Letters;  // letter -> (device, drive type)
-  std::vector<std::pair<GUID, std::u16string>> DynamicVolumes;
-
-  std::u16string ComputerName = u"TESTHOST";
-  WIN32_ERROR ComputerNameCode = 0;
-  OsVersion Version{6, 1, 7601, u"Service Pack 1"};
-  std::vector<uint8_t> ProductTypes{1};  // a workstation
-  uint16_t SuiteMask = 0;
-  ProcessorInfo Processor{9, 2};
-  uint32_t ClusterState = 0;
-  WIN32_ERROR ClusterCode = 0;
-  NTSTATUS PrimaryPackIdStatus = STATUS_OBJECT_NAME_NOT_FOUND_CODE;
-  std::u16string PrimaryPackId;
-
   // Every open, successful, failed or refused by an injected failure, in order.
   std::vector<ImageOpenRecord> Opens;
   // Whether every recorded open was for reading only.
   bool OnlyReadOpens() const;
   size_t OpenHandleCount() const { return handles_.size(); }
 
-  uint32_t SetErrorMode(uint32_t mode) override;
   WIN32_ERROR ListDiskInterfaces(std::vector<DiskInterface>& out) override;
   WIN32_ERROR OpenDevice(const std::u16string& devicePath, PlatformHandle& handle) override;
   void CloseDevice(PlatformHandle handle) override;
@@ -93,17 +75,6 @@ class CImagePlatform : public CPlatform {
   NTSTATUS OpenFileForRead(const std::string& fileName, PlatformHandle& handle) override;
   NTSTATUS ReadAt(PlatformHandle handle, int64_t offset, uint32_t length, void* buffer) override;
   void CloseRead(PlatformHandle handle) override;
-  WIN32_ERROR ListVolumes(std::vector<VolumeMounts>& out) override;
-  WIN32_ERROR QueryDosDevice(char16_t letter, std::u16string& deviceName) override;
-  uint32_t GetDriveType(char16_t letter) override;
-  WIN32_ERROR QueryDynamicVolumeName(const GUID& volumeGuid, std::u16string& deviceName) override;
-  WIN32_ERROR GetComputerName(std::u16string& name) override;
-  OsVersion GetVersion() override { return Version; }
-  bool IsProductType(uint8_t productType) override;
-  bool HasSuite(uint16_t suiteBit) override { return (SuiteMask & suiteBit) != 0; }
-  ProcessorInfo GetProcessorInfo() override { return Processor; }
-  WIN32_ERROR GetNodeClusterState(const std::u16string& computerName, uint32_t& state) override;
-  NTSTATUS QueryPrimaryPackId(std::u16string& value) override;
 
  private:
   struct OpenImage {
@@ -122,7 +93,6 @@ class CImagePlatform : public CPlatform {
 
   std::map<PlatformHandle, OpenImage> handles_;
   PlatformHandle nextHandle_ = 0x1000;
-  uint32_t errorMode_ = 0;
 };
 
 }  // namespace kestrand

@@ -1,20 +1,19 @@
 // Test support for the LDM loader and its reports: raw reads served from
-// memory (with injected failures and a log of every read), a disk whose
-// geometry, partition information and layout a test sets, a builder of whole
-// LDM areas, and capture of report text.
+// memory (with injected failures and a log of every read) and a builder of
+// whole LDM areas; with the test disk and text capture the loader tests use.
 #pragma once
 
 #include <cstdint>
 #include <cstdio>
-#include <functional>
 #include <map>
 #include <string>
 #include <vector>
 
-#include "disk/disk.h"
-#include "fake_host_platform.h"
-#include "ldm_builder.h"
 #include "platform/platform.h"
+#include "support/fake_host_platform.h"
+#include "support/ldm_builder.h"
+#include "support/test_disk.h"
+#include "support/text_capture.h"
 
 namespace kestrand::test {
 
@@ -54,40 +53,6 @@ class MemoryReadPlatform : public FakeHostPlatform {
   PlatformHandle nextFileHandle_ = 100;
 };
 
-// Installs a platform for the lifetime of the object.
-class ScopedPlatform {
- public:
-  explicit ScopedPlatform(CPlatform& platform) { InstallPlatform(&platform); }
-  ~ScopedPlatform() { InstallPlatform(nullptr); }
-  ScopedPlatform(const ScopedPlatform&) = delete;
-  ScopedPlatform& operator=(const ScopedPlatform&) = delete;
-};
-
-struct GptEntryFields {
-  GUID Type;
-  int64_t StartingOffset;
-  int64_t PartitionLength;
-};
-
-// A disk whose query results the test sets; reads go to the platform.
-class LdmTestDisk : public CDisk {
- public:
-  explicit LdmTestDisk(uint32_t number = 0);
-
-  void SetBytesPerSector(uint32_t bytesPerSector);
-  void ClearGeometry();
-  void SetDiskLength(int64_t length);
-  void SetPartitionInfoError(uint32_t error);
-  // One MBR partition of `type` over the disk (0x42: dynamic).
-  void SetMbrLayout(uint8_t type = 0x42);
-  void SetGptLayout(const std::vector<GptEntryFields>& entries);
-  void SetRawLayout();
-  void SetIsDevice(bool isDevice) { isDevice_ = isDevice; }
-
- private:
-  void TakeLayout(std::vector<uint8_t> bytes);
-};
-
 // A whole LDM area: the private header at its two places from the end, the
 // tables of contents where the header says, and the config area 15 sectors
 // past the alternate table.
@@ -108,15 +73,14 @@ struct LdmAreaImage {
   std::vector<uint8_t> Build() const;
 };
 
+// An MBR device of `diskBytes` as `platform` serves it and `disk` describes
+// it: `area` in its last bytes, the backup private header in sector 6, one
+// dynamic partition unless the disk already has a layout.
+void PutMbrDevice(MemoryReadPlatform& platform, TestDisk& disk, uint64_t diskBytes, const LdmAreaImage& area);
+
 // Rewrites the private header copies at `headerOffsets` of `bytes` to name
 // the tables of contents at `primary` and `alternate`, checksums recomputed.
 void RenameTocSectors(std::vector<uint8_t>& bytes, const std::vector<uint64_t>& headerOffsets, uint64_t primary,
                       uint64_t alternate, uint32_t sectorSize = 512);
-
-// What `write` wrote to a stream.
-std::string CaptureText(const std::function<void(FILE*)>& write);
-
-// The lines of `text`, without their line ends.
-std::vector<std::string> SplitLines(const std::string& text);
 
 }  // namespace kestrand::test
