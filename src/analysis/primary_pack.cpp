@@ -130,6 +130,22 @@ std::string PackNameText(const CDisk* disk) {
   return name ? name : "";
 }
 
+// Lists the ready disks, newest headers first, until one matches: that one
+// with its pack name and a pass; without a match, every disk and a failure.
+template <class Matches>
+uint32_t ListUntilMatch(CDiskSet& set, CKestrandTreeNode* criterion, Matches matches, const std::string& matchText,
+                        const char* missText) {
+  for (const CDisk* disk : DisksByHeaderTime(set)) {
+    if (matches(disk)) {
+      const uint32_t code = AddDiskFact(criterion, disk, matchText + PackNameText(disk));
+      return code != 0 ? code : SetCriterionVerdict(criterion, true);
+    }
+    const uint32_t code = AddDiskFact(criterion, disk, missText);
+    if (code != 0) return code;
+  }
+  return SetCriterionVerdict(criterion, false);
+}
+
 uint32_t AddCriterionThree(CDiskSet& set, CKestrandTreeNode* parent) {
   if (!set.BootDisk) return ERROR_INVALID_PARAMETER_CODE;
   uint32_t code = 0;
@@ -140,15 +156,10 @@ uint32_t AddCriterionThree(CDiskSet& set, CKestrandTreeNode* parent) {
   if (!criterion) return code;
   uint32_t bootSignature = 0;
   const bool bootHasSignature = MbrDiskSignature(set.BootDisk, bootSignature);
-  for (const CDisk* disk : DisksByHeaderTime(set)) {
-    if (bootHasSignature && ReadyPrimaryHeader(disk)->BootSig == bootSignature) {
-      code = AddDiskFact(criterion, disk, "Bootsig matches bootdisk sig. PackName=" + PackNameText(disk));
-      return code != 0 ? code : SetCriterionVerdict(criterion, true);
-    }
-    code = AddDiskFact(criterion, disk, "Bootsig does not match bootdisk sig.");
-    if (code != 0) return code;
-  }
-  return SetCriterionVerdict(criterion, false);
+  return ListUntilMatch(
+      set, criterion,
+      [&](const CDisk* disk) { return bootHasSignature && ReadyPrimaryHeader(disk)->BootSig == bootSignature; },
+      "Bootsig matches bootdisk sig. PackName=", "Bootsig does not match bootdisk sig.");
 }
 
 // Whether any disk of the set but `disk` has `signature` as its MBR disk
@@ -168,15 +179,10 @@ uint32_t AddCriterionFour(CDiskSet& set, CKestrandTreeNode* parent) {
                                               "the system as a boot disk. Favor disks with the most recent headers.",
                                               code);
   if (!criterion) return code;
-  for (const CDisk* disk : DisksByHeaderTime(set)) {
-    if (SignatureOfAnotherDisk(set, disk, ReadyPrimaryHeader(disk)->BootSig)) {
-      code = AddDiskFact(criterion, disk, "Bootsig matches a disks signature. PackName=" + PackNameText(disk));
-      return code != 0 ? code : SetCriterionVerdict(criterion, true);
-    }
-    code = AddDiskFact(criterion, disk, "Bootsig does not match any disks signature");
-    if (code != 0) return code;
-  }
-  return SetCriterionVerdict(criterion, false);
+  return ListUntilMatch(
+      set, criterion,
+      [&](const CDisk* disk) { return SignatureOfAnotherDisk(set, disk, ReadyPrimaryHeader(disk)->BootSig); },
+      "Bootsig matches a disks signature. PackName=", "Bootsig does not match any disks signature");
 }
 
 }  // namespace

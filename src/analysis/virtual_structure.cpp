@@ -1,6 +1,7 @@
 #include "analysis/virtual_structure.h"
 
 #include <string>
+#include <unordered_map>
 
 #include "analysis/ready_disks.h"
 #include "common/formatters.h"
@@ -80,12 +81,32 @@ CDisk* PhysicalDiskOf(const DISK_RECORD& record, CPtrList<CDisk>* disks) {
   return nullptr;
 }
 
+// What the walk over the tree shares: the disk list, and the branch of each
+// physical disk shown so far. A disk's branch holds all its records and is
+// shown under every disk record on that disk (one per subdisk), so it is
+// built once, held by the element of the whole virtual structure, and shown
+// through references.
+struct VirtualStructureWalk {
+  CPtrList<CDisk>* Disks;
+  CKestrandTreeNode* Holder;
+  std::unordered_map<const CDisk*, const CKestrandTreeNode*> Branches;
+};
+
 // The physical disk's own branch (without tests), or MissingDisk.
-uint32_t AddPhysicalDisk(CKestrandTreeNode* element, const RECORD_TREE_NODE& node, CPtrList<CDisk>* disks) {
+uint32_t AddPhysicalDisk(VirtualStructureWalk& walk, CKestrandTreeNode* element, const RECORD_TREE_NODE& node) {
   const auto* record = dynamic_cast<const DISK_RECORD*>(node.Record);
-  CDisk* disk = record ? PhysicalDiskOf(*record, disks) : nullptr;
+  CDisk* disk = record ? PhysicalDiskOf(*record, walk.Disks) : nullptr;
   if (disk) {
-    disk->AddToReport(element, false);
+    const CKestrandTreeNode*& branch = walk.Branches[disk];
+    if (!branch) {
+      // Whatever the disk adds (its result is not used) goes under a node
+      // that is never written; its children are what each reference shows.
+      CKestrandTreeNode* built = walk.Holder->HoldNode("PhysicalDisk");
+      disk->AddToReport(built, false);
+      branch = built;
+    }
+    for (const CKestrandTreeNode* child = branch->FirstChild(); child; child = child->NextSibling())
+      if (!element->AddReference(child)) return ERROR_NOT_ENOUGH_MEMORY_CODE;
     return 0;
   }
   CKestrandTreeNode* missing = element->AddChild("MissingDisk");
@@ -93,12 +114,8 @@ uint32_t AddPhysicalDisk(CKestrandTreeNode* element, const RECORD_TREE_NODE& nod
   return CKestrandXMLWriter::SetElementDisplay(missing, "Missing", "4");
 }
 
-}  // namespace
-
-uint32_t AddVirtualStructure(CDiskSet* diskSet, CKestrandTreeNode* parent, RECORD_TREE_NODE* node,
-                             CPtrList<CDisk>* disks) {
-  if (!parent) return ERROR_INVALID_PARAMETER_CODE;
-  // Siblings in a loop; the recursion only goes down the five levels.
+// Siblings in a loop; the recursion only goes down the five levels.
+uint32_t AddRecordElements(VirtualStructureWalk& walk, CKestrandTreeNode* parent, RECORD_TREE_NODE* node) {
   for (; node; node = node->NextSibling) {
     if (!node->Record) continue;
     CKestrandTreeNode* element = parent->AddChild("Records");
@@ -107,13 +124,22 @@ uint32_t AddVirtualStructure(CDiskSet* diskSet, CKestrandTreeNode* parent, RECOR
     if (code != 0) return code;
     AddOwnAttributes(element, *node);
     if (node->RecordType == RECORD_TYPE_DISK) {
-      code = AddPhysicalDisk(element, *node, disks);
+      code = AddPhysicalDisk(walk, element, *node);
       if (code != 0) return code;
     }
-    code = AddVirtualStructure(diskSet, element, node->FirstChild, disks);
+    code = AddRecordElements(walk, element, node->FirstChild);
     if (code != 0) return code;
   }
   return 0;
+}
+
+}  // namespace
+
+uint32_t AddVirtualStructure(CDiskSet* /*diskSet*/, CKestrandTreeNode* parent, RECORD_TREE_NODE* node,
+                             CPtrList<CDisk>* disks) {
+  if (!parent) return ERROR_INVALID_PARAMETER_CODE;
+  VirtualStructureWalk walk{disks, parent, {}};
+  return AddRecordElements(walk, parent, node);
 }
 
 }  // namespace kestrand

@@ -19,6 +19,9 @@ struct RECORD_TREE_NODE;
 // for no node, 8 when an element cannot be created, otherwise the first
 // non-zero code of a Records element's common attributes or of a nested call.
 // The records' own attributes and the physical disks' branches do not end it.
+// Each physical disk's branch is built once, held by `parent`, and shown
+// under every disk record on that disk through references (written as if
+// copied there).
 uint32_t AddVirtualStructure(CDiskSet* diskSet, CKestrandTreeNode* parent, RECORD_TREE_NODE* node,
                              CPtrList<CDisk>* disks);
 

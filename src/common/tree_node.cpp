@@ -56,14 +56,34 @@ CKestrandTreeNode::~CKestrandTreeNode() {
 }
 
 CKestrandTreeNode* CKestrandTreeNode::AddChild(const char* name) {
+  if (target_) return nullptr;
   CKestrandTreeNode* child = new CKestrandTreeNode(name);
+  LinkChild(child);
+  return child;
+}
+
+CKestrandTreeNode* CKestrandTreeNode::AddReference(const CKestrandTreeNode* target) {
+  if (target_ || !target) return nullptr;
+  CKestrandTreeNode* child = new CKestrandTreeNode(nullptr);
+  child->target_ = target;
+  LinkChild(child);
+  return child;
+}
+
+CKestrandTreeNode* CKestrandTreeNode::HoldNode(const char* name) {
+  CKestrandTreeNode* held = new CKestrandTreeNode(name);
+  if (!detached_) detached_ = new CPtrList<CKestrandTreeNode>(true);
+  detached_->Append(held);
+  return held;
+}
+
+void CKestrandTreeNode::LinkChild(CKestrandTreeNode* child) {
   child->parent_ = this;
   if (lastChild_)
     lastChild_->nextSibling_ = child;
   else
     firstChild_ = child;
   lastChild_ = child;
-  return child;
 }
 
 uint32_t CKestrandTreeNode::Detach() {
@@ -84,21 +104,25 @@ uint32_t CKestrandTreeNode::Detach() {
 }
 
 void CKestrandTreeNode::AppendAttribute(CKestrandAttribute* attribute) {
+  if (target_) {
+    delete attribute;
+    return;
+  }
   if (!attributes_) attributes_ = new CPtrList<CKestrandAttribute>(true);
   attributes_->Append(attribute);
 }
 
 const char* CKestrandTreeNode::AttributeValue(const char* name) const {
-  if (!attributes_ || !name) return nullptr;
-  for (CPtrListIterator<CKestrandAttribute> it(*attributes_); !it.AtEnd(); it.Advance())
+  if (!Attributes() || !name) return nullptr;
+  for (CPtrListIterator<CKestrandAttribute> it(*Attributes()); !it.AtEnd(); it.Advance())
     if (std::strcmp(it.Current()->Name, name) == 0) return it.Current()->Value;
   return nullptr;
 }
 
 CKestrandTreeNode* CKestrandTreeNode::FindChild(const char* name) const {
   if (!name) return nullptr;
-  for (CKestrandTreeNode* child = firstChild_; child; child = child->nextSibling_)
-    if (child->name_ && std::strcmp(child->name_, name) == 0) return child;
+  for (CKestrandTreeNode* child = FirstChild(); child; child = child->nextSibling_)
+    if (child->Name() && std::strcmp(child->Name(), name) == 0) return child;
   return nullptr;
 }
 

@@ -9,7 +9,7 @@
 namespace kestrand {
 
 uint32_t CKestrandXMLWriter::NewAttribute(CKestrandTreeNode* node, const char* name, const char* value) {
-  if (!node || !name) return ERROR_INVALID_PARAMETER_CODE;
+  if (!node || !name || node->Target()) return ERROR_INVALID_PARAMETER_CODE;
   if (!value) value = "(null)";
   if (std::strchr(name, ' ')) return ERROR_INVALID_PARAMETER_CODE;
   if (node->AttributeValue(name)) return ERROR_INVALID_PARAMETER_CODE;

@@ -18,8 +18,9 @@ class CKestrandXMLWriter {
  public:
   explicit CKestrandXMLWriter(FILE* stream) : stream_(stream) {}
 
-  // 87 for a missing node or name, a name with a blank, or a name the node
-  // already has (the node is then unchanged); a missing value is "(null)".
+  // 87 for a missing node or name, a name with a blank, a name the node
+  // already has, or a reference node (the node is then unchanged); a missing
+  // value is "(null)".
   static uint32_t NewAttribute(CKestrandTreeNode* node, const char* name, const char* value);
   static uint32_t NewAttribute(CKestrandTreeNode* node, const char* name, const std::string& value);
   // A value that is not plain ASCII cannot be converted to the report's
@@ -34,7 +35,8 @@ class CKestrandXMLWriter {
   // 87 without text or stream; 1006 (after the message "Failed string %s\n"
   // on standard output) when the stream takes fewer bytes than given.
   uint32_t WriteString(const char* text);
-  // The node and its subtree; the first non-zero code stops the walk.
+  // The node and its subtree, a reference as if its target stood in its
+  // place; the first non-zero code stops the walk.
   uint32_t WriteNode(const CKestrandTreeNode* node);
 
  private:

@@ -16,6 +16,16 @@ namespace kestrand {
 
 namespace {
 
+// The word for a value, or "Unknown (0xNN)" when it has none.
+void PrintWordLine(FILE* stream, const char16_t* label, const char* word, uint8_t value) {
+  PrintWide(stream, u"%-18s ", label);
+  if (word)
+    PrintWide(stream, u"%s", word);
+  else
+    PrintWide(stream, u"Unknown (0x%02x)", value);
+  PrintWide(stream, u"\n");
+}
+
 void PrintVolumeLines(FILE* stream, const VOLUME_RECORD& v) {
   const uint16_t flags = v.RecordFlags();
   const std::u16string length = GroupedText(static_cast<uint64_t>(v.Length));
@@ -29,12 +39,7 @@ void PrintVolumeLines(FILE* stream, const VOLUME_RECORD& v) {
   if (const char* word = FileSystemTypeWord(v.FileSystemType[0])) PrintWide(stream, u"%s", word);
   PrintWide(stream, u"\n");
   PrintNarrow(stream, "%-18s %s\n", "State:", v.State);
-  PrintWide(stream, u"%-18s ", u"ReadPolicy:");
-  if (const char* word = ReadPolicyTextWord(v.ReadPolicy))
-    PrintWide(stream, u"%s", word);
-  else
-    PrintWide(stream, u"Unknown (0x%02x)", v.ReadPolicy);
-  PrintWide(stream, u"\n");
+  PrintWordLine(stream, u"ReadPolicy:", ReadPolicyTextWord(v.ReadPolicy), v.ReadPolicy);
   PrintWide(stream, u"%-18s %lu\n", u"Minor:", v.Minor);
   PrintWide(stream, u"%-18s 0x%08lx%s\n", u"PersistentFlags:", v.PersistentFlags,
             VolumePersistentWords(v.PersistentFlags));
@@ -57,12 +62,7 @@ void PrintVolumeLines(FILE* stream, const VOLUME_RECORD& v) {
 
 void PrintPlexLines(FILE* stream, const PLEX_RECORD& p) {
   PrintNarrow(stream, "%-18s %s\n", "State:", p.State);
-  PrintWide(stream, u"%-18s ", u"Layout:");
-  if (const char* word = PlexLayoutWord(p.Layout))
-    PrintWide(stream, u"%s", word);
-  else
-    PrintWide(stream, u"Unknown (0x%02x)", p.Layout);
-  PrintWide(stream, u"\n");
+  PrintWordLine(stream, u"Layout:", PlexLayoutWord(p.Layout), p.Layout);
   PrintWide(stream, u"%-18s 0x%08lx%s\n", u"PersistentFlags:", p.PersistentFlags,
             PlexPersistentWords(p.PersistentFlags));
   PrintWide(stream, u"%-18s %lu\n", u"SubdiskCount:", p.SubdiskCount);

@@ -1,13 +1,12 @@
 #include "ldm/record_tree.h"
 
-#include <new>
-
 #include "disk/disk.h"
 #include "ldm/config_header.h"
 #include "ldm/disk_record.h"
 #include "ldm/ldm_database.h"
 #include "ldm/pack_record.h"
 #include "ldm/plex_record.h"
+#include "ldm/record_tree_index.h"
 #include "ldm/subdisk_record.h"
 #include "ldm/volume_record.h"
 
@@ -48,80 +47,6 @@ bool TypedEqual(const LDM_RECORD* a, const LDM_RECORD* b, bool (*equal)(const T&
   return first && second && equal(*first, *second);
 }
 
-// A new last child of `parent` (or nothing when memory runs out).
-RECORD_TREE_NODE* AppendChild(RECORD_TREE_NODE* parent, LDM_RECORD* record, uint16_t type) {
-  auto* node = new (std::nothrow) RECORD_TREE_NODE();
-  if (!node) return nullptr;
-  node->Parent = parent;
-  node->Record = record;
-  node->RecordType = type;
-  RECORD_TREE_NODE** place = &parent->FirstChild;
-  while (*place) place = &(*place)->NextSibling;
-  *place = node;
-  return node;
-}
-
-template <class T>
-const T* RecordOf(const RECORD_TREE_NODE* node, uint16_t type) {
-  return node->RecordType == type ? dynamic_cast<const T*>(node->Record) : nullptr;
-}
-
-void InsertPlex(RECORD_TREE_NODE* pack, LDM_RECORD* record) {
-  const auto* plex = dynamic_cast<const PLEX_RECORD*>(record);
-  if (!plex) return;
-  for (RECORD_TREE_NODE* volume = pack->FirstChild; volume; volume = volume->NextSibling) {
-    if (RecordOf<VOLUME_RECORD>(volume, RECORD_TYPE_VOLUME) && RecordIdOf(volume->Record) == plex->VolumeRecordId) {
-      AppendChild(volume, record, RECORD_TYPE_PLEX);
-      return;
-    }
-  }
-}
-
-// At most once per volume: under the first of its plexes that the subdisk names.
-void InsertSubdisk(RECORD_TREE_NODE* pack, LDM_RECORD* record) {
-  const auto* subdisk = dynamic_cast<const SUBDISK_RECORD*>(record);
-  if (!subdisk) return;
-  for (RECORD_TREE_NODE* volume = pack->FirstChild; volume; volume = volume->NextSibling) {
-    for (RECORD_TREE_NODE* plex = volume->FirstChild; plex; plex = plex->NextSibling) {
-      if (RecordOf<PLEX_RECORD>(plex, RECORD_TYPE_PLEX) && RecordIdOf(plex->Record) == subdisk->PlexRecordId) {
-        AppendChild(plex, record, RECORD_TYPE_SUBDISK);
-        break;
-      }
-    }
-  }
-}
-
-// At most once per plex: under the first subdisk on this disk that holds no
-// equal copy yet, counting the subdisks after it.
-void InsertDisk(RECORD_TREE_NODE* pack, LDM_RECORD* record) {
-  const uint64_t diskId = RecordIdOf(record);
-  for (RECORD_TREE_NODE* volume = pack->FirstChild; volume; volume = volume->NextSibling) {
-    for (RECORD_TREE_NODE* plex = volume->FirstChild; plex; plex = plex->NextSibling) {
-      for (RECORD_TREE_NODE* node = plex->FirstChild; node; node = node->NextSibling) {
-        const auto* subdisk = RecordOf<SUBDISK_RECORD>(node, RECORD_TYPE_SUBDISK);
-        if (!subdisk || subdisk->DiskRecordId != diskId) continue;
-        if (FindRecord(node, record, RECORD_TYPE_DISK)) continue;
-        AppendChild(node, record, RECORD_TYPE_DISK);
-        break;
-      }
-    }
-  }
-}
-
-// The pack node equal to `pack` in the root list, or a new one at its end.
-RECORD_TREE_NODE* EnterPack(RECORD_TREE_NODE** root, LDM_RECORD* pack) {
-  RECORD_TREE_NODE** place = root;
-  for (; *place; place = &(*place)->NextSibling)
-    if ((*place)->RecordType == RECORD_TYPE_PACK && RecordsEqual((*place)->Record, pack, RECORD_TYPE_PACK))
-      return *place;
-  auto* node = new (std::nothrow) RECORD_TREE_NODE();
-  if (!node) return nullptr;
-  node->Record = pack;
-  node->RecordType = RECORD_TYPE_PACK;
-  *place = node;
-  return node;
-}
-
 // The group list of a ready disk's config copy; nullptr when it has none.
 const CONFIG_HEADER* ConfigHeaderOf(CDisk* disk) {
   const LDM_DATABASE* database = disk->LdmDatabase();
@@ -135,20 +60,20 @@ LDM_RECORD* GroupRecord(const VBLK_GROUP* group, uint16_t type) {
   return group->Entry->Record.get();
 }
 
-// One disk's records; `current` is the pack node that receives them and
-// moves to each pack record the disk holds.
-void MergeDisk(const CONFIG_HEADER& header, RECORD_TREE_NODE** root, RECORD_TREE_NODE*& current) {
+// One copy's records; `current` is the pack node that receives them and
+// moves to each pack record the copy holds.
+void MergeCopy(const CONFIG_HEADER& header, RecordTreeIndex& index, RECORD_TREE_NODE*& current) {
   for (const auto& group : header.GroupList) {
     LDM_RECORD* pack = GroupRecord(group.get(), RECORD_TYPE_PACK);
     if (!pack) continue;
     // A pack node that cannot be allocated leaves the earlier one current.
-    if (RECORD_TREE_NODE* node = EnterPack(root, pack)) current = node;
+    if (RECORD_TREE_NODE* node = index.EnterPack(pack)) current = node;
   }
   // Without any pack node there is nowhere to enter the rest.
   if (!current) return;
   for (uint16_t type : {RECORD_TYPE_VOLUME, RECORD_TYPE_PLEX, RECORD_TYPE_SUBDISK, RECORD_TYPE_DISK})
     for (const auto& group : header.GroupList)
-      if (LDM_RECORD* record = GroupRecord(group.get(), type)) InsertRecord(current, record, type);
+      if (LDM_RECORD* record = GroupRecord(group.get(), type)) index.Insert(current, record, type);
 }
 
 }  // namespace
@@ -169,47 +94,24 @@ bool RecordsEqual(const LDM_RECORD* a, const LDM_RECORD* b, uint16_t type) {
   }
 }
 
-// A pre-order walk that ends when it climbs back to the start node's parent,
-// so it covers the start node, the later siblings and everything below them
-// without recursion (a hostile database can hold many thousand siblings).
-bool FindRecord(const RECORD_TREE_NODE* start, const LDM_RECORD* record, uint16_t type) {
-  if (!start) return false;
-  const RECORD_TREE_NODE* stop = start->Parent;
-  const RECORD_TREE_NODE* node = start;
-  while (node) {
-    if (node->RecordType == type && RecordsEqual(node->Record, record, type)) return true;
-    if (node->FirstChild) {
-      node = node->FirstChild;
-      continue;
-    }
-    while (node != stop && !node->NextSibling) node = node->Parent;
-    if (node == stop) return false;
-    node = node->NextSibling;
-  }
-  return false;
-}
-
-void InsertRecord(RECORD_TREE_NODE* pack, LDM_RECORD* record, uint16_t type) {
-  if (!pack || !record) return;
-  if (type != RECORD_TYPE_DISK && FindRecord(pack, record, type)) return;
-  switch (type) {
-    case RECORD_TYPE_VOLUME: AppendChild(pack, record, type); break;
-    case RECORD_TYPE_PLEX: InsertPlex(pack, record); break;
-    case RECORD_TYPE_SUBDISK: InsertSubdisk(pack, record); break;
-    case RECORD_TYPE_DISK: InsertDisk(pack, record); break;
-    default: break;
-  }
+void MergeConfigCopies(const std::vector<const CONFIG_HEADER*>& copies, RECORD_TREE_NODE** root) {
+  if (!root) return;
+  RecordTreeIndex index(root);
+  // Stays current across copies until another pack record is met.
+  RECORD_TREE_NODE* current = nullptr;
+  for (const CONFIG_HEADER* header : copies)
+    if (header) MergeCopy(*header, index, current);
 }
 
 uint32_t BuildRecordTree(CPtrList<CDisk>* disks, RECORD_TREE_NODE** root) {
   if (!root || !disks) return ERROR_INVALID_PARAMETER_CODE;
-  // Stays current across disks until another pack record is met.
-  RECORD_TREE_NODE* current = nullptr;
+  std::vector<const CONFIG_HEADER*> copies;
   for (CPtrListIterator<CDisk> it(*disks); !it.AtEnd(); it.Advance()) {
     CDisk* disk = it.Current();
     if (!disk || !disk->IsReadyForLdmAnalysis()) continue;
-    if (const CONFIG_HEADER* header = ConfigHeaderOf(disk)) MergeDisk(*header, root, current);
+    if (const CONFIG_HEADER* header = ConfigHeaderOf(disk)) copies.push_back(header);
   }
+  MergeConfigCopies(copies, root);
   return 0;
 }
 

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include "common/ptr_list.h"
 
@@ -12,6 +13,7 @@ namespace kestrand {
 
 class CDisk;
 class LDM_RECORD;
+struct CONFIG_HEADER;
 
 struct RECORD_TREE_NODE {
   RECORD_TREE_NODE* Parent = nullptr;       // none for a pack
@@ -23,9 +25,17 @@ struct RECORD_TREE_NODE {
 
 // Merges the records of every disk of `disks` that is ready for LDM analysis
 // into the tree whose root (the first pack node) `*root` holds; with an empty
-// `*root` a new tree is started. 0, or 87 without `root` or `disks`. Nodes
-// that cannot be allocated are left out.
+// `*root` a new tree is started, otherwise the tree an earlier merge built is
+// continued. 0, or 87 without `root` or `disks`. Nodes that cannot be
+// allocated are left out.
 uint32_t BuildRecordTree(CPtrList<CDisk>* disks, RECORD_TREE_NODE** root);
+
+// The merge of BuildRecordTree over the config copies of the ready disks,
+// in disk order: per copy, its pack records pick the current pack node (which
+// stays current for the following copies until another pack record is met),
+// then its volumes, plexes, subdisks and disks are entered below that node,
+// each type in group-list order. Nothing happens without `root`.
+void MergeConfigCopies(const std::vector<const CONFIG_HEADER*>& copies, RECORD_TREE_NODE** root);
 
 // Frees every node of the tree from `root` on, the root list included, each
 // node's children before the node (nullptr is fine). The records stay.
@@ -35,15 +45,6 @@ void FreeRecordTree(RECORD_TREE_NODE* root);
 // (names and update sequences take no part). A record equals itself; a
 // missing record equals nothing.
 bool RecordsEqual(const LDM_RECORD* a, const LDM_RECORD* b, uint16_t type);
-
-// Whether an equal record of `type` is held by `start`, by a node below it,
-// by a later sibling of it or by a node below such a sibling.
-bool FindRecord(const RECORD_TREE_NODE* start, const LDM_RECORD* record, uint16_t type);
-
-// Enters a volume, plex, subdisk or disk record below the pack node `pack`
-// where its links place it; a copy equal to one already entered (for a disk:
-// under the same subdisk or a later one of the plex) is not entered again.
-void InsertRecord(RECORD_TREE_NODE* pack, LDM_RECORD* record, uint16_t type);
 
 // The RecordId its entry holds; 0 without an entry.
 uint64_t RecordIdOf(const LDM_RECORD* record);

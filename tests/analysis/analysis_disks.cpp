@@ -17,6 +17,20 @@ void AnalysisDisk::Load(MemoryReadPlatform& platform, const LdmAreaImage& area) 
   ldmDatabase_->Initialize(this);
 }
 
+AnalysisDisk* AnalysisSetTest::NewDisk() {
+  owned_.push_back(std::make_unique<AnalysisDisk>(static_cast<uint32_t>(owned_.size())));
+  set_.Disks.Append(owned_.back().get());
+  return owned_.back().get();
+}
+
+AnalysisDisk* AnalysisSetTest::AddDisk(const std::vector<LdmRecordImage>& records, const std::string& diskIdText) {
+  AnalysisDisk* disk = NewDisk();
+  LdmAreaImage area = AreaWith(records);
+  area.Header.DiskIdText = diskIdText;
+  disk->Load(platform_, area);
+  return disk;
+}
+
 LdmRecordImage PackRecord(const std::string& name, uint64_t id, const std::string& packIdText) {
   PackFields fields;
   fields.Name = name;

@@ -3,10 +3,14 @@
 // records.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "driver/disk_set.h"
 #include "ldm/ldm_database.h"
 #include "ldm/record_tree.h"
 #include "support/ldm_builder.h"
@@ -43,6 +47,22 @@ class AnalysisDisk : public TestDisk {
   void Load(MemoryReadPlatform& platform, const LdmAreaImage& area);
 
   LDM_DATABASE* Database() const { return ldmDatabase_; }
+};
+
+// A disk set of analysis disks, numbered in the order they are added.
+class AnalysisSetTest : public ::testing::Test {
+ protected:
+  // A disk without layout or database, appended to the set.
+  AnalysisDisk* NewDisk();
+  // A disk whose LDM area holds `records` under the private header's
+  // disk id `diskIdText`.
+  AnalysisDisk* AddDisk(const std::vector<LdmRecordImage>& records,
+                        const std::string& diskIdText = "d17c2c04-6afc-46c3-84b7-cdc2f3956c5c");
+
+  AnalysisPlatform platform_;
+  ScopedPlatform installed_{platform_};
+  std::vector<std::unique_ptr<AnalysisDisk>> owned_;
+  CDiskSet set_;
 };
 
 // ---- record shorthands (revision 3 packs and disks: ids as text) ----

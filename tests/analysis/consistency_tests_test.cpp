@@ -339,58 +339,39 @@ TEST(TocCopiesRegionCountTest, OnlyPairsBothListsHaveAreCompared) {
 
 // ---- disk ids ----
 
-class UniqueDiskIdsTest : public ::testing::Test {
+class UniqueDiskIdsTest : public AnalysisSetTest {
  protected:
-  AnalysisDisk* AddDisk(const std::string& diskIdText) {
-    auto* disk = new AnalysisDisk(static_cast<uint32_t>(owned_.size()));
-    owned_.emplace_back(disk);
-    LdmAreaImage area = AreaWith(PackOnly());
-    area.Header.DiskIdText = diskIdText;
-    disk->Load(platform_, area);
-    set_.Disks.Append(disk);
-    return disk;
-  }
-
   CKestrandTreeNode* Run() {
     EXPECT_EQ(AddUniqueDiskIdsTest(&set_, &tests_), 0u);
     return tests_.FirstChild();
   }
 
-  AnalysisPlatform platform_;
-  ScopedPlatform installed_{platform_};
-  std::vector<std::unique_ptr<AnalysisDisk>> owned_;
-  CDiskSet set_;
   CKestrandTreeNode tests_{"Tests"};
 };
 
-TEST_F(UniqueDiskIdsTest, DistinctIdsPass) {
-  AddDisk("d17c2c04-6afc-46c3-84b7-cdc2f3956c5c");
-  AddDisk("c85a6ce4-edb3-4dbc-a3b9-7fba4b6e6f75");
-  CKestrandTreeNode* test = Run();
-  EXPECT_EQ(AttributeNames(test), kVerdictOnly);
-  EXPECT_STREQ(Attr(test, "_ElementDisplayName"), "Unique Disk Ids");
-  EXPECT_STREQ(Attr(test, "Description"),
-               "This test verifies that there are no two disks share the same diskID as they are unique identifiers.");
-  EXPECT_STREQ(Attr(test, "Status"), "Passed");
-  EXPECT_STREQ(Attr(test, "_ElementIcon"), "16");
-}
-
 TEST_F(UniqueDiskIdsTest, SharedIdFailsWithIconFourAndNamesNoDisk) {
-  AddDisk("d17c2c04-6afc-46c3-84b7-cdc2f3956c5c");
-  AddDisk("c85a6ce4-edb3-4dbc-a3b9-7fba4b6e6f75");
-  AddDisk("D17C2C04-6AFC-46C3-84B7-CDC2F3956C5C");
-  CKestrandTreeNode* test = Run();
-  EXPECT_EQ(AttributeNames(test), kVerdictOnly);
-  EXPECT_STREQ(Attr(test, "Status"), "Failed");
-  EXPECT_STREQ(Attr(test, "_ElementIcon"), "4");
+  AddDisk(PackOnly(), "d17c2c04-6afc-46c3-84b7-cdc2f3956c5c");
+  AddDisk(PackOnly(), "c85a6ce4-edb3-4dbc-a3b9-7fba4b6e6f75");
+  CKestrandTreeNode* distinct = Run();
+  EXPECT_EQ(AttributeNames(distinct), kVerdictOnly);
+  EXPECT_STREQ(Attr(distinct, "_ElementDisplayName"), "Unique Disk Ids");
+  EXPECT_STREQ(Attr(distinct, "Description"),
+               "This test verifies that there are no two disks share the same diskID as they are unique identifiers.");
+  EXPECT_STREQ(Attr(distinct, "Status"), "Passed");
+  EXPECT_STREQ(Attr(distinct, "_ElementIcon"), "16");
+
+  AddDisk(PackOnly(), "D17C2C04-6AFC-46C3-84B7-CDC2F3956C5C");
+  tests_.FirstChild()->Detach();
+  CKestrandTreeNode* shared = Run();
+  EXPECT_EQ(AttributeNames(shared), kVerdictOnly);
+  EXPECT_STREQ(Attr(shared, "Status"), "Failed");
+  EXPECT_STREQ(Attr(shared, "_ElementIcon"), "4");
 }
 
 TEST_F(UniqueDiskIdsTest, DisksNotReadyForAnalysisDoNotCount) {
-  AddDisk("d17c2c04-6afc-46c3-84b7-cdc2f3956c5c");
-  AddDisk("d17c2c04-6afc-46c3-84b7-cdc2f3956c5c")->SetPartitionInfoError(21);
+  AddDisk(PackOnly());
+  AddDisk(PackOnly())->SetPartitionInfoError(21);
   EXPECT_STREQ(Attr(Run(), "Status"), "Passed");
-  EXPECT_EQ(AddUniqueDiskIdsTest(nullptr, &tests_), 87u);
-  EXPECT_EQ(AddUniqueDiskIdsTest(&set_, nullptr), 87u);
 }
 
 }  // namespace

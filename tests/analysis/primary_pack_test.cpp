@@ -19,15 +19,8 @@ using Names = std::vector<std::string>;
 
 constexpr uint32_t kBootSignature = 0xB0075161;
 
-class PrimaryPackTest : public ::testing::Test {
+class PrimaryPackTest : public AnalysisSetTest {
  protected:
-  AnalysisDisk* NewDisk() {
-    auto* disk = new AnalysisDisk(static_cast<uint32_t>(owned_.size()));
-    owned_.emplace_back(disk);
-    set_.Disks.Append(disk);
-    return disk;
-  }
-
   AnalysisDisk* AddBasic(uint32_t signature, bool boot) {
     AnalysisDisk* disk = NewDisk();
     disk->SetMbrLayout(0x07, signature, boot);
@@ -70,10 +63,6 @@ class PrimaryPackTest : public ::testing::Test {
     return parent ? parent->FindChild(name) : nullptr;
   }
 
-  AnalysisPlatform platform_;
-  ScopedPlatform installed_{platform_};
-  std::vector<std::unique_ptr<AnalysisDisk>> owned_;
-  CDiskSet set_;
   CKestrandTreeNode root_{"root"};
 };
 

@@ -56,14 +56,8 @@ const std::map<std::string, ExpectedVolume> kVolumes = {
       {{"Disk10-01", "Disk10", "0", "96256"}, {"Disk9-01", "Disk9", "0", "96256"}, {"Disk8-01", "Disk8", "0", "96256"}}}},
 };
 
-class RealImagesAnalysisTest : public ::testing::Test {
+class RealImagesAnalysisTest : public RealImagesTestBase {
  protected:
-  void SetUp() override {
-    std::string skipReason;
-    images_ = RealImages::Get(skipReason);
-    if (!images_) GTEST_SKIP() << skipReason;
-  }
-
   // Attaches the images as devices 0, 1, ... in the order given and probes them.
   void Attach(bool repaired, const std::vector<size_t>& images) {
     for (size_t i : images) {
@@ -91,7 +85,6 @@ class RealImagesAnalysisTest : public ::testing::Test {
     }
   }
 
-  const RealImages* images_ = nullptr;
   // Declared before the kestrand object, so it outlives the disks.
   CImagePlatform platform_;
   std::unique_ptr<ScopedPlatform> installed_;

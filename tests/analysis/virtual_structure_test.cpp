@@ -43,18 +43,8 @@ void CollectCaptions(const CKestrandTreeNode* node, Names& captions) {
   }
 }
 
-class VirtualStructureTest : public ::testing::Test {
+class VirtualStructureTest : public AnalysisSetTest {
  protected:
-  AnalysisDisk* AddDisk(const std::vector<LdmRecordImage>& records, const std::string& diskId = kDisk1Id) {
-    auto* disk = new AnalysisDisk(static_cast<uint32_t>(owned_.size()));
-    owned_.emplace_back(disk);
-    LdmAreaImage area = AreaWith(records);
-    area.Header.DiskIdText = diskId;
-    disk->Load(platform_, area);
-    set_.Disks.Append(disk);
-    return disk;
-  }
-
   uint32_t Run() {
     EXPECT_EQ(BuildRecordTree(&set_.Disks, &set_.RecordTree), 0u);
     return AddVirtualStructure(&set_, &parent_, set_.RecordTree, &set_.Disks);
@@ -67,10 +57,6 @@ class VirtualStructureTest : public ::testing::Test {
     return node;
   }
 
-  AnalysisPlatform platform_;
-  ScopedPlatform installed_{platform_};
-  std::vector<std::unique_ptr<AnalysisDisk>> owned_;
-  CDiskSet set_;
   CKestrandTreeNode parent_{"VirtualStructure"};
 };
 

@@ -18,28 +18,11 @@
 namespace kestrand {
 namespace {
 
-// Remembers the buffer size of every layout query.
-class LayoutCountingPlatform : public CImagePlatform {
- public:
-  std::vector<uint32_t> LayoutSizes;
-  WIN32_ERROR GetDriveLayout(PlatformHandle device, void* buffer, uint32_t size) override {
-    LayoutSizes.push_back(size);
-    return CImagePlatform::GetDriveLayout(device, buffer, size);
-  }
-};
-
-class DiskProbeTest : public ::testing::Test {
+class DiskProbeTest : public ImageDisksTest {
  protected:
-  void SetUp() override { InstallPlatform(&platform_); }
   void TearDown() override {
     disks_.clear();
-    InstallPlatform(nullptr);
-  }
-
-  // Adds the image as device `number` and returns its platform entry.
-  ImageDisk& Add(const CDiskImageBuilder& image, uint32_t number = 0) {
-    files_.push_back(std::make_unique<ImageFile>(image));
-    return platform_.AddImage(files_.back()->Path(), number);
+    ImageDisksTest::TearDown();
   }
 
   // A disk as the disk set hands it to the probe, probed.
@@ -55,8 +38,6 @@ class DiskProbeTest : public ::testing::Test {
     return *disks_.back();
   }
 
-  LayoutCountingPlatform platform_;
-  std::vector<std::unique_ptr<ImageFile>> files_;
   std::vector<std::unique_ptr<CDisk>> disks_;
 };
 
@@ -72,7 +53,7 @@ TEST_F(DiskProbeTest, DynamicMbrDiskGetsItsLdmDatabaseRead) {
   ASSERT_NE(dynamic_cast<CMbrDiskLayout*>(disk.Layout()), nullptr);
   EXPECT_EQ(disk.Layout()->GetDiskKind(), DISK_KIND_DYNAMIC);
   EXPECT_EQ(disk.Layout()->Disk(), &disk);
-  EXPECT_EQ(platform_.LayoutSizes, std::vector<uint32_t>{624});
+  EXPECT_EQ(platform_.LayoutQuerySizes, std::vector<uint32_t>{624});
 
   ASSERT_NE(disk.LdmDatabase(), nullptr);
   LDM_COPY_STATUS primary = disk.LdmDatabase()->GetCopyStatus(LdmCopy::PrimaryHeader);
@@ -151,7 +132,7 @@ TEST_F(DiskProbeTest, LogicalPartitionsNeedASecondLayoutQuery) {
   Add(image);
   CDisk& disk = Probe(0);
   // Four primary slots and the four slots of the one extended boot record.
-  EXPECT_EQ(platform_.LayoutSizes, (std::vector<uint32_t>{624, 1200}));
+  EXPECT_EQ(platform_.LayoutQuerySizes, (std::vector<uint32_t>{624, 1200}));
   ASSERT_NE(disk.Layout(), nullptr);
   EXPECT_EQ(disk.Layout()->BufferSize(), 1200u);
   EXPECT_EQ(disk.Layout()->EntryCount(), 8u);

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "support/disk_image_builder.h"
+#include "support/image_platform.h"
 #include "support/ldm_loader_support.h"
 
 namespace kestrand {
@@ -68,5 +69,26 @@ inline CDiskImageBuilder GptImage(const std::vector<GptPartition>& partitions) {
   image.WriteGpt(options);
   return image;
 }
+
+// Installs an image platform for the test; its disks are image files.
+class ImageDisksTest : public ::testing::Test {
+ protected:
+  void SetUp() override { InstallPlatform(&platform_); }
+  void TearDown() override { InstallPlatform(nullptr); }
+
+  // Attaches `image` as device `number`, under `path` when one is given.
+  ImageDisk& Add(const CDiskImageBuilder& image, uint32_t number = 0, const char16_t* path = nullptr) {
+    files_.push_back(std::make_unique<ImageFile>(image));
+    ImageDisk& disk = platform_.AddImage(files_.back()->Path(), number);
+    if (path) {
+      disk.DevicePath = path;
+      disk.InstanceId = std::u16string(u"IMAGE\\") + path;
+    }
+    return disk;
+  }
+
+  CImagePlatform platform_;
+  std::vector<std::unique_ptr<ImageFile>> files_;
+};
 
 }  // namespace kestrand

@@ -17,23 +17,12 @@
 namespace kestrand {
 namespace {
 
-class DiskSetTest : public ::testing::Test {
+class DiskSetTest : public ImageDisksTest {
  protected:
   void SetUp() override {
     // The drive letter walk answers with the code of its last letter.
     platform_.Letters[u'Z'] = {u"\\Device\\CdRom0", 5};
-    InstallPlatform(&platform_);
-  }
-  void TearDown() override { InstallPlatform(nullptr); }
-
-  ImageDisk& Add(const CDiskImageBuilder& image, uint32_t number, const char16_t* path = nullptr) {
-    files_.push_back(std::make_unique<ImageFile>(image));
-    ImageDisk& disk = platform_.AddImage(files_.back()->Path(), number);
-    if (path) {
-      disk.DevicePath = path;
-      disk.InstanceId = std::u16string(u"IMAGE\\") + path;
-    }
-    return disk;
+    ImageDisksTest::SetUp();
   }
 
   static std::vector<uint32_t> Numbers(const CKestrand& kestrand) {
@@ -50,8 +39,6 @@ class DiskSetTest : public ::testing::Test {
     return paths;
   }
 
-  CImagePlatform platform_;
-  std::vector<std::unique_ptr<ImageFile>> files_;
 };
 
 TEST_F(DiskSetTest, DisksAreNumberedSortedAndProbed) {

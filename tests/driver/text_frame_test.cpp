@@ -18,20 +18,7 @@ namespace {
 
 const std::string kRule(71, '-');
 
-class TextFrameTest : public ::testing::Test {
- protected:
-  void SetUp() override { InstallPlatform(&platform_); }
-  void TearDown() override { InstallPlatform(nullptr); }
-
-  void Add(const CDiskImageBuilder& image, uint32_t number, const char16_t* path = nullptr) {
-    files_.push_back(std::make_unique<ImageFile>(image));
-    ImageDisk& disk = platform_.AddImage(files_.back()->Path(), number);
-    if (path) disk.DevicePath = path;
-  }
-
-  CImagePlatform platform_;
-  std::vector<std::unique_ptr<ImageFile>> files_;
-};
+using TextFrameTest = ImageDisksTest;
 
 TEST_F(TextFrameTest, HostSectionsEachUnderTheirTitle) {
   CKestrand kestrand;

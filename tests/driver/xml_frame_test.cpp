@@ -18,16 +18,8 @@
 namespace kestrand {
 namespace {
 
-class XmlFrameTest : public ::testing::Test {
+class XmlFrameTest : public ImageDisksTest {
  protected:
-  void SetUp() override { InstallPlatform(&platform_); }
-  void TearDown() override { InstallPlatform(nullptr); }
-
-  void Add(const CDiskImageBuilder& image, uint32_t number) {
-    files_.push_back(std::make_unique<ImageFile>(image));
-    platform_.AddImage(files_.back()->Path(), number);
-  }
-
   // Writes the report of `kestrand` and returns the document.
   std::string Write(CKestrand& kestrand, uint32_t* code = nullptr) {
     uint32_t result = kestrand.WriteAnalysis(output_.Path().c_str());
@@ -44,8 +36,6 @@ class XmlFrameTest : public ::testing::Test {
     return document.substr(start, end + name.size() + 3 - start);
   }
 
-  CImagePlatform platform_;
-  std::vector<std::unique_ptr<ImageFile>> files_;
   CTempFile output_{"kestrand-analysis"};
 };
 

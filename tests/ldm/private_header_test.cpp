@@ -114,29 +114,13 @@ TEST(PrivateHeaderDecodeTest, EveryFieldNeedsItsFullWidthInsideTheSector) {
   EXPECT_EQ(DecodePrivateHeader(nullptr, 512, h), kUndecodable);
 }
 
-// One copy read through a disk of `sectorSize` bytes per sector.
-class PrivateHeaderWrapperTest : public ::testing::Test {
+// One copy read from the disk.
+class PrivateHeaderWrapperTest : public LdmCopyTest {
  protected:
-  void SetUp() override {
-    disk_.SetBytesPerSector(512);
-    disk_.SetDiskLength(0x100000);
-    disk_.SetMbrLayout();
-    database_.Disk = &disk_;
-    platform_.DiskBytes.assign(0x100000, 0);
-  }
-
-  void PutSector(uint64_t offset, const std::vector<uint8_t>& sector) {
-    std::copy(sector.begin(), sector.end(), platform_.DiskBytes.begin() + static_cast<ptrdiff_t>(offset));
-  }
-
   std::string Text() {
     return CaptureText([&](FILE* stream) { EXPECT_EQ(wrapper_.PrintText(stream), 0u); });
   }
 
-  MemoryReadPlatform platform_;
-  ScopedPlatform installed_{platform_};
-  TestDisk disk_;
-  LDM_DATABASE database_;
   PRIVATE_HEADER_WRAPPER wrapper_;
 };
 

@@ -102,14 +102,8 @@ bool Has(const std::string& text, const std::string& part) { return text.find(pa
 
 // The database files are read through the native platform, as a run with -l
 // reads them.
-class RealImagesTest : public ::testing::Test {
+class RealImagesTest : public RealImagesTestBase {
  protected:
-  void SetUp() override {
-    std::string skipReason;
-    images_ = RealImages::Get(skipReason);
-    if (!images_) GTEST_SKIP() << skipReason;
-  }
-
   const LDM_DATABASE* Load(size_t image, bool repaired) {
     file_ = std::make_unique<CLdmFileDisk>();
     const std::string path = images_->DatabaseFile(RealImages::Names()[image], repaired);
@@ -117,7 +111,6 @@ class RealImagesTest : public ::testing::Test {
     return file_->LdmDatabase();
   }
 
-  const RealImages* images_ = nullptr;
   CKestrand owner_;
   std::unique_ptr<CLdmFileDisk> file_;
 };

@@ -116,19 +116,10 @@ TEST(TocDecodeTest, EntriesNeverReachPastTheSector) {
   EXPECT_EQ(Decode(fields).Status, kUndecodable);
 }
 
-class TocWrapperTest : public ::testing::Test {
+class TocWrapperTest : public LdmCopyTest {
  protected:
-  void SetUp() override {
-    disk_.SetBytesPerSector(512);
-    disk_.SetDiskLength(0x100000);
-    disk_.SetMbrLayout();
-    database_.Disk = &disk_;
-    platform_.DiskBytes.assign(0x100000, 0);
-  }
-
   void Load(const TocBlockFields& fields, uint64_t offset = 0x400) {
-    const std::vector<uint8_t> sector = BuildTocBlock(fields);
-    std::copy(sector.begin(), sector.end(), platform_.DiskBytes.begin() + static_cast<ptrdiff_t>(offset));
+    PutSector(offset, BuildTocBlock(fields));
     ASSERT_EQ(wrapper_.Initialize(&database_, &disk_, "Primary", offset), 0u);
   }
 
@@ -136,10 +127,6 @@ class TocWrapperTest : public ::testing::Test {
     return CaptureText([&](FILE* stream) { EXPECT_EQ(wrapper_.PrintText(stream), 0u); });
   }
 
-  MemoryReadPlatform platform_;
-  ScopedPlatform installed_{platform_};
-  TestDisk disk_{3};
-  LDM_DATABASE database_;
   TOC_WRAPPER wrapper_;
 };
 

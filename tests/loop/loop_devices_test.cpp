@@ -9,6 +9,7 @@
 #include "support/loop_device.h"
 #include "support/real_images.h"
 #include "support/run_binary.h"
+#include "support/text_capture.h"
 
 namespace kestrand::test {
 namespace {
@@ -20,12 +21,6 @@ const char* const kDiskIds[] = {
     "47980158-abc7-46e3-a95f-7c00f8539073", "ce3fd206-854c-4207-985b-9e0125885f20",
     "fa21d8d9-e087-4585-9761-5710b88e4c92", "bb1570c9-aa66-47df-a8f1-4c89db3e0704"};
 
-size_t Count(const std::string& text, const std::string& what) {
-  size_t n = 0;
-  for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + what.size())) ++n;
-  return n;
-}
-
 // The text of the disk section that holds `marker`, from its heading to the
 // next heading.
 std::string SectionWith(const std::string& report, const std::string& marker) {
@@ -36,13 +31,12 @@ std::string SectionWith(const std::string& report, const std::string& marker) {
   return report.substr(start == std::string::npos ? 0 : start, end == std::string::npos ? std::string::npos : end - start);
 }
 
-class LoopDevices : public ::testing::Test {
+class LoopDevices : public RealImagesTestBase {
  protected:
   void SetUp() override {
+    RealImagesTestBase::SetUp();
     std::string reason;
-    images_ = RealImages::Get(reason);
-    if (images_ == nullptr) GTEST_SKIP() << reason;
-    if (!LoopDevice::Available(reason)) GTEST_SKIP() << reason;
+    if (!IsSkipped() && !LoopDevice::Available(reason)) GTEST_SKIP() << reason;
   }
 
   // Attaches the images (or their repaired copies) whose indexes are given.
@@ -54,7 +48,6 @@ class LoopDevices : public ::testing::Test {
     }
   }
 
-  const RealImages* images_ = nullptr;
   std::vector<std::unique_ptr<LoopDevice>> devices_;
   TempDir dir_;
 };
@@ -80,7 +73,7 @@ TEST_F(LoopDevices, ImagesAsTheyAreShowTheirLayoutAndHeadersButNoRecords) {
   ASSERT_EQ(analysis.ExitStatus, 0);
   const std::string xml = ReadFileBytes(dir_.File("kestrandanalysis.xml"));
   EXPECT_NE(xml.find("<DynamicDisks _ElementDisplayName=\"Dynamic Disks\" _ElementIcon=\"0\">"), std::string::npos);
-  EXPECT_GE(Count(xml, "PartitionType=\"0x00000042\""), 10u);
+  EXPECT_GE(CountOf(xml, "PartitionType=\"0x00000042\""), 10u);
   for (const char* id : kDiskIds) EXPECT_NE(xml.find(std::string("DiskId=\"") + id + "\""), std::string::npos) << id;
   EXPECT_NE(xml.find("<VirtualStructure _ElementDisplayName=\"NoValidDynamicDisks\" _ElementIcon=\"4\" />"),
             std::string::npos);
@@ -116,8 +109,8 @@ TEST_F(LoopDevices, RepairedImagesShowThePackAndItsVolumes) {
   const size_t next = std::min(xml.find("<Disk _ElementDisplayName=\"Disk ", disk + 1), xml.find("</DynamicDisks>"));
   std::string branch = xml.substr(disk, next - disk);
   branch = branch.substr(0, branch.find("<Tests "));  // the disk's own tests name the copies too
-  EXPECT_EQ(Count(branch, "<PrivateHeader "), 3u);
-  EXPECT_EQ(Count(branch, "<TableOfContents "), 2u);
+  EXPECT_EQ(CountOf(branch, "<PrivateHeader "), 3u);
+  EXPECT_EQ(CountOf(branch, "<TableOfContents "), 2u);
   size_t at = 0;
   for (const char* tag : {"<PrivateHeader ", "<PrivateHeader ", "<PrivateHeader ", "<TableOfContents ",
                           "<TableOfContents ", "<ConfigHeader ", "<BlockList ", "<Records "}) {

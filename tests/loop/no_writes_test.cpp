@@ -29,13 +29,11 @@ std::vector<std::string> WritingCalls(const std::string& trace) {
   return calls;
 }
 
-class NoWrites : public ::testing::Test {
+class NoWrites : public RealImagesTestBase {
  protected:
   void SetUp() override {
     if (std::system("strace -V >/dev/null 2>&1") != 0) GTEST_SKIP() << "strace is not installed";
-    std::string reason;
-    images_ = RealImages::Get(reason);
-    if (images_ == nullptr) GTEST_SKIP() << reason;
+    RealImagesTestBase::SetUp();
   }
 
   // Runs the tool under strace; returns the calls that could write.
@@ -56,7 +54,6 @@ class NoWrites : public ::testing::Test {
     }
   }
 
-  const RealImages* images_ = nullptr;
   TempDir dir_;
 };
 

@@ -53,7 +53,6 @@ GUID GuidFromText(const char* text) {
   return g;
 }
 
-const GUID kGptTypeEfiSystem = GuidFromText("c12a7328-f81f-11d2-ba4b-00a0c93ec93b");
 const GUID kGptTypeReserved = GuidFromText("e3c9e316-0b5c-4db8-817d-f92df00215ae");
 const GUID kGptTypeBasicData = GuidFromText("ebd0a0a2-b9e5-4433-87c0-68b6b72699c7");
 const GUID kGptTypeLdmMetadata = GuidFromText("5808c8aa-7e8f-42e0-85d2-e1e90434cfb3");
@@ -199,15 +198,6 @@ NTSTATUS CDiskImageBuilder::Read(int64_t offset, uint32_t length, void* buffer) 
     out[at - static_cast<uint64_t>(offset)] = found == sectors_.end() ? 0 : found->second[at % bytesPerSector_];
   }
   return STATUS_SUCCESS_CODE;
-}
-
-std::vector<uint8_t> CDiskImageBuilder::ToBytes() const {
-  std::vector<uint8_t> bytes(diskSize_, 0);
-  for (const auto& [lba, sector] : sectors_) {
-    const uint64_t offset = lba * bytesPerSector_;
-    std::copy_n(sector.begin(), std::min<uint64_t>(bytesPerSector_, diskSize_ - offset), bytes.begin() + offset);
-  }
-  return bytes;
 }
 
 bool CDiskImageBuilder::WriteToFile(const std::string& path) const {

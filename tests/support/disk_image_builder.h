@@ -17,7 +17,6 @@ namespace kestrand {
 // Parses "xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx" (test constants only).
 GUID GuidFromText(const char* text);
 
-extern const GUID kGptTypeEfiSystem;
 extern const GUID kGptTypeReserved;  // the vendor's reserved partition, E3C9E316-...
 extern const GUID kGptTypeBasicData;
 extern const GUID kGptTypeLdmMetadata;
@@ -99,7 +98,6 @@ class CDiskImageBuilder {
   // at or past the end, a short transfer across it.
   NTSTATUS Read(int64_t offset, uint32_t length, void* buffer) const;
 
-  std::vector<uint8_t> ToBytes() const;  // the whole image in memory (small disks)
   bool WriteToFile(const std::string& path) const;  // sparse where unwritten
 
  private:

@@ -32,7 +32,7 @@ bool CImagePlatform::OnlyReadOpens() const {
 
 WIN32_ERROR CImagePlatform::ListDiskInterfaces(std::vector<DiskInterface>& out) {
   out.clear();
-  for (size_t i = 0; i < Disks.size() && i < ListLimit; ++i)
+  for (size_t i = 0; i < Disks.size(); ++i)
     out.push_back(DiskInterface{Disks[i].InstanceId, Disks[i].DevicePath});
   return ListEndCode;
 }
@@ -118,6 +118,7 @@ WIN32_ERROR CImagePlatform::GetAccessAlignment(PlatformHandle device,
 }
 
 WIN32_ERROR CImagePlatform::GetDriveLayout(PlatformHandle device, void* buffer, uint32_t size) {
+  LayoutQuerySizes.push_back(size);
   const ImageDisk* disk = DeviceDisk(device);
   if (disk == nullptr) return ERROR_INVALID_HANDLE_CODE;
   if (disk->LayoutError != 0) return disk->LayoutError;

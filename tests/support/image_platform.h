@@ -55,7 +55,8 @@ class CImagePlatform : public FakeHostPlatform {
 
   std::vector<ImageDisk> Disks;  // in enumeration order
   WIN32_ERROR ListEndCode = ERROR_NO_MORE_ITEMS_CODE;
-  size_t ListLimit = SIZE_MAX;  // interfaces listed before ListEndCode
+
+  std::vector<uint32_t> LayoutQuerySizes;  // the buffer size of every layout query, in order
 
   // Every open, successful, failed or refused by an injected failure, in order.
   std::vector<ImageOpenRecord> Opens;

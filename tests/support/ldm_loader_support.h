@@ -3,12 +3,15 @@
 // whole LDM areas; with the test disk and text capture the loader tests use.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstdint>
 #include <cstdio>
 #include <map>
 #include <string>
 #include <vector>
 
+#include "ldm/ldm_database.h"
 #include "platform/platform.h"
 #include "support/fake_host_platform.h"
 #include "support/ldm_builder.h"
@@ -77,6 +80,27 @@ struct LdmAreaImage {
 // it: `area` in its last bytes, the backup private header in sector 6, one
 // dynamic partition unless the disk already has a layout.
 void PutMbrDevice(MemoryReadPlatform& platform, TestDisk& disk, uint64_t diskBytes, const LdmAreaImage& area);
+
+// A 1 MiB MBR disk of zeros served from memory, for the tests of one copy of
+// an LDM structure.
+class LdmCopyTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    platform_.DiskBytes.assign(0x100000, 0);
+    disk_.SetBytesPerSector(512);
+    disk_.SetDiskLength(0x100000);
+    disk_.SetMbrLayout();
+    database_.Disk = &disk_;
+  }
+  void PutSector(uint64_t offset, const std::vector<uint8_t>& sector) {
+    std::copy(sector.begin(), sector.end(), platform_.DiskBytes.begin() + static_cast<ptrdiff_t>(offset));
+  }
+
+  MemoryReadPlatform platform_;
+  ScopedPlatform installed_{platform_};
+  TestDisk disk_{3};
+  LDM_DATABASE database_;
+};
 
 // Rewrites the private header copies at `headerOffsets` of `bytes` to name
 // the tables of contents at `primary` and `alternate`, checksums recomputed.

@@ -4,6 +4,8 @@
 // LDM area (where the loader then finds the config header).
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <string>
 #include <vector>
 
@@ -33,6 +35,18 @@ class RealImages {
  private:
   RealImages() = default;
   std::string folder_;
+};
+
+// A test of the real images; skipped where they cannot be unpacked.
+class RealImagesTestBase : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::string skipReason;
+    images_ = RealImages::Get(skipReason);
+    if (!images_) GTEST_SKIP() << skipReason;
+  }
+
+  const RealImages* images_ = nullptr;
 };
 
 }  // namespace kestrand::test
