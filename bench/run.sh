@@ -37,14 +37,14 @@ results=$work/results.tsv
 started=$(date +%s)
 failed_checks=0
 
-# The peak memory of the XML run grows with subdisks x records (every disk
-# node of the virtual structure carries its disk's whole branch): from the
-# previous size of the same disk count, predict it and leave out runs that
-# would pass the cap.
-predict_mib() {  # previous-row new-records new-subdisks
-  awk -v row="$1" -v r="$2" -v s="$3" 'BEGIN {
+# The peak memory of the XML run grows with disks x records (the report
+# tree holds each disk's branch, records included, once in the disk sections
+# and once for the virtual structure): from the previous size of the same
+# disk count, predict it and leave out runs that would pass the cap.
+predict_mib() {  # previous-row new-records
+  awk -v row="$1" -v r="$2" 'BEGIN {
     split(row, f, "\t"); if (f[14] != "ok") { print 0; exit }
-    printf "%.0f\n", f[12] * (r * s) / (f[4] * f[6]) }'
+    printf "%.0f\n", f[12] * r / f[4] }'
 }
 
 echo "# $(date -u '+%Y-%m-%d %H:%M UTC'), $(nproc) cores, load $(cut -d' ' -f1-3 /proc/loadavg)" >"$results"
@@ -57,11 +57,10 @@ for d in $disks; do
     rm -rf "$pack"
     "$make_pack" --disks "$d" --blocks "$b" --out "$pack" >/dev/null
     records=$(awk '$1 == "records" {print $2}' "$pack/pack.txt")
-    subdisks=$(awk '$1 == "subdisks" {print $2}' "$pack/pack.txt")
     analysis=yes
     predicted=0
     if [ -n "$previous" ]; then
-      predicted=$(predict_mib "$previous" "$records" "$subdisks")
+      predicted=$(predict_mib "$previous" "$records")
       [ "$predicted" -gt "$mem" ] && analysis=no
     fi
     if [ "${SKIP_CHECKS:-0}" != 1 ]; then

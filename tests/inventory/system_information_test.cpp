@@ -79,6 +79,7 @@ TEST_F(SystemInformationTest, MissingComputerNameStopsBothFormsWithTheTextFormsM
   EXPECT_EQ(::testing::internal::GetCapturedStderr(), message);
 
   // A failed query returns its code and prints nothing.
+  host_.ComputerName = u"host.example.test";
   host_.ComputerNameCode = 5;
   EXPECT_EQ(PrintText(code), "");
   EXPECT_EQ(code, 5u);
