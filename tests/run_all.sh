@@ -10,9 +10,10 @@ jobs=${JOBS:-2}
 
 step() { printf '\n==== %s\n' "$*"; }
 
-# wine: a prefix of its own (root, no display), quiet, and without the .NET
-# and HTML runtimes, whose installers would ask through a dialog.
-export WINEPREFIX="$PWD/build-windows/wine" WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml="
+# wine: a prefix of its own (root, no display), quiet but for its errors, and
+# without the .NET and HTML runtimes, whose installers would ask through a
+# dialog.
+export WINEPREFIX="$PWD/build-windows/wine" WINEDEBUG=-all,err+all WINEDLLOVERRIDES="mscoree,mshtml="
 
 step "cross-build for Windows x86-64 and its suites under wine"
 # One wine server for the whole run (ended on exit), and wine's first start,
@@ -23,8 +24,10 @@ wineserver -k 2>/dev/null || true   # a server left by an interrupted run
 wineserver -w
 wineserver -p >/dev/null 2>&1
 trap 'wineserver -k 2>/dev/null || true' EXIT
-wine cmd /c exit >/dev/null 2>&1
-cmake -S . -B build-windows -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64.cmake -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKESTRAND_TESTS=ON
+wine cmd /c exit >/dev/null 2>&1 || { echo "wine does not start" >&2; exit 1; }
+# Release: the suites build a quarter faster than with RelWithDebInfo, in a
+# tenth of the disk space.
+cmake -S . -B build-windows -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64.cmake -DCMAKE_BUILD_TYPE=Release -DKESTRAND_TESTS=ON
 cmake --build build-windows -j"$jobs"
 test -f build-windows/kestrand.exe
 ctest --test-dir build-windows --output-on-failure -j"$jobs"
