@@ -107,7 +107,7 @@ void RefMerge(const std::vector<const CONFIG_HEADER*>& copies, RECORD_TREE_NODE*
 
 // What a record is made of; `variant` goes into a field that equality
 // compares, `link` and `link2` into the ids that place it.
-struct RecordSpec {
+struct RecordPlan {
   uint16_t Type;
   uint64_t Id;
   uint32_t Variant;
@@ -120,9 +120,9 @@ class Copies {
   explicit Copies(uint32_t seed) : random_(seed) {}
 
   std::vector<const CONFIG_HEADER*> Make() {
-    std::vector<RecordSpec> base;
+    std::vector<RecordPlan> base;
     const uint32_t count = 4 + Below(24);
-    for (uint32_t i = 0; i < count; ++i) base.push_back(RandomSpec());
+    for (uint32_t i = 0; i < count; ++i) base.push_back(RandomPlan());
     std::vector<const CONFIG_HEADER*> copies;
     const uint32_t copyCount = 1 + Below(5);
     for (uint32_t c = 0; c < copyCount; ++c) {
@@ -151,40 +151,40 @@ class Copies {
     }
   }
 
-  RecordSpec RandomSpec() {
+  RecordPlan RandomPlan() {
     static const uint16_t kTypes[] = {RECORD_TYPE_PACK,    RECORD_TYPE_VOLUME,  RECORD_TYPE_VOLUME,
                                       RECORD_TYPE_PLEX,    RECORD_TYPE_PLEX,    RECORD_TYPE_SUBDISK,
                                       RECORD_TYPE_SUBDISK, RECORD_TYPE_SUBDISK, RECORD_TYPE_DISK,
                                       RECORD_TYPE_DISK};
-    RecordSpec spec{kTypes[Below(10)], 0, Below(2), 0, 0};
-    spec.Id = Id(spec.Type);
-    if (spec.Type == RECORD_TYPE_PLEX) spec.Link = Id(RECORD_TYPE_VOLUME);
-    if (spec.Type == RECORD_TYPE_SUBDISK) {
-      spec.Link = Id(RECORD_TYPE_PLEX);
-      spec.Link2 = Id(RECORD_TYPE_DISK);
+    RecordPlan plan{kTypes[Below(10)], 0, Below(2), 0, 0};
+    plan.Id = Id(plan.Type);
+    if (plan.Type == RECORD_TYPE_PLEX) plan.Link = Id(RECORD_TYPE_VOLUME);
+    if (plan.Type == RECORD_TYPE_SUBDISK) {
+      plan.Link = Id(RECORD_TYPE_PLEX);
+      plan.Link2 = Id(RECORD_TYPE_DISK);
     }
-    return spec;
+    return plan;
   }
 
   // A copy of the base: most records as they are, some left out, some
   // changed, a few added, in a somewhat shuffled group order.
-  const CONFIG_HEADER* Derive(const std::vector<RecordSpec>& base) {
-    std::vector<RecordSpec> specs;
-    for (RecordSpec spec : base) {
+  const CONFIG_HEADER* Derive(const std::vector<RecordPlan>& base) {
+    std::vector<RecordPlan> plans;
+    for (RecordPlan plan : base) {
       const uint32_t dice = Below(20);
       if (dice == 0) continue;
-      if (dice == 1) spec.Variant = 2 + Below(2);
-      if (dice == 2 && spec.Type == RECORD_TYPE_SUBDISK) spec.Link2 = Id(RECORD_TYPE_DISK);
-      if (dice == 3 && spec.Type == RECORD_TYPE_PLEX) spec.Link = Id(RECORD_TYPE_VOLUME);
-      specs.push_back(spec);
+      if (dice == 1) plan.Variant = 2 + Below(2);
+      if (dice == 2 && plan.Type == RECORD_TYPE_SUBDISK) plan.Link2 = Id(RECORD_TYPE_DISK);
+      if (dice == 3 && plan.Type == RECORD_TYPE_PLEX) plan.Link = Id(RECORD_TYPE_VOLUME);
+      plans.push_back(plan);
     }
-    for (uint32_t extra = Below(3); extra > 0; --extra) specs.push_back(RandomSpec());
-    for (uint32_t swaps = Below(4); swaps > 0 && specs.size() > 1; --swaps)
-      std::swap(specs[Below(static_cast<uint32_t>(specs.size()))], specs[Below(static_cast<uint32_t>(specs.size()))]);
+    for (uint32_t extra = Below(3); extra > 0; --extra) plans.push_back(RandomPlan());
+    for (uint32_t swaps = Below(4); swaps > 0 && plans.size() > 1; --swaps)
+      std::swap(plans[Below(static_cast<uint32_t>(plans.size()))], plans[Below(static_cast<uint32_t>(plans.size()))]);
 
     auto header = std::make_unique<CONFIG_HEADER>();
-    for (const RecordSpec& spec : specs) {
-      AddRecord(*header, spec);
+    for (const RecordPlan& plan : plans) {
+      AddRecord(*header, plan);
       // A group without a decoded record (broken or ignored) is passed over.
       if (Below(12) == 0) header->GroupList.push_back(std::make_unique<VBLK_GROUP>());
     }
@@ -192,50 +192,50 @@ class Copies {
     return owned_.back().get();
   }
 
-  static std::unique_ptr<LDM_RECORD> NewRecord(const RecordSpec& spec) {
-    switch (spec.Type) {
+  static std::unique_ptr<LDM_RECORD> NewRecord(const RecordPlan& plan) {
+    switch (plan.Type) {
       case RECORD_TYPE_PACK: {
         auto pack = std::make_unique<PACK_RECORD>();
-        pack->PackId.Data1 = 0x1000 + spec.Variant;
+        pack->PackId.Data1 = 0x1000 + plan.Variant;
         return pack;
       }
       case RECORD_TYPE_VOLUME: {
         auto volume = std::make_unique<VOLUME_RECORD>();
-        volume->Length = 100 + spec.Variant;
+        volume->Length = 100 + plan.Variant;
         return volume;
       }
       case RECORD_TYPE_PLEX: {
         auto plex = std::make_unique<PLEX_RECORD>();
-        plex->VolumeRecordId = spec.Link;
-        plex->SubdiskCount = spec.Variant;
+        plex->VolumeRecordId = plan.Link;
+        plex->SubdiskCount = plan.Variant;
         return plex;
       }
       case RECORD_TYPE_SUBDISK: {
         auto subdisk = std::make_unique<SUBDISK_RECORD>();
-        subdisk->PlexRecordId = spec.Link;
-        subdisk->DiskRecordId = spec.Link2;
-        subdisk->DetachSequence = spec.Variant;
+        subdisk->PlexRecordId = plan.Link;
+        subdisk->DiskRecordId = plan.Link2;
+        subdisk->DetachSequence = plan.Variant;
         return subdisk;
       }
       default: {
         auto disk = std::make_unique<DISK_RECORD>();
-        disk->PersistentFlags = spec.Variant;
+        disk->PersistentFlags = plan.Variant;
         return disk;
       }
     }
   }
 
-  static void AddRecord(CONFIG_HEADER& header, const RecordSpec& spec) {
+  static void AddRecord(CONFIG_HEADER& header, const RecordPlan& plan) {
     auto entry = std::make_unique<RECORD_ENTRY>();
     auto group = std::make_unique<VBLK_GROUP>();
     entry->List = &header.RecordList;
-    entry->RecordId = spec.Id;
-    entry->RecordType = spec.Type;
-    entry->Record = NewRecord(spec);
+    entry->RecordId = plan.Id;
+    entry->RecordType = plan.Type;
+    entry->Record = NewRecord(plan);
     entry->Record->Entry = entry.get();
     entry->Record->Group = group.get();
     group->GroupNumber = static_cast<uint32_t>(header.GroupList.size() + 1);
-    group->TypeWord = spec.Type;
+    group->TypeWord = plan.Type;
     group->Entry = entry.get();
     header.GroupList.push_back(std::move(group));
     header.RecordList.Entries.push_back(std::move(entry));
