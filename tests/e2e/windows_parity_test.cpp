@@ -103,17 +103,24 @@ std::string MaskHostBranches(std::string xml) {
   return xml;
 }
 
+// The command line as a trace shows it.
+std::string Shown(const std::vector<std::string>& args) {
+  std::string shown = "kestrand";
+  for (const std::string& arg : args) shown += " '" + arg + "'";
+  return shown;
+}
+
 bool IsXml(const std::string& bytes) { return bytes.rfind("<?xml", 0) == 0; }
 
-void ExpectSameOutcome(const Outcome& linux, const Outcome& windows) {
-  EXPECT_EQ(windows.Process.ExitStatus, linux.Process.ExitStatus);
-  EXPECT_EQ(MaskHostSections(FromCrLf(windows.Process.Out)), MaskHostSections(linux.Process.Out));
-  EXPECT_EQ(FromCrLf(windows.Process.Err), linux.Process.Err);
-  ASSERT_EQ(windows.Files.size(), linux.Files.size());
-  for (const auto& [name, bytes] : linux.Files) {
+void ExpectSameOutcome(const Outcome& linuxRun, const Outcome& windowsRun) {
+  EXPECT_EQ(windowsRun.Process.ExitStatus, linuxRun.Process.ExitStatus);
+  EXPECT_EQ(MaskHostSections(FromCrLf(windowsRun.Process.Out)), MaskHostSections(linuxRun.Process.Out));
+  EXPECT_EQ(FromCrLf(windowsRun.Process.Err), linuxRun.Process.Err);
+  ASSERT_EQ(windowsRun.Files.size(), linuxRun.Files.size());
+  for (const auto& [name, bytes] : linuxRun.Files) {
     SCOPED_TRACE(name);
-    ASSERT_EQ(windows.Files.count(name), 1u);
-    const std::string& windowsBytes = windows.Files.at(name);
+    ASSERT_EQ(windowsRun.Files.count(name), 1u);
+    const std::string& windowsBytes = windowsRun.Files.at(name);
     if (IsXml(bytes)) {
       // One line, no line ends to convert.
       EXPECT_EQ(MaskHostBranches(windowsBytes), MaskHostBranches(bytes));
@@ -154,13 +161,13 @@ class WindowsParity : public ::testing::Test {
   std::string wine_;
 };
 
-struct CommandLine {
+struct CommandLineCase {
   std::vector<std::string> Args;
   int Status;
 };
 
 TEST_F(WindowsParity, CommandLinesGiveTheSameMessagesUsageAndStatus) {
-  const CommandLine lines[] = {
+  const CommandLineCase lines[] = {
       {{"-?"}, 0},
       {{"/H"}, 0},
       {{"-x"}, 255},
@@ -178,26 +185,24 @@ TEST_F(WindowsParity, CommandLinesGiveTheSameMessagesUsageAndStatus) {
       {{"-a", "-l", "missing.bin"}, 0},
       {{"-f", "-l", "missing.bin"}, 0},
   };
-  for (const CommandLine& line : lines) {
-    std::string shown;
-    for (const std::string& arg : line.Args) shown += " '" + arg + "'";
-    SCOPED_TRACE("kestrand" + shown);
-    const Outcome linux = RunLinux(line.Args);
-    const Outcome windows = RunWindows(line.Args);
-    EXPECT_EQ(linux.Process.ExitStatus, line.Status);
-    EXPECT_EQ(windows.Process.ExitStatus, line.Status);
-    ExpectSameOutcome(linux, windows);
+  for (const CommandLineCase& line : lines) {
+    SCOPED_TRACE(Shown(line.Args));
+    const Outcome linuxRun = RunLinux(line.Args);
+    const Outcome windowsRun = RunWindows(line.Args);
+    EXPECT_EQ(linuxRun.Process.ExitStatus, line.Status);
+    EXPECT_EQ(windowsRun.Process.ExitStatus, line.Status);
+    ExpectSameOutcome(linuxRun, windowsRun);
   }
 }
 
 // `wine kestrand.exe` examines the wine host: its volumes and drive letters
 // come through the Windows volume calls (wine's disk listing finds no disk).
 TEST_F(WindowsParity, LiveRunUnderWineReportsTheWineHost) {
-  const Outcome windows = RunWindows({});
-  ASSERT_EQ(windows.Process.ExitStatus, 0) << windows.Process.Err;
-  EXPECT_EQ(windows.Process.Err, "");
-  EXPECT_TRUE(windows.Files.empty());
-  const std::string text = FromCrLf(windows.Process.Out);
+  const Outcome windowsRun = RunWindows({});
+  ASSERT_EQ(windowsRun.Process.ExitStatus, 0) << windowsRun.Process.Err;
+  EXPECT_EQ(windowsRun.Process.Err, "");
+  EXPECT_TRUE(windowsRun.Files.empty());
+  const std::string text = FromCrLf(windowsRun.Process.Out);
   EXPECT_EQ(text.find("[LF without CR]"), std::string::npos);
   EXPECT_NE(text.find("             Version: "), std::string::npos);
   EXPECT_NE(text.find("\t\\\\?\\Volume{"), std::string::npos) << text;
@@ -232,10 +237,10 @@ TEST_P(WindowsParityOnImages, BothReportsOfTheDatabaseAreTheSame) {
   for (const std::vector<std::string>& args :
        {std::vector<std::string>{"-l", kDatabase, "-a", "-f", "report.xml"},
         std::vector<std::string>{"-l", kDatabase, "-f", "report.txt"}}) {
-    SCOPED_TRACE(args[2] + " " + args[3]);
-    const Outcome linux = RunLinux(args, database);
-    ASSERT_EQ(linux.Files.size(), 1u) << linux.Process.Err;
-    ExpectSameOutcome(linux, RunWindows(args, database));
+    SCOPED_TRACE(Shown(args));
+    const Outcome linuxRun = RunLinux(args, database);
+    ASSERT_EQ(linuxRun.Files.size(), 1u) << linuxRun.Process.Err;
+    ExpectSameOutcome(linuxRun, RunWindows(args, database));
   }
 }
 

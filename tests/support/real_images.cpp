@@ -15,9 +15,15 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::string ReadAll(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+// The last `size` bytes of a file, or "" when it is shorter.
+std::string ReadTail(const std::string& path, uint64_t size) {
+  std::ifstream in(path, std::ios::binary | std::ios::ate);
+  const std::streamoff length = in.tellg();
+  if (!in || length < static_cast<std::streamoff>(size)) return "";
+  std::string bytes(size, '\0');
+  in.seekg(length - static_cast<std::streamoff>(size));
+  in.read(bytes.data(), static_cast<std::streamsize>(size));
+  return in ? bytes : "";
 }
 
 void WriteAll(const std::string& path, const char* data, size_t size) {
@@ -90,9 +96,9 @@ std::string RealImages::RepairedPath(const std::string& name) const {
 std::string RealImages::DatabaseFile(const std::string& name, bool repaired) const {
   const std::string file = folder_ + "/" + (repaired ? "repaired-" : "") + name + ".ldm";
   if (fs::exists(file)) return file;
-  const std::string bytes = ReadAll(repaired ? RepairedPath(name) : Path(name));
-  if (bytes.size() < kLdmAreaBytes) return file;
-  WriteAll(file, bytes.data() + bytes.size() - kLdmAreaBytes, kLdmAreaBytes);
+  const std::string bytes = ReadTail(repaired ? RepairedPath(name) : Path(name), kLdmAreaBytes);
+  if (bytes.empty()) return file;
+  WriteAll(file, bytes.data(), bytes.size());
   return file;
 }
 
