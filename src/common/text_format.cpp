@@ -63,7 +63,7 @@ std::u16string AnsiToWide(std::string_view text) {
 
 namespace {
 
-// One conversion specification: %[flags][width][.precision][size]type
+// One conversion directive: %[flags][width][.precision][size]type
 struct Spec {
   bool left = false, plus = false, space = false, alt = false, zero = false;
   int width = 0;
