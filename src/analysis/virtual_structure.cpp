@@ -44,7 +44,7 @@ uint32_t AddCommonAttributes(CKestrandTreeNode* element, const RECORD_TREE_NODE&
   const VBLK_GROUP* group = record.Group;
   const uint16_t typeWord = group ? group->TypeWord : 0;
   const RecordTypeNames names = NamesOf(node.RecordType);
-  AttributeSequence add(element);
+  CAttributeAdder add(element);
   add.Text("_ElementDisplayName", std::string(record.RecordName) + names.Suffix);
   add.Text("_ElementIcon", "3");
   add.Text("Type", names.Word);

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "common/formatters.h"
 #include "common/text_format.h"
 #include "common/text_writer.h"
 #include "platform/types.h"
@@ -97,6 +98,16 @@ uint32_t WriteXmlDocument(const char* fileName, const CKestrandTreeNode* root) {
   // Buffered bytes reach the file only here, so closing decides success.
   if (std::fclose(file) != 0 && code == 0) code = ERROR_INVALID_PARAMETER_CODE;
   return code;
+}
+
+}  // namespace kestrand
+
+namespace kestrand {
+
+CAttributeAdder& CAttributeAdder::Flags(const char* name, uint32_t value) {
+  std::u16string text;
+  FormatHex(value, text);
+  return Wide(name, text);
 }
 
 }  // namespace kestrand

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <string>
 
+#include "common/first_code.h"
 #include "common/tree_node.h"
 
 namespace kestrand {
@@ -49,5 +50,46 @@ class CKestrandXMLWriter {
 // `fileName`: 87 when it cannot be opened or closed, else the first
 // non-zero code of the writing.
 uint32_t WriteXmlDocument(const char* fileName, const CKestrandTreeNode* root);
+
+// Adds attributes to one node in order; after the first failure nothing more
+// is added and Code() keeps that failure.
+class CAttributeAdder {
+ public:
+  explicit CAttributeAdder(CKestrandTreeNode* node, uint32_t code = 0) : node_(node), code_(code) {}
+
+  CAttributeAdder& Text(const char* name, const char* value) {
+    code_.Then([&] { return CKestrandXMLWriter::NewAttribute(node_, name, value); });
+    return *this;
+  }
+  CAttributeAdder& Text(const char* name, const std::string& value) { return Text(name, value.c_str()); }
+  CAttributeAdder& Wide(const char* name, const char16_t* value) {
+    code_.Then([&] { return CKestrandXMLWriter::NewAttributeW(node_, name, value); });
+    return *this;
+  }
+  CAttributeAdder& Wide(const char* name, const std::u16string& value) { return Wide(name, value.c_str()); }
+  CAttributeAdder& Number(const char* name, uint64_t value) {
+    code_.Then([&] { return CKestrandXMLWriter::NewAttributeULL(node_, name, value); });
+    return *this;
+  }
+  // "0x%08lx"
+  CAttributeAdder& Flags(const char* name, uint32_t value);
+  // `_ElementDisplayName` then `_ElementIcon`.
+  CAttributeAdder& Display(const char* caption, const char* icon) {
+    code_.Then([&] { return CKestrandXMLWriter::SetElementDisplay(node_, caption, icon); });
+    return *this;
+  }
+  // A step of another kind that belongs to the same chain.
+  template <typename Step>
+  CAttributeAdder& Then(Step&& step) {
+    code_.Then(std::forward<Step>(step));
+    return *this;
+  }
+
+  uint32_t Code() const { return code_.Code(); }
+
+ private:
+  CKestrandTreeNode* node_;
+  CFirstCode code_;
+};
 
 }  // namespace kestrand

@@ -50,7 +50,7 @@ void PrintBlockList(FILE* stream, const CONFIG_HEADER& header) {
   PrintWide(stream, u"\n");
 }
 
-void AddCountAttributes(AttributeSequence& add, const char* prefix, uint64_t sequence, const VMDB_COUNTS& counts) {
+void AddCountAttributes(CAttributeAdder& add, const char* prefix, uint64_t sequence, const VMDB_COUNTS& counts) {
   const std::string p(prefix);
   add.Number((p + "Sequence").c_str(), sequence);
   add.Number((p + "Volumes").c_str(), counts.Volumes);
@@ -71,7 +71,7 @@ uint32_t AddBlockList(CKestrandTreeNode* parent, const CONFIG_HEADER& header) {
     if (entry.FragmentSize > kLargestListedFragment) continue;
     CKestrandTreeNode* block = AddDisplayedChild(list, "Block", FormatNarrow("Block %u", i + 1), "3", code);
     if (!block) return code;
-    AttributeSequence add(block);
+    CAttributeAdder add(block);
     add.Number("NextBlockNumber", entry.NextBlock);
     add.Flags("TransFlags", entry.Flag);
     add.Number("BlockNumber", i);
@@ -123,7 +123,7 @@ uint32_t CONFIG_WRAPPER::AddToReport(CKestrandTreeNode* node) const {
   uint32_t code = 0;
   CKestrandTreeNode* element = AddDisplayedChild(node, "ConfigHeader", std::string("Config Header ") + Name, "3", code);
   if (!element) return code;
-  AttributeSequence add(element);
+  CAttributeAdder add(element);
   add.Wide("MagicString", AnsiToWide(Magic));
   add.Number("SectorOffset", Offset / sectorSize);
   add.Number("BlocksCount", h.NumBlocks);

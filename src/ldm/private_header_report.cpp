@@ -65,7 +65,7 @@ uint32_t PRIVATE_HEADER_WRAPPER::AddToReport(CKestrandTreeNode* node) const {
   CKestrandTreeNode* element = AddDisplayedChild(node, "PrivateHeader", std::string("Private Header ") + Name,
                                                  ReadStatus < 0 ? "4" : "3", code);
   if (!element) return code;
-  AttributeSequence add(element);
+  CAttributeAdder add(element);
   if (ReadStatus < 0) {
     // The status as the error report shows it: unsigned 32-bit.
     add.Number("ReadDiskStatusCode", static_cast<uint32_t>(ReadStatus));

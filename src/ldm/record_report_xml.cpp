@@ -36,7 +36,7 @@ uint32_t AddRecord(CKestrandTreeNode* records, const VBLK_GROUP& group, const RE
   CKestrandTreeNode* element =
       AddDisplayedChild(records, "Record", FormatNarrow("Record %u ", group.GroupNumber) + typeWord, "3", code);
   if (!element) return code;
-  AttributeSequence add(element);
+  CAttributeAdder add(element);
   add.Text("Type", typeWord);
   add.Number("Id", entry.RecordId);
   add.Text("Name", record.RecordName);
@@ -76,7 +76,7 @@ uint32_t AddVolumeAttributes(CKestrandTreeNode* element, const VOLUME_RECORD* v)
   const bool haveMountName = GetVolumeMountName(&v->VolumeGuid, mountName) == 0;
   const std::u16string guid = GuidText(v->VolumeGuid);
 
-  AttributeSequence add(element);
+  CAttributeAdder add(element);
   add.Text("UsageType", v->UsageType);
   add.Text("FileSystemTypeOnlyMattersIfGpt", FileSystemTypeWord(v->FileSystemType[0]));
   add.Text("State", v->State);
@@ -100,7 +100,7 @@ uint32_t AddVolumeAttributes(CKestrandTreeNode* element, const VOLUME_RECORD* v)
 
 uint32_t AddPlexAttributes(CKestrandTreeNode* element, const PLEX_RECORD* p) {
   if (!element || !p) return ERROR_INVALID_PARAMETER_CODE;
-  AttributeSequence add(element);
+  CAttributeAdder add(element);
   add.Text("State", p->State);
   const char* layout = PlexLayoutWord(p->Layout);
   add.Text("Layout", layout ? layout : "Unknown");
@@ -119,7 +119,7 @@ uint32_t AddPlexAttributes(CKestrandTreeNode* element, const PLEX_RECORD* p) {
 uint32_t AddSubdiskAttributes(CKestrandTreeNode* element, const SUBDISK_RECORD* s) {
   if (!element || !s) return ERROR_INVALID_PARAMETER_CODE;
   const uint16_t flags = s->RecordFlags();
-  AttributeSequence add(element);
+  CAttributeAdder add(element);
   add.Flags("PersistentFlags", s->PersistentFlags);
   add.Number("DiskRecordId", s->DiskRecordId);
   add.Wide("DiskOffset", GroupedText(s->DiskOffset));
@@ -136,7 +136,7 @@ uint32_t AddSubdiskAttributes(CKestrandTreeNode* element, const SUBDISK_RECORD* 
 
 uint32_t AddDiskAttributes(CKestrandTreeNode* element, const DISK_RECORD* d) {
   if (!element || !d) return ERROR_INVALID_PARAMETER_CODE;
-  AttributeSequence add(element);
+  CAttributeAdder add(element);
   add.Wide("DeviceInstance", d->DeviceInstance.get());
   add.Wide("DiskId", GuidText(d->DiskId));
   add.Wide("LastDiskSetId", GuidText(d->LastDiskSetId));
@@ -147,7 +147,7 @@ uint32_t AddDiskAttributes(CKestrandTreeNode* element, const DISK_RECORD* d) {
 uint32_t AddPackAttributes(CKestrandTreeNode* element, const PACK_RECORD* p) {
   if (!element || !p) return ERROR_INVALID_PARAMETER_CODE;
   const uint16_t flags = p->RecordFlags();
-  AttributeSequence add(element);
+  CAttributeAdder add(element);
   add.Wide("PackId", GuidText(p->PackId));
   add.Wide("DiskSetId", GuidText(p->DiskSetId));
   add.Flags("PersistentFlags", p->PersistentFlags);

@@ -49,7 +49,7 @@ uint32_t TOC_WRAPPER::AddToReport(CKestrandTreeNode* node) const {
 
   CKestrandTreeNode* basic = AddDisplayedChild(element, "BasicInformation", "Basic Information", "3", code);
   if (!basic) return code;
-  AttributeSequence basicAttributes(basic);
+  CAttributeAdder basicAttributes(basic);
   basicAttributes.Wide("MagicString", AnsiToWide(Magic));
   basicAttributes.Number("SectorOffset", Offset);  // in bytes, as the branch has always shown it
   if (basicAttributes.Code() != 0) return basicAttributes.Code();
@@ -58,7 +58,7 @@ uint32_t TOC_WRAPPER::AddToReport(CKestrandTreeNode* node) const {
     const TOC_REGION& region = Toc.Regions[i];
     CKestrandTreeNode* entry = AddDisplayedChild(element, "Entry", FormatNarrow("Entry %u", i + 1), "3", code);
     if (!entry) return code;
-    AttributeSequence add(entry);
+    CAttributeAdder add(entry);
     add.Text("Type", RegionTypeWord(region.RegionType));
     add.Number("ExtentOffset", region.ExtentOffset);
     add.Number("ExtentLength", region.ExtentLength);
