@@ -2,11 +2,13 @@
 // Everything here answers in the terms the reports print: Win32 error codes,
 // NTSTATUS values and the Windows storage structures of types.h. The build
 // picks the native implementation (platform/linux or platform/windows); tests
-// install their own with InstallPlatform.
+// install their own with InstallPlatform. At the end, what implementations
+// without the Windows calls use to answer in their terms.
 #pragma once
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/types.h"
@@ -113,5 +115,33 @@ void InstallPlatform(CPlatform* platform);
 
 // The build's own implementation.
 CPlatform& NativePlatform();
+
+// The Win32 code a Windows caller gets for a failed NTSTATUS (the common
+// cases of the system's own mapping); 0 for success, 31 for the rest.
+WIN32_ERROR Win32FromNtStatus(NTSTATUS status);
+
+// The usual convention for disks without real cylinders: 255 tracks per
+// cylinder and 63 sectors per track unless the driver gives its own, and as
+// many whole cylinders as fit.
+constexpr uint32_t kDefaultTracksPerCylinder = 255;
+constexpr uint32_t kDefaultSectorsPerTrack = 63;
+
+DISK_GEOMETRY_EX MakeDiskGeometry(int64_t diskSize, uint32_t bytesPerSector, bool removable,
+                                  uint32_t tracksPerCylinder = kDefaultTracksPerCylinder,
+                                  uint32_t sectorsPerTrack = kDefaultSectorsPerTrack);
+
+// `firstAlignedOffset` is the byte offset of the first logical sector that
+// starts a physical sector (what Linux calls the alignment offset). Windows
+// reports the complement instead: how far into its physical sector logical
+// sector 0 lies.
+STORAGE_ACCESS_ALIGNMENT_DESCRIPTOR MakeAlignmentDescriptor(uint32_t logicalSectorSize,
+                                                            uint32_t physicalSectorSize,
+                                                            uint32_t firstAlignedOffset);
+
+// UTF-8 (file names, host names, sysfs and /proc text) to and from the UTF-16
+// the interface speaks. Invalid input never fails: a byte that does not start
+// a valid sequence becomes U+FFFD, an unpaired surrogate too.
+std::u16string Utf8ToUtf16(std::string_view text);
+std::string Utf16ToUtf8(std::u16string_view text);
 
 }  // namespace kestrand

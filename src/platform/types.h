@@ -1,6 +1,7 @@
-// The storage and identity structures the tool reads, laid out exactly as the
-// Windows storage stack returns them, so that one decoder and one report serve
-// both builds. On Linux the platform layer fills them itself.
+// The status codes the platform answers in, and the storage and identity
+// structures the tool reads, laid out exactly as the Windows storage stack
+// returns them, so that one decoder and one report serve both builds. On
+// Linux the platform layer fills them itself.
 #pragma once
 
 #include <cstddef>
@@ -12,12 +13,17 @@ using WIN32_ERROR = uint32_t;  // Win32 error code: 0 success
 using NTSTATUS = int32_t;      // negative is a failure
 
 constexpr WIN32_ERROR ERROR_SUCCESS_CODE = 0;
+constexpr WIN32_ERROR ERROR_INVALID_FUNCTION_CODE = 1;
 constexpr WIN32_ERROR ERROR_FILE_NOT_FOUND_CODE = 2;
+constexpr WIN32_ERROR ERROR_PATH_NOT_FOUND_CODE = 3;
 constexpr WIN32_ERROR ERROR_ACCESS_DENIED_CODE = 5;
+constexpr WIN32_ERROR ERROR_INVALID_HANDLE_CODE = 6;
 constexpr WIN32_ERROR ERROR_NOT_ENOUGH_MEMORY_CODE = 8;
 constexpr WIN32_ERROR ERROR_INVALID_DATA_CODE = 13;
 constexpr WIN32_ERROR ERROR_NOT_READY_CODE = 21;
 constexpr WIN32_ERROR ERROR_GEN_FAILURE_CODE = 31;
+constexpr WIN32_ERROR ERROR_SHARING_VIOLATION_CODE = 32;
+constexpr WIN32_ERROR ERROR_HANDLE_EOF_CODE = 38;
 constexpr WIN32_ERROR ERROR_NOT_SUPPORTED_CODE = 50;
 constexpr WIN32_ERROR ERROR_INVALID_PARAMETER_CODE = 87;
 constexpr WIN32_ERROR ERROR_INSUFFICIENT_BUFFER_CODE = 122;
@@ -27,6 +33,7 @@ constexpr WIN32_ERROR ERROR_NOT_FOUND_CODE = 1168;
 
 constexpr NTSTATUS STATUS_SUCCESS_CODE = 0;
 constexpr NTSTATUS STATUS_INVALID_PARAMETER_CODE = static_cast<NTSTATUS>(0xC000000D);
+constexpr NTSTATUS STATUS_INVALID_HANDLE_CODE = static_cast<NTSTATUS>(0xC0000008);
 constexpr NTSTATUS STATUS_NO_SUCH_DEVICE_CODE = static_cast<NTSTATUS>(0xC000000E);
 constexpr NTSTATUS STATUS_END_OF_FILE_CODE = static_cast<NTSTATUS>(0xC0000011);
 constexpr NTSTATUS STATUS_ACCESS_DENIED_CODE = static_cast<NTSTATUS>(0xC0000022);
@@ -35,6 +42,7 @@ constexpr NTSTATUS STATUS_OBJECT_PATH_NOT_FOUND_CODE = static_cast<NTSTATUS>(0xC
 constexpr NTSTATUS STATUS_SHARING_VIOLATION_CODE = static_cast<NTSTATUS>(0xC0000043);
 constexpr NTSTATUS STATUS_INSUFFICIENT_RESOURCES_CODE = static_cast<NTSTATUS>(0xC000009A);
 constexpr NTSTATUS STATUS_DEVICE_NOT_READY_CODE = static_cast<NTSTATUS>(0xC00000A3);
+constexpr NTSTATUS STATUS_FILE_IS_A_DIRECTORY_CODE = static_cast<NTSTATUS>(0xC00000BA);
 constexpr NTSTATUS STATUS_IO_DEVICE_ERROR_CODE = static_cast<NTSTATUS>(0xC0000185);
 constexpr NTSTATUS STATUS_NO_MEDIA_IN_DEVICE_CODE = static_cast<NTSTATUS>(0xC0000013);
 constexpr NTSTATUS STATUS_UNSUCCESSFUL_CODE = static_cast<NTSTATUS>(0xC0000001);

@@ -8,8 +8,7 @@
 #include <fstream>
 #include <random>
 
-#include "platform/crc32.h"
-#include "platform/little_endian.h"
+#include "partition/table_bytes.h"
 
 namespace kestrand {
 namespace {

@@ -2,10 +2,8 @@
 
 #include <algorithm>
 
-#include "platform/partition_table.h"
-#include "platform/status_codes.h"
-#include "platform/storage_answers.h"
-#include "platform/utf8_text.h"
+#include "partition/partition_table.h"
+#include "platform/platform.h"
 
 namespace kestrand {
 namespace {

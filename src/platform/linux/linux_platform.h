@@ -1,18 +1,37 @@
 // The Linux implementation of the platform interface: sysfs for the disks,
 // block-device ioctls for the device queries, pread for raw reads, mountinfo
 // for volumes, uname and friends for host facts. Handles are file
-// descriptors, and every one is opened read-only.
+// descriptors, and every one is opened read-only. Its operations are spread
+// over the files of this folder by concern: disks and device queries
+// (linux_disks.cpp), raw reads (linux_raw_reads.cpp), volumes
+// (linux_volumes.cpp), device-mapper names (linux_dm_names.cpp), host facts
+// (linux_host.cpp).
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <string>
 #include <vector>
 
-#include "platform/linux/disk_listing.h"
-#include "platform/partition_table.h"
+#include "partition/partition_table.h"
 #include "platform/platform.h"
 
 namespace kestrand {
+
+// One whole disk of the host as the tool numbers it: an entry of
+// <sys>/block that has media, leaving out RAM disks, compressed RAM disks,
+// device-mapper and MD devices, optical drives and loop devices without a
+// backing file. Disk numbers are positions in the list ordered by the
+// kernel's device number (major, then minor).
+struct ListedDisk {
+  std::string Name;        // kernel name, e.g. "sda"
+  uint32_t Major = 0;
+  uint32_t Minor = 0;
+  uint32_t Number = 0;     // the tool's disk number
+  bool Removable = false;  // <sys>/block/NAME/removable says 1
+  std::string DevicePath;  // <dev>/NAME
+  std::string InstanceId;  // sysfs device path, e.g. "devices/pci0000:00/0000:00:1f.2/.../block/sda"
+};
 
 class CLinuxPlatform : public CPlatform {
  public:

@@ -68,15 +68,40 @@ inline std::u16string FromWide(const WCHAR* text, size_t capacity) {
   return std::u16string(reinterpret_cast<const char16_t*>(text), length);
 }
 
+// Owns one handle of the API and gives it back with its closing routine
+// (CloseHandle, FindVolumeClose, FreeLibrary, SetupDiDestroyDeviceInfoList)
+// when it goes; a handle equal to `invalid` was never opened. A handle that
+// fails to close leaves nothing for the report to say, so what the routine
+// answers is not looked at.
+template <class Handle>
+class CScopedHandle {
+ public:
+  using CloseRoutine = BOOL(WINAPI*)(Handle);
+
+  CScopedHandle(Handle handle, Handle invalid, CloseRoutine close)
+      : handle_(handle), invalid_(invalid), close_(close) {}
+  ~CScopedHandle() {
+    if (handle_ != invalid_) close_(handle_);
+  }
+  CScopedHandle(const CScopedHandle&) = delete;
+  CScopedHandle& operator=(const CScopedHandle&) = delete;
+  Handle Get() const { return handle_; }
+
+ private:
+  Handle handle_;
+  Handle invalid_;
+  CloseRoutine close_;
+};
+
 // A buffer from the C runtime's heap, whose exhaustion the callers report
 // as a code rather than ending the process.
-class HeapBuffer {
+class CHeapBuffer {
  public:
-  HeapBuffer() = default;
-  explicit HeapBuffer(size_t bytes) { Reset(bytes); }
-  ~HeapBuffer() { std::free(bytes_); }
-  HeapBuffer(const HeapBuffer&) = delete;
-  HeapBuffer& operator=(const HeapBuffer&) = delete;
+  CHeapBuffer() = default;
+  explicit CHeapBuffer(size_t bytes) { Reset(bytes); }
+  ~CHeapBuffer() { std::free(bytes_); }
+  CHeapBuffer(const CHeapBuffer&) = delete;
+  CHeapBuffer& operator=(const CHeapBuffer&) = delete;
 
   // Replaces the contents by `bytes` zero bytes; false when out of memory.
   bool Reset(size_t bytes) {

@@ -1,5 +1,8 @@
 // Host facts: computer name, operating system version, product type and
-// suites, processor, and the cluster service's state on this node.
+// suites, processor, and the cluster service's state on this node; the one
+// registry value the tool reads (the volume manager's primary pack id); the
+// process error mode; and the native platform.
+#include "platform/query_buffers.h"
 #include "platform/windows/windows_platform.h"
 
 namespace kestrand {
@@ -11,20 +14,6 @@ static_assert(VER_PRODUCT_TYPE == 0x80 && VER_SUITENAME == 0x40);
 static_assert(VER_EQUAL == 1 && VER_OR == 7);
 
 using GetNodeClusterStateRoutine = DWORD(WINAPI*)(LPCWSTR nodeName, DWORD* clusterState);
-
-class LoadedLibrary {
- public:
-  explicit LoadedLibrary(HMODULE module) : module_(module) {}
-  ~LoadedLibrary() {
-    if (module_ != nullptr) FreeLibrary(module_);
-  }
-  LoadedLibrary(const LoadedLibrary&) = delete;
-  LoadedLibrary& operator=(const LoadedLibrary&) = delete;
-  HMODULE Get() const { return module_; }
-
- private:
-  HMODULE module_;
-};
 
 // The cluster client library from the system directory only, never from the
 // current or the tool's directory. Hosts without it answer nullptr.
@@ -47,14 +36,32 @@ bool VerifyOne(OSVERSIONINFOEXW& wanted, DWORD typeMask, BYTE condition) {
   return VerifyVersionInfoW(&wanted, typeMask, conditions) != FALSE;
 }
 
+constexpr ULONG kRegistryAbsolutePath = 0;   // RTL_REGISTRY_ABSOLUTE
+constexpr ULONG kQueryValueRequired = 0x4;  // RTL_QUERY_REGISTRY_REQUIRED
+
+// Runs inside the registry query: keeps a REG_SZ value, refuses any other.
+::NTSTATUS NTAPI CopyPrimaryPackId(PWSTR, ULONG valueType, PVOID valueData, ULONG valueLength,
+                                   PVOID, PVOID entryContext) {
+  auto* copy = static_cast<CRegistryStringCopy*>(entryContext);
+  return copy->Assign(valueType, valueData, valueLength);
+}
+
 }  // namespace
+
+CPlatform& NativePlatform() {
+  static CWindowsPlatform platform;
+  return platform;
+}
+
+uint32_t CWindowsPlatform::SetErrorMode(uint32_t mode) { return ::SetErrorMode(mode); }
 
 WIN32_ERROR CWindowsPlatform::GetComputerName(std::u16string& name) {
   name.clear();
   DWORD chars = 0;
+  // Asked without a buffer, the call fails by design; only the length counts.
   GetComputerNameExW(ComputerNameDnsFullyQualified, nullptr, &chars);
   if (chars == 0) return ERROR_SUCCESS_CODE;  // no size: the caller reports it
-  HeapBuffer buffer(static_cast<size_t>(chars) * sizeof(WCHAR));
+  CHeapBuffer buffer(static_cast<size_t>(chars) * sizeof(WCHAR));
   if (!buffer.Allocated()) return ERROR_NOT_ENOUGH_MEMORY_CODE;
   if (!GetComputerNameExW(ComputerNameDnsFullyQualified, buffer.As<WCHAR>(), &chars))
     return GetLastError();
@@ -99,7 +106,7 @@ WIN32_ERROR CWindowsPlatform::GetNodeClusterState(const std::u16string& computer
                                                   uint32_t& state) {
   // Loaded at run time: hosts without the cluster client still run the tool,
   // and its absence is this query's failure.
-  LoadedLibrary library(LoadClusterLibrary());
+  CScopedHandle<HMODULE> library(LoadClusterLibrary(), nullptr, FreeLibrary);
   if (library.Get() == nullptr) return GetLastError();
   const FARPROC address = GetProcAddress(library.Get(), "GetNodeClusterState");
   if (address == nullptr) return GetLastError();
@@ -109,6 +116,22 @@ WIN32_ERROR CWindowsPlatform::GetNodeClusterState(const std::u16string& computer
   const DWORD error = routine(ToWide(computerName), &clusterState);
   if (error == ERROR_SUCCESS) state = clusterState;
   return error;
+}
+
+NTSTATUS CWindowsPlatform::QueryPrimaryPackId(std::u16string& value) {
+  value.clear();
+  WCHAR valueName[] = L"PrimaryPackId";
+  CRegistryStringCopy copy;
+  KESTRAND_RTL_QUERY_REGISTRY_TABLE table[2] = {};
+  table[0].QueryRoutine = CopyPrimaryPackId;
+  table[0].Flags = kQueryValueRequired;
+  table[0].Name = valueName;
+  table[0].EntryContext = &copy;
+  const NTSTATUS status = RtlQueryRegistryValues(
+      kRegistryAbsolutePath, L"\\Registry\\Machine\\System\\CurrentControlSet\\Services\\VolMgrX",
+      table, nullptr, nullptr);
+  if (status >= 0) value = copy.Text();
+  return status;
 }
 
 }  // namespace kestrand

@@ -1,6 +1,8 @@
 // The Windows implementation of the platform interface. Its operations are
-// spread over the files of this folder by purpose: disks, device queries,
-// raw reads, volumes, the mount point manager, host facts, the registry.
+// spread over the files of this folder by concern: disks and device queries
+// (windows_disks.cpp), raw reads (windows_raw_read.cpp), volumes, drive
+// letters and the mount point manager (windows_volumes.cpp), host facts and
+// the registry (windows_host.cpp).
 #pragma once
 
 // The Windows headers come first, so that their name macros are undone

@@ -2,7 +2,6 @@
 // spans the whole disk, or a saved database file. Both handles are
 // synchronous, so every read returns the transfer's final NTSTATUS.
 #include "common/text_format.h"
-#include "platform/status_codes.h"
 #include "platform/windows/windows_platform.h"
 
 namespace kestrand {

@@ -1,7 +1,9 @@
-// Volumes with their mount paths, and drive letters with the devices behind
-// them.
+// Volumes with their mount paths, drive letters with the devices behind
+// them, and the device name under which the mount point manager knows a
+// dynamic volume (nothing is cached: each question opens the manager again).
 #include <utility>
 
+#include "platform/query_buffers.h"
 #include "platform/windows/windows_platform.h"
 
 namespace kestrand {
@@ -9,20 +11,6 @@ namespace {
 
 constexpr DWORD kVolumeNameChars = MAX_PATH;
 constexpr DWORD kDosDeviceGrowth = 500;
-
-class VolumeSearch {
- public:
-  explicit VolumeSearch(HANDLE search) : search_(search) {}
-  ~VolumeSearch() {
-    if (search_ != INVALID_HANDLE_VALUE) FindVolumeClose(search_);
-  }
-  VolumeSearch(const VolumeSearch&) = delete;
-  VolumeSearch& operator=(const VolumeSearch&) = delete;
-  HANDLE Get() const { return search_; }
-
- private:
-  HANDLE search_;
-};
 
 // The strings of a list ended by an empty string, read within `chars`.
 std::vector<std::u16string> SplitMultiString(const WCHAR* list, size_t chars) {
@@ -39,9 +27,10 @@ std::vector<std::u16string> SplitMultiString(const WCHAR* list, size_t chars) {
 // The mount paths of one volume: 0, 8, or the code of the failed query.
 WIN32_ERROR GetMountPaths(const WCHAR* volumeName, std::vector<std::u16string>& paths) {
   DWORD chars = 0;
+  // Asked without a buffer, the call fails by design; only the length counts.
   GetVolumePathNamesForVolumeNameW(volumeName, nullptr, 0, &chars);
   if (chars == 0) return ERROR_SUCCESS_CODE;
-  HeapBuffer list(static_cast<size_t>(chars) * sizeof(WCHAR));
+  CHeapBuffer list(static_cast<size_t>(chars) * sizeof(WCHAR));
   if (!list.Allocated()) return ERROR_NOT_ENOUGH_MEMORY_CODE;
   if (!GetVolumePathNamesForVolumeNameW(volumeName, list.As<WCHAR>(), chars, &chars))
     return GetLastError();
@@ -52,9 +41,10 @@ WIN32_ERROR GetMountPaths(const WCHAR* volumeName, std::vector<std::u16string>& 
 }  // namespace
 
 WIN32_ERROR CWindowsPlatform::ListVolumes(std::vector<VolumeMounts>& out) {
-  HeapBuffer name(kVolumeNameChars * sizeof(WCHAR));
+  CHeapBuffer name(kVolumeNameChars * sizeof(WCHAR));
   if (!name.Allocated()) return ERROR_NOT_ENOUGH_MEMORY_CODE;
-  VolumeSearch search(FindFirstVolumeW(name.As<WCHAR>(), kVolumeNameChars));
+  CScopedHandle<HANDLE> search(FindFirstVolumeW(name.As<WCHAR>(), kVolumeNameChars),
+                               INVALID_HANDLE_VALUE, FindVolumeClose);
   if (search.Get() == INVALID_HANDLE_VALUE) return GetLastError();
 
   for (;;) {
@@ -73,7 +63,7 @@ WIN32_ERROR CWindowsPlatform::ListVolumes(std::vector<VolumeMounts>& out) {
 
 WIN32_ERROR CWindowsPlatform::QueryDosDevice(char16_t letter, std::u16string& deviceName) {
   const WCHAR drive[] = {static_cast<WCHAR>(letter), L':', 0};
-  HeapBuffer targets;
+  CHeapBuffer targets;
   // The answer's size is unknown: grow the buffer until it fits.
   for (DWORD chars = kDosDeviceGrowth;; chars += kDosDeviceGrowth) {
     if (!targets.Reset(static_cast<size_t>(chars) * sizeof(WCHAR)))
@@ -92,6 +82,28 @@ uint32_t CWindowsPlatform::GetDriveType(char16_t letter) {
   // The letter and its colon alone: no root backslash.
   const WCHAR drive[] = {static_cast<WCHAR>(letter), L':', 0};
   return GetDriveTypeW(drive);
+}
+
+WIN32_ERROR CWindowsPlatform::QueryDynamicVolumeName(const GUID& volumeGuid,
+                                                     std::u16string& deviceName) {
+  deviceName.clear();
+  CScopedHandle<HANDLE> manager(CreateFileW(L"\\\\.\\MountPointManager", GENERIC_READ,
+                                            FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr),
+                                INVALID_HANDLE_VALUE, CloseHandle);
+  if (manager.Get() == INVALID_HANDLE_VALUE) return GetLastError();
+
+  MountPointRequest request = BuildMountPointRequest(volumeGuid);
+  CHeapBuffer answer;
+  for (size_t size = kMountPointFirstAnswerBytes;; size += kMountPointAnswerGrowth) {
+    if (size > MAXDWORD || !answer.Reset(size)) return ERROR_NOT_ENOUGH_MEMORY_CODE;
+    DWORD returned = 0;
+    if (DeviceIoControl(manager.Get(), IOCTL_MOUNTMGR_QUERY_POINTS_CODE, request.data(),
+                        static_cast<DWORD>(request.size()), answer.Get(),
+                        static_cast<DWORD>(size), &returned, nullptr))
+      return ReadMountPointDeviceName(answer.As<uint8_t>(), answer.Size(), deviceName);
+    const WIN32_ERROR error = GetLastError();
+    if (error != ERROR_MORE_DATA_CODE) return error;
+  }
 }
 
 }  // namespace kestrand

@@ -4,8 +4,8 @@
 // boot record counts from the start of the extended partition.
 #include <set>
 
-#include "platform/little_endian.h"
-#include "platform/partition_layout_draft.h"
+#include "partition/partition_layout_draft.h"
+#include "partition/table_bytes.h"
 
 namespace kestrand {
 namespace {

@@ -1,7 +1,10 @@
-// Little-endian loads and stores for on-disk structures. Callers check that
-// the bytes lie inside their buffer; these helpers only assemble them.
+// The byte encodings of the partition tables: little-endian loads and
+// stores, GUIDs in GPT's byte order, and the CRC-32 that guards GPT headers
+// and entry arrays. Callers check that the bytes lie inside their buffer;
+// these helpers only assemble them.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "platform/types.h"
@@ -51,5 +54,9 @@ inline void StoreGuidLe(uint8_t* p, const GUID& g) {
   StoreLe16(p + 6, g.Data3);
   for (int i = 0; i < 8; ++i) p[8 + i] = g.Data4[i];
 }
+
+// IEEE 802.3: reflected polynomial 0xEDB88320, initial and final value all
+// ones.
+uint32_t Crc32(const void* data, size_t length);
 
 }  // namespace kestrand

@@ -2,9 +2,7 @@
 // UTF-8 bridge, and NTSTATUS to Win32 codes.
 #include <gtest/gtest.h>
 
-#include "platform/status_codes.h"
-#include "platform/storage_answers.h"
-#include "platform/utf8_text.h"
+#include "platform/platform.h"
 
 namespace kestrand {
 namespace {

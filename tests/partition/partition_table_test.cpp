@@ -1,15 +1,14 @@
 // The partition table reader: MBR with extended boot records, GPT with both
 // header copies, and everything hostile about them.
-#include "platform/partition_table.h"
+#include "partition/partition_table.h"
 
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <random>
 
+#include "partition/table_bytes.h"
 #include "support/disk_image_builder.h"
-#include "platform/crc32.h"
-#include "platform/little_endian.h"
 
 namespace kestrand {
 namespace {

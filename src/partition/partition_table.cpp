@@ -1,10 +1,12 @@
-#include "platform/partition_table.h"
+// The common front of the partition table readers: what sector 0 holds, the
+// bounds-checked reads every reader uses, and the layout bytes they build.
+#include "partition/partition_table.h"
 
 #include <cstring>
 #include <limits>
 
-#include "platform/partition_layout_draft.h"
-#include "platform/status_codes.h"
+#include "partition/partition_layout_draft.h"
+#include "platform/platform.h"
 
 namespace kestrand {
 namespace {

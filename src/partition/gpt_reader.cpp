@@ -1,14 +1,27 @@
 // GPT: the header at LBA 1 (or the backup in the last sector) and its entry
 // array, both guarded by CRC-32, in the shape of the Windows layout query:
 // one entry per slot whose type is not zero, numbered from 1.
+#include <array>
 #include <cstring>
 
-#include "platform/crc32.h"
-#include "platform/little_endian.h"
-#include "platform/partition_layout_draft.h"
+#include "common/first_code.h"
+#include "partition/partition_layout_draft.h"
+#include "partition/table_bytes.h"
 
 namespace kestrand {
 namespace {
+
+constexpr std::array<uint32_t, 256> MakeCrcTable() {
+  std::array<uint32_t, 256> table{};
+  for (uint32_t n = 0; n < 256; ++n) {
+    uint32_t c = n;
+    for (int k = 0; k < 8; ++k) c = (c & 1) ? 0xEDB88320u ^ (c >> 1) : c >> 1;
+    table[n] = c;
+  }
+  return table;
+}
+
+constexpr std::array<uint32_t, 256> kCrcTable = MakeCrcTable();
 
 constexpr uint32_t kMinHeaderSize = 92;
 constexpr size_t kEntryTypeOffset = 0;
@@ -133,13 +146,23 @@ WIN32_ERROR CGptReader::ReadCopy(uint64_t lba, LayoutDraft& draft, bool& valid) 
 
 }  // namespace
 
+uint32_t Crc32(const void* data, size_t length) {
+  const auto* bytes = static_cast<const uint8_t*>(data);
+  uint32_t crc = 0xFFFFFFFFu;
+  for (size_t i = 0; i < length; ++i) crc = kCrcTable[(crc ^ bytes[i]) & 0xFF] ^ (crc >> 8);
+  return crc ^ 0xFFFFFFFFu;
+}
+
+// The primary copy at LBA 1, else the backup in the last sector; a failed
+// read of either ends the search with its code.
 WIN32_ERROR ReadGptLayout(const PartitionTableSource& source, LayoutDraft& draft) {
   CGptReader reader(source);
   bool valid = false;
-  WIN32_ERROR error = reader.ReadCopy(1, draft, valid);
-  if (error == ERROR_SUCCESS_CODE && !valid) error = reader.ReadCopy(reader.LastLba(), draft, valid);
-  if (error == ERROR_SUCCESS_CODE && !valid) error = ERROR_DISK_CORRUPT_CODE;
-  return error;
+  CFirstCode code;
+  code.Then([&] { return reader.ReadCopy(1, draft, valid); })
+      .Then([&] { return valid ? ERROR_SUCCESS_CODE : reader.ReadCopy(reader.LastLba(), draft, valid); })
+      .Then([&] { return valid ? ERROR_SUCCESS_CODE : ERROR_DISK_CORRUPT_CODE; });
+  return code.Code();
 }
 
 }  // namespace kestrand

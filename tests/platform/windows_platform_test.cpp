@@ -9,7 +9,6 @@
 #include <string>
 #include <vector>
 
-#include "platform/status_codes.h"
 #include "platform/windows/windows_api.h"
 #include "platform/windows/windows_platform.h"
 

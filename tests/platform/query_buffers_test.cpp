@@ -1,12 +1,14 @@
 // The bytes of the mount point manager's query and the reading of its
-// answer, which comes from a driver and is checked like any other input.
+// answer, which comes from a driver and is checked like any other input; and
+// the copy the registry query routine makes of the primary pack id, whose
+// bytes are whatever was stored: the text must never run past them.
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <string>
 #include <vector>
 
-#include "platform/mount_manager_request.h"
+#include "platform/query_buffers.h"
 
 namespace kestrand {
 namespace {
@@ -105,6 +107,45 @@ TEST(MountManagerRequestTest, AnswersTooShortForTheirHeaderAreRefused) {
   // A count but no room for the entry it announces.
   EXPECT_EQ(ReadMountPointDeviceName(tiny.data(), 31, read), ERROR_INVALID_DATA_CODE);
   EXPECT_EQ(ReadMountPointDeviceName(nullptr, 48, read), ERROR_INVALID_DATA_CODE);
+}
+
+// ------------------------------------------------------------ the registry value copy
+
+constexpr char16_t kPackId[] = u"{03c0c4fc-8b6f-402b-9431-4be2e5823b1c}";
+
+TEST(RegistryStringCopyTest, StoredTerminatorIsNotPartOfTheText) {
+  CRegistryStringCopy copy;
+  ASSERT_EQ(copy.Assign(REG_SZ_TYPE, kPackId, sizeof(kPackId)), STATUS_SUCCESS_CODE);
+  EXPECT_EQ(copy.Text(), kPackId);
+}
+
+TEST(RegistryStringCopyTest, ValueWithoutTerminatorKeepsEveryCharacter) {
+  CRegistryStringCopy copy;
+  ASSERT_EQ(copy.Assign(REG_SZ_TYPE, kPackId, sizeof(kPackId) - 2), STATUS_SUCCESS_CODE);
+  EXPECT_EQ(copy.Text(), kPackId);
+}
+
+TEST(RegistryStringCopyTest, TextStopsAtTheFirstZeroAndAtTheOddByte) {
+  const char16_t withZero[] = {u'A', u'B', 0, u'C', 0};
+  CRegistryStringCopy copy;
+  ASSERT_EQ(copy.Assign(REG_SZ_TYPE, withZero, sizeof(withZero)), STATUS_SUCCESS_CODE);
+  EXPECT_EQ(copy.Text(), u"AB");
+
+  ASSERT_EQ(copy.Assign(REG_SZ_TYPE, u"XYZ", 5), STATUS_SUCCESS_CODE);
+  EXPECT_EQ(copy.Text(), u"XY");
+
+  ASSERT_EQ(copy.Assign(REG_SZ_TYPE, nullptr, 0), STATUS_SUCCESS_CODE);
+  EXPECT_EQ(copy.Text(), u"");
+}
+
+TEST(RegistryStringCopyTest, OnlyPlainStringsAreAccepted) {
+  CRegistryStringCopy copy;
+  ASSERT_EQ(copy.Assign(REG_SZ_TYPE, u"kept", 8), STATUS_SUCCESS_CODE);
+  const uint32_t otherTypes[] = {0, 2, 3, 4, 7, 11};  // none, expand, binary, dword, multi, qword
+  for (uint32_t type : otherTypes) {
+    EXPECT_EQ(copy.Assign(type, kPackId, sizeof(kPackId)), STATUS_UNSUCCESSFUL_CODE) << type;
+    EXPECT_EQ(copy.Text(), u"kept") << type;
+  }
 }
 
 }  // namespace

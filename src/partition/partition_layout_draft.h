@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "platform/partition_table.h"
+#include "partition/partition_table.h"
 
 namespace kestrand {
 

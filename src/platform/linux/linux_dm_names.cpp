@@ -1,12 +1,13 @@
-#include "platform/linux/dm_volume_names.h"
-
+// The device name of a dynamic volume: the device-mapper device that the
+// Linux LDM tools set up for it, found by the volume GUID in its uuid.
 #include <algorithm>
 #include <cstdio>
 #include <vector>
 
-#include "platform/linux/text_files.h"
+#include "platform/linux/linux_internal.h"
 
 namespace kestrand {
+
 namespace {
 
 constexpr char kLdmUuidPrefix[] = "LDM-";
@@ -51,6 +52,14 @@ bool FindLdmVolumeMapperName(const std::string& sysRoot, const GUID& volumeGuid,
     if (ReadAttribute(dmDir + "/name", mapperName) && !mapperName.empty()) return true;
   }
   return false;
+}
+
+WIN32_ERROR CLinuxPlatform::QueryDynamicVolumeName(const GUID& volumeGuid, std::u16string& deviceName) {
+  deviceName.clear();
+  std::string mapperName;
+  if (!FindLdmVolumeMapperName(sysRoot_, volumeGuid, mapperName)) return ERROR_FILE_NOT_FOUND_CODE;
+  deviceName = Utf8ToUtf16(devRoot_ + "/mapper/" + mapperName);
+  return ERROR_SUCCESS_CODE;
 }
 
 }  // namespace kestrand
