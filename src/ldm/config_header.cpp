@@ -16,6 +16,8 @@
 
 namespace kestrand {
 
+// ---- the VMDB header ----
+
 namespace {
 
 constexpr char kVmdbMagic[4] = {'V', 'M', 'D', 'B'};
@@ -162,7 +164,6 @@ void CONFIG_HEADER::ReleaseGroupIndex() const {
   std::unordered_map<uint32_t, VBLK_GROUP*>().swap(groupIndex_);
   indexedGroups_ = 0;
 }
-
 
 // ---- the block walk ----
 
@@ -395,7 +396,6 @@ NTSTATUS CONFIG_HEADER::WalkBlocks(const uint8_t*& cursor, uint64_t byteCount, u
   cursor += byteCount;
   return STATUS_SUCCESS_CODE;
 }
-
 
 // ---- the config header and block list sections ----
 

@@ -17,6 +17,8 @@
 
 namespace kestrand {
 
+// ---- reading one sector ----
+
 void PrintReadFailure(NTSTATUS status, uint32_t diskNumber, const char16_t* where, const char16_t* what) {
   PrintWide(stderr, u"Status code %04u : Disk %04lu : %-20s : %s\n", static_cast<uint32_t>(status), diskNumber,
             where, what);
@@ -41,6 +43,8 @@ uint32_t LDM_SECTOR_COPY::ReadSector(LDM_DATABASE* owner, CDisk* disk, const cha
   if (ReadStatus >= 0 && sectorSize >= 8) std::memcpy(Magic, RawSector.get(), 8);
   return 0;
 }
+
+// ---- the loader ----
 
 namespace {
 
@@ -155,6 +159,8 @@ LdmCopyStatus LDM_DATABASE::GetCopyStatus(LdmCopy copy) const {
   }
   return {};
 }
+
+// ---- the sections of every structure, in their fixed order ----
 
 uint32_t LDM_DATABASE::PrintText(FILE* stream) const {
   if (!stream) return ERROR_INVALID_PARAMETER_CODE;

@@ -15,6 +15,8 @@
 
 namespace kestrand {
 
+// ---- equal records ----
+
 namespace {
 
 bool PacksEqual(const PACK_RECORD& a, const PACK_RECORD& b) {

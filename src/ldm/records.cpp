@@ -9,6 +9,8 @@
 
 namespace kestrand {
 
+// ---- the common header and the record list ----
+
 namespace {
 
 constexpr FIELD_DESC kRecordId[] = {Field<RECORD_ENTRY, FIELD_VAR_U64, &RECORD_ENTRY::RecordId>()};
@@ -125,7 +127,6 @@ NTSTATUS CreateRecord(RECORD_LIST& list, const uint8_t*& cursor, uint32_t record
   return STATUS_SUCCESS_CODE;
 }
 
-
 // ---- volume records ----
 
 namespace {
@@ -181,7 +182,6 @@ NTSTATUS VOLUME_RECORD::Parse(const uint8_t*& cursor, uint32_t bytesLeft) {
   return FinishParse(chain, cursor);
 }
 
-
 // ---- plex records ----
 
 namespace {
@@ -216,7 +216,6 @@ NTSTATUS PLEX_RECORD::Parse(const uint8_t*& cursor, uint32_t bytesLeft) {
   chain.DecodeIf(flags & PLEX_FLAG_STRIPES, kStripes);
   return FinishParse(chain, cursor);
 }
-
 
 // ---- subdisk records ----
 
@@ -262,7 +261,6 @@ NTSTATUS SUBDISK_RECORD::Parse(const uint8_t*& cursor, uint32_t bytesLeft) {
   return FinishParse(chain, cursor);
 }
 
-
 // ---- disk records ----
 
 namespace {
@@ -297,7 +295,6 @@ NTSTATUS DISK_RECORD::Parse(const uint8_t*& cursor, uint32_t bytesLeft) {
   chain.DecodeIf(revision == 4, kDiskRevision4);
   return FinishParse(chain, cursor);
 }
-
 
 // ---- pack records ----
 
