@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "fuzz_ldm_database.h"
-#include "ldm/file_time.h"
+#include "ldm/field_decoder.h"
 #include "ldm/private_header.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {

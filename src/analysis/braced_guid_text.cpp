@@ -1,6 +1,6 @@
 #include "analysis/braced_guid_text.h"
 
-#include "ldm/guid_text.h"
+#include "ldm/field_decoder.h"
 
 namespace kestrand {
 

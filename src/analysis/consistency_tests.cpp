@@ -6,7 +6,7 @@
 #include <string>
 
 #include "analysis/test_element.h"
-#include "ldm/private_header.h"
+#include "ldm/ldm_database.h"
 
 namespace kestrand {
 

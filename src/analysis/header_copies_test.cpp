@@ -4,7 +4,7 @@
 
 #include "analysis/consistency_tests.h"
 #include "analysis/test_element.h"
-#include "ldm/private_header.h"
+#include "ldm/ldm_database.h"
 
 namespace kestrand {
 

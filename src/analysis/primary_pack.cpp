@@ -12,9 +12,9 @@
 #include "disk/disk.h"
 #include "disk/disk_layout.h"
 #include "driver/disk_set.h"
-#include "ldm/pack_record.h"
 #include "ldm/private_header.h"
 #include "ldm/record_tree.h"
+#include "ldm/records.h"
 #include "platform/platform.h"
 
 namespace kestrand {

@@ -4,7 +4,7 @@
 #include "disk/disk_layout.h"
 #include "ldm/config_header.h"
 #include "ldm/ldm_database.h"
-#include "ldm/pack_record.h"
+#include "ldm/records.h"
 
 namespace kestrand {
 

@@ -6,7 +6,7 @@
 #include "analysis/consistency_tests.h"
 #include "analysis/test_element.h"
 #include "common/text_format.h"
-#include "ldm/toc.h"
+#include "ldm/ldm_database.h"
 
 namespace kestrand {
 

@@ -8,15 +8,12 @@
 #include "common/tree_node.h"
 #include "common/xml_writer.h"
 #include "disk/disk.h"
-#include "ldm/disk_record.h"
-#include "ldm/pack_record.h"
-#include "ldm/plex_record.h"
+#include "ldm/config_header.h"
 #include "ldm/private_header.h"
 #include "ldm/record_report.h"
 #include "ldm/record_tree.h"
+#include "ldm/records.h"
 #include "ldm/report_values.h"
-#include "ldm/subdisk_record.h"
-#include "ldm/volume_record.h"
 
 namespace kestrand {
 

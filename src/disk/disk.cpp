@@ -55,7 +55,7 @@ bool CDisk::IsReadyForLdmAnalysis() const {
   // leaves the disk ready, so the tests can say what is wrong with it.
   for (LdmCopy copy : {LdmCopy::PrimaryHeader, LdmCopy::AlternateHeader, LdmCopy::BackupHeader,
                        LdmCopy::PrimaryToc, LdmCopy::AlternateToc, LdmCopy::Config}) {
-    LDM_COPY_STATUS status = ldmDatabase_->GetCopyStatus(copy);
+    LdmCopyStatus status = ldmDatabase_->GetCopyStatus(copy);
     if (status.Exists && status.ReadStatus < 0) return false;
   }
   return true;

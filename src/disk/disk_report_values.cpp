@@ -98,7 +98,7 @@ std::vector<DiskErrorEntry> CollectDiskErrors(const CDisk& disk) {
   const LDM_DATABASE* database = disk.LdmDatabase();
   if (disk.DiskKind() != DISK_KIND_DYNAMIC || !database) return entries;
   for (const LdmErrorRow& row : kLdmErrorRows) {
-    LDM_COPY_STATUS status = database->GetCopyStatus(row.Copy);
+    LdmCopyStatus status = database->GetCopyStatus(row.Copy);
     if (!status.Exists) continue;
     NTSTATUS value = row.Parse ? status.ParseStatus : status.ReadStatus;
     if (value < 0)

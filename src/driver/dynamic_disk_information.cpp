@@ -8,12 +8,8 @@
 #include "disk/disk.h"
 #include "driver/disk_set.h"
 #include "driver/kestrand.h"
-#include "ldm/disk_record.h"
-#include "ldm/pack_record.h"
-#include "ldm/plex_record.h"
 #include "ldm/record_tree.h"
-#include "ldm/subdisk_record.h"
-#include "ldm/volume_record.h"
+#include "ldm/records.h"
 
 namespace kestrand {
 

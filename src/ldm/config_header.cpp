@@ -1,9 +1,22 @@
+// The config database: the VMDB header, the walk over the VBLK blocks that
+// gathers record fragments per group number (a group whose fragments arrive
+// out of order is broken, a complete group becomes a record), and the config
+// header and block list sections of one config copy (text and XML), which
+// the record sections follow.
 #include "ldm/config_header.h"
 
 #include <cstring>
 #include <new>
 
+#include "common/text_format.h"
+#include "common/text_writer.h"
+#include "ldm/ldm_database.h"
+#include "ldm/record_report.h"
+#include "ldm/report_values.h"
+
 namespace kestrand {
+
+// ---- the VMDB header ----
 
 namespace {
 
@@ -150,6 +163,372 @@ VBLK_GROUP* CONFIG_HEADER::FindGroup(uint32_t groupNumber) const {
 void CONFIG_HEADER::ReleaseGroupIndex() const {
   std::unordered_map<uint32_t, VBLK_GROUP*>().swap(groupIndex_);
   indexedGroups_ = 0;
+}
+
+// ---- the block walk ----
+
+namespace {
+
+constexpr char kVblkMagic[4] = {'V', 'B', 'L', 'K'};
+constexpr uint32_t kPreambleSize = 8;  // TransFlags, type word, record size
+// A block must be larger than this: its payload holds the preamble and data.
+constexpr uint32_t kBlockSizeFloor = kVblkHeaderSize + kPreambleSize;
+
+constexpr FIELD_DESC kPreamble[] = {
+    Field<VBLK_GROUP, FIELD_U16, &VBLK_GROUP::TransFlags>(),
+    Field<VBLK_GROUP, FIELD_U16, &VBLK_GROUP::TypeWord>(),
+    Field<VBLK_GROUP, FIELD_U32, &VBLK_GROUP::RecordSize>(),
+};
+
+// The fragments a record of `recordSize` bytes takes with `payload` bytes per
+// block; 64-bit so that a hostile size cannot wrap into a small count.
+uint64_t FragmentCountFor(uint32_t recordSize, uint32_t payload) {
+  return (static_cast<uint64_t>(recordSize) + kPreambleSize - 1 + payload) / payload;
+}
+
+// The transaction rule: which records of an unfinished change do not count.
+bool IsIgnoredByTransaction(uint16_t status, uint16_t transFlags) {
+  if ((transFlags & TRANS_FLAG_BIT1) &&
+      (status == VMDB_STATUS_CLEAN || status == VMDB_STATUS_CHANGE || status == VMDB_STATUS_ABORT))
+    return true;
+  return (transFlags & TRANS_FLAG_BIT0) && status == VMDB_STATUS_COMMIT;
+}
+
+struct VBLK_BLOCK {
+  uint32_t Sequence;
+  uint32_t GroupNumber;
+  uint16_t FragmentNumber;
+  uint16_t FragmentCount;
+  const uint8_t* Data;  // BlockSize - 16 bytes
+};
+
+class CBlockWalk {
+ public:
+  explicit CBlockWalk(CONFIG_HEADER& header) : header_(header), payload_(header.BlockSize - kVblkHeaderSize) {}
+
+  NTSTATUS VisitBlock(const uint8_t* bytes, uint32_t blockNumber);
+
+ private:
+  NTSTATUS AddFirstFragment(const VBLK_BLOCK& block, uint32_t blockNumber, BLOCK_ENTRY& entry);
+  NTSTATUS AddLaterFragment(const VBLK_BLOCK& block, uint32_t blockNumber, BLOCK_ENTRY& entry);
+  bool FindChainEnd(const VBLK_GROUP& group, uint32_t& lastBlock) const;
+  void Break(VBLK_GROUP& group);
+
+  CONFIG_HEADER& header_;
+  uint32_t payload_;
+};
+
+NTSTATUS CBlockWalk::VisitBlock(const uint8_t* bytes, uint32_t blockNumber) {
+  BLOCK_ENTRY& entry = header_.BlockTable[blockNumber];
+  entry.NextBlock = kNoBlock;
+  if (std::memcmp(bytes, kVblkMagic, sizeof(kVblkMagic)) != 0) return STATUS_LDM_CONFIG_BROKEN_CODE;
+  const VBLK_BLOCK block{LoadBigEndian32(bytes + 4), LoadBigEndian32(bytes + 8),
+                         LoadBigEndian16(bytes + 12), LoadBigEndian16(bytes + 14),
+                         bytes + kVblkHeaderSize};
+  if (block.Sequence != blockNumber) return STATUS_LDM_CONFIG_BROKEN_CODE;
+  if (block.GroupNumber == 0) return STATUS_SUCCESS_CODE;  // an empty block
+  if (block.FragmentNumber == 0) return AddFirstFragment(block, blockNumber, entry);
+  return AddLaterFragment(block, blockNumber, entry);
+}
+
+NTSTATUS CBlockWalk::AddFirstFragment(const VBLK_BLOCK& block, uint32_t blockNumber, BLOCK_ENTRY& entry) {
+  entry.RecordOffset = 0;
+  entry.FragmentSize = payload_ - kPreambleSize;
+  if (header_.FindGroup(block.GroupNumber) != nullptr) return STATUS_LDM_CONFIG_BROKEN_CODE;
+
+  std::unique_ptr<VBLK_GROUP> group(new (std::nothrow) VBLK_GROUP());
+  if (!group) return STATUS_INSUFFICIENT_RESOURCES_CODE;
+  if (DecodeFields(kPreamble, group.get(), block.Data, kPreambleSize) == nullptr ||
+      block.FragmentCount != FragmentCountFor(group->RecordSize, payload_) ||
+      (group->TransFlags & (TRANS_FLAG_BIT0 | TRANS_FLAG_BIT1)) == (TRANS_FLAG_BIT0 | TRANS_FLAG_BIT1))
+    return STATUS_LDM_CONFIG_BROKEN_CODE;
+
+  group->GroupNumber = block.GroupNumber;
+  group->FirstBlock = blockNumber;
+  entry.Group = group.get();
+  if (entry.FragmentSize >= group->RecordSize) {
+    entry.FragmentSize = group->RecordSize;
+    group->State |= GROUP_STATE_COMPLETE;
+  }
+  if (IsIgnoredByTransaction(header_.Status, group->TransFlags)) group->State |= GROUP_STATE_IGNORED;
+  VBLK_GROUP& added = header_.AddGroup(std::move(group));
+  if (added.IsIgnored()) return STATUS_SUCCESS_CODE;  // its data is not kept
+
+  const uint8_t* data = block.Data + kPreambleSize;
+  return AddFragment(added, data, entry.FragmentSize, 0, header_.RecordList);
+}
+
+NTSTATUS CBlockWalk::AddLaterFragment(const VBLK_BLOCK& block, uint32_t blockNumber, BLOCK_ENTRY& entry) {
+  const uint64_t recordOffset = static_cast<uint64_t>(block.FragmentNumber) * payload_ - kPreambleSize;
+  entry.RecordOffset = static_cast<uint32_t>(recordOffset);
+  entry.FragmentSize = payload_;
+
+  VBLK_GROUP* group = header_.FindGroup(block.GroupNumber);
+  if (group == nullptr) {
+    // Fragment 0 was never seen: the record cannot be gathered.
+    std::unique_ptr<VBLK_GROUP> created(new (std::nothrow) VBLK_GROUP());
+    if (!created) return STATUS_INSUFFICIENT_RESOURCES_CODE;
+    created->GroupNumber = block.GroupNumber;
+    created->State = GROUP_STATE_BROKEN;
+    entry.Group = &header_.AddGroup(std::move(created));
+    return STATUS_SUCCESS_CODE;
+  }
+
+  // Every fragment must agree with the size that fragment 0 announced.
+  if (block.FragmentCount != FragmentCountFor(group->RecordSize, payload_)) return STATUS_LDM_CONFIG_BROKEN_CODE;
+  if (group->IsComplete()) return STATUS_LDM_CONFIG_BROKEN_CODE;
+  if (group->IsBroken() || group->IsIgnored()) {
+    entry.Group = group;
+    return STATUS_SUCCESS_CODE;
+  }
+
+  uint32_t lastBlock = 0;
+  if (!FindChainEnd(*group, lastBlock)) return STATUS_LDM_CONFIG_BROKEN_CODE;
+  const BLOCK_ENTRY& last = header_.BlockTable[lastBlock];
+  const uint64_t gathered = static_cast<uint64_t>(last.RecordOffset) + last.FragmentSize;
+  if (gathered > recordOffset) return STATUS_LDM_CONFIG_BROKEN_CODE;  // repeats a fragment
+  if (gathered < recordOffset) {
+    // A fragment in between is missing.
+    Break(*group);
+    entry.Group = group;
+    return STATUS_SUCCESS_CODE;
+  }
+  if (recordOffset >= group->RecordSize) return STATUS_LDM_CONFIG_BROKEN_CODE;
+
+  entry.Group = group;
+  if (recordOffset + payload_ >= group->RecordSize) {
+    entry.FragmentSize = static_cast<uint32_t>(group->RecordSize - recordOffset);
+    group->State |= GROUP_STATE_COMPLETE;
+  }
+  header_.BlockTable[lastBlock].NextBlock = blockNumber;
+  const uint8_t* data = block.Data;
+  return AddFragment(*group, data, entry.FragmentSize, entry.RecordOffset, header_.RecordList);
+}
+
+// Follows the next-block links from the group's first block. The links only
+// ever point forward, but a bound keeps a damaged table from looping.
+bool CBlockWalk::FindChainEnd(const VBLK_GROUP& group, uint32_t& lastBlock) const {
+  uint32_t block = group.FirstBlock;
+  for (uint32_t steps = 0; steps < header_.BlockTableCount; ++steps) {
+    if (block >= header_.BlockTableCount) return false;
+    const uint32_t next = header_.BlockTable[block].NextBlock;
+    if (next == kNoBlock) {
+      lastBlock = block;
+      return true;
+    }
+    block = next;
+  }
+  return false;
+}
+
+void CBlockWalk::Break(VBLK_GROUP& group) {
+  group.State |= GROUP_STATE_BROKEN;
+  group.FirstBlock = kNoBlock;
+  group.Buffer.reset();
+  group.BufferCapacity = 0;
+}
+
+// Makes room for `needed` bytes of the record, growing geometrically up to
+// the record size.
+bool ReserveGatheringBuffer(VBLK_GROUP& group, uint64_t needed) {
+  if (needed <= group.BufferCapacity && group.Buffer) return true;
+  uint64_t capacity = static_cast<uint64_t>(group.BufferCapacity) * 2;
+  if (capacity < needed) capacity = needed;
+  if (capacity > group.RecordSize) capacity = group.RecordSize;
+  if (capacity == 0) capacity = 1;  // a record of size 0 still gets a buffer
+  void* grown = std::realloc(group.Buffer.get(), static_cast<size_t>(capacity));
+  if (grown == nullptr) return false;
+  group.Buffer.release();
+  group.Buffer.reset(static_cast<uint8_t*>(grown));
+  group.BufferCapacity = static_cast<uint32_t>(capacity);
+  return true;
+}
+
+}  // namespace
+
+NTSTATUS AddFragment(VBLK_GROUP& group, const uint8_t*& cursor, uint32_t length,
+                     uint32_t recordOffset, RECORD_LIST& list) {
+  const uint64_t end = static_cast<uint64_t>(recordOffset) + length;
+  if (end > group.RecordSize) return STATUS_LDM_CONFIG_BROKEN_CODE;
+  if (!ReserveGatheringBuffer(group, end)) return STATUS_INSUFFICIENT_RESOURCES_CODE;
+  if (length > 0) std::memcpy(group.Buffer.get() + recordOffset, cursor, length);
+  cursor += length;
+  if (!group.IsComplete()) return STATUS_SUCCESS_CODE;
+
+  const uint8_t* record = group.Buffer.get();
+  const NTSTATUS status = CreateRecord(list, record, group.RecordSize, group);
+  group.Buffer.reset();
+  group.BufferCapacity = 0;
+  return status;
+}
+
+NTSTATUS CONFIG_HEADER::ParseConfigBlocks(const uint8_t*& cursor, uint64_t byteCount, uint32_t firstOffset) {
+  const NTSTATUS status = WalkBlocks(cursor, byteCount, firstOffset);
+  // The group index and the ids and names of the records are only looked up
+  // while the blocks are walked; with every disk's copy held to the end of
+  // the run they would cost memory for nothing.
+  ReleaseGroupIndex();
+  RecordList.ReleaseKeys();
+  return status;
+}
+
+NTSTATUS CONFIG_HEADER::WalkBlocks(const uint8_t*& cursor, uint64_t byteCount, uint32_t firstOffset) {
+  // BlockSize is tested first: it divides below.
+  if (BlockSize <= kBlockSizeFloor || byteCount % BlockSize != 0) return STATUS_LDM_CONFIG_BROKEN_CODE;
+  uint32_t blockNumber = firstOffset / BlockSize;
+  if (byteCount == 0) return STATUS_SUCCESS_CODE;
+  if (cursor == nullptr) return STATUS_LDM_CONFIG_BROKEN_CODE;
+  if (!BlockTable && !CreateBlockTable()) return STATUS_INSUFFICIENT_RESOURCES_CODE;
+
+  CBlockWalk walk(*this);
+  const uint8_t* block = cursor;
+  uint64_t remaining = byteCount;
+  // Bounded by the byte count and by NumBlocks: a region without an end
+  // marker still ends.
+  while (remaining > 0 && blockNumber < NumBlocks && blockNumber < BlockTableCount) {
+    const NTSTATUS status = walk.VisitBlock(block, blockNumber);
+    if (status != STATUS_SUCCESS_CODE) return status;
+    block += BlockSize;
+    remaining -= BlockSize;
+    ++blockNumber;
+  }
+  if (remaining > 0) return STATUS_LDM_CONFIG_BROKEN_CODE;
+  cursor += byteCount;
+  return STATUS_SUCCESS_CODE;
+}
+
+// ---- the config header and block list sections ----
+
+namespace {
+
+// The block list shows the first blocks only, and no fragment larger than a
+// real one could be.
+constexpr uint32_t kListedBlocks = 32;
+constexpr uint32_t kLargestListedFragment = 10000;
+
+const char* StatusWord(uint16_t status) {
+  switch (status) {
+    case VMDB_STATUS_CLEAN: return "Clean";
+    case VMDB_STATUS_CHANGE: return "Change";
+    case VMDB_STATUS_COMMIT: return "Commit";
+    case VMDB_STATUS_ABORT: return "Abort";
+    case VMDB_STATUS_STALE: return "Stale";
+    default: return nullptr;
+  }
+}
+
+// Blocks the lists may show: the first 32, never more than the header
+// announces or the table holds.
+uint32_t ListedBlockCount(const CONFIG_HEADER& header) {
+  uint32_t count = header.NumBlocks < kListedBlocks ? header.NumBlocks : kListedBlocks;
+  if (!header.BlockTable) return 0;
+  return count < header.BlockTableCount ? count : header.BlockTableCount;
+}
+
+void PrintCounts(FILE* stream, const char16_t* label, uint64_t sequence, const VMDB_COUNTS& counts) {
+  PrintWide(stream, u"%-12s Sequence=%I64u Volumes=%lu Plexes=%lu SubDisks=%lu DiskMedia=%lu PhysicalDisks=%lu\n",
+            label, sequence, counts.Volumes, counts.Plexes, counts.SubDisks, counts.DiskMedia, counts.PhysicalDisks);
+}
+
+void PrintBlockList(FILE* stream, const CONFIG_HEADER& header) {
+  const uint32_t count = ListedBlockCount(header);
+  for (uint32_t i = 0; i < count; ++i) {
+    const BLOCK_ENTRY& entry = header.BlockTable[i];
+    if (entry.FragmentSize > kLargestListedFragment || !entry.Group) continue;
+    PrintWide(stream, u"BlockNumber: %-3lu Flag=0x%04x Ref=%-4lu Offset=%-8lu FragmentSize=%-4lu\n", i, entry.Flag,
+              entry.Group->GroupNumber, entry.RecordOffset, entry.FragmentSize);
+  }
+  PrintWide(stream, u"\n");
+}
+
+void AddCountAttributes(CAttributeAdder& add, const char* prefix, uint64_t sequence, const VMDB_COUNTS& counts) {
+  const std::string p(prefix);
+  add.Number((p + "Sequence").c_str(), sequence);
+  add.Number((p + "Volumes").c_str(), counts.Volumes);
+  add.Number((p + "Plexes").c_str(), counts.Plexes);
+  add.Number((p + "SubDisks").c_str(), counts.SubDisks);
+  add.Number((p + "DisksCount").c_str(), counts.DiskMedia);
+  add.Number((p + "PhysicalDisksCount").c_str(), counts.PhysicalDisks);
+}
+
+uint32_t AddBlockList(CKestrandTreeNode* parent, const CONFIG_HEADER& header) {
+  uint32_t code = 0;
+  CKestrandTreeNode* list = AddDisplayedChild(parent, "BlockList", "Block List", "3", code);
+  if (!list) return code;
+  const uint32_t count = ListedBlockCount(header);
+  for (uint32_t i = 0; i < count; ++i) {
+    const BLOCK_ENTRY& entry = header.BlockTable[i];
+    // Blocks without a group are listed too: the header blocks show next block 0.
+    if (entry.FragmentSize > kLargestListedFragment) continue;
+    CKestrandTreeNode* block = AddDisplayedChild(list, "Block", FormatNarrow("Block %u", i + 1), "3", code);
+    if (!block) return code;
+    CAttributeAdder add(block);
+    add.Number("NextBlockNumber", entry.NextBlock);
+    add.Flags("TransFlags", entry.Flag);
+    add.Number("BlockNumber", i);
+    add.Number("Offset", entry.RecordOffset);
+    add.Number("FragmentSize", entry.FragmentSize);
+    if (add.Code() != 0) return add.Code();
+  }
+  return 0;
+}
+
+}  // namespace
+
+uint32_t CONFIG_WRAPPER::PrintText(FILE* stream) const {
+  if (!stream) return ERROR_INVALID_PARAMETER_CODE;
+  if (!ReadAttempted || ReadStatus < 0 || !Header) return 0;
+  const uint32_t sectorSize = BytesPerSector();
+  if (sectorSize == 0) return ERROR_INVALID_DATA_CODE;
+  const CONFIG_HEADER& h = *Header;
+
+  PrintWide(stream, u"----- LDM Database Config Header -----\n\n");
+  PrintWide(stream, u"%-12s 01\n", u"Config copy:");
+  PrintWide(stream, u"%-12s %s\n", u"Magic Str:", AnsiToWide(Magic));
+  PrintWide(stream, u"%-12s %d\n", u"SectorOffset:", Offset / sectorSize);
+  PrintWide(stream, u"%-12s NumBlocks=%lu BlockSize=%lu HeaderSize=%lu\n", u"Header:", h.NumBlocks, h.BlockSize,
+            h.HeaderSize);
+  PrintWide(stream, u"%-12s ", u"Status:");
+  if (const char* word = StatusWord(h.Status))
+    PrintWide(stream, u"%s\n", word);
+  else
+    PrintWide(stream, u"Unknown (0x%04x)\n", h.Status);
+  PrintWide(stream, u"%-12s %s\n", u"Pack:", AnsiToWide(h.PackName));
+  PrintWide(stream, u"%-12s %s\n", u"PackId:", GuidText(h.PackId));
+  PrintWide(stream, u"%-12s 0x%04x\n", u"Flags:", h.Flags);
+  PrintCounts(stream, u"Active:", h.ActiveSequence, h.ActiveCounts);
+  PrintCounts(stream, u"Pending", h.PendingSequence, h.PendingCounts);
+  PrintWide(stream, u"\n");
+
+  PrintBlockList(stream, h);
+  return PrintRecordSection(stream, *this);
+}
+
+uint32_t CONFIG_WRAPPER::AddToReport(CKestrandTreeNode* node) const {
+  if (!node) return ERROR_INVALID_PARAMETER_CODE;
+  if (!ReadAttempted || ReadStatus < 0 || !Header) return 0;
+  const uint32_t sectorSize = BytesPerSector();
+  if (sectorSize == 0) return ERROR_INVALID_DATA_CODE;
+  const CONFIG_HEADER& h = *Header;
+
+  uint32_t code = 0;
+  CKestrandTreeNode* element = AddDisplayedChild(node, "ConfigHeader", std::string("Config Header ") + Name, "3", code);
+  if (!element) return code;
+  CAttributeAdder add(element);
+  add.Wide("MagicString", AnsiToWide(Magic));
+  add.Number("SectorOffset", Offset / sectorSize);
+  add.Number("BlocksCount", h.NumBlocks);
+  add.Number("BlockSize", h.BlockSize);
+  add.Number("HeaderSize", h.HeaderSize);
+  const char* status = StatusWord(h.Status);
+  add.Text("Status", status ? status : "Unknown");
+  add.Text("Pack", h.PackName);
+  add.Wide("PackId", GuidText(h.PackId));
+  add.Flags("Flags", h.Flags);
+  AddCountAttributes(add, "Active", h.ActiveSequence, h.ActiveCounts);
+  AddCountAttributes(add, "Pending", h.PendingSequence, h.PendingCounts);
+  add.Then([&] { return AddBlockList(node, h); }).Then([&] { return AddRecordsToReport(*this, node); });
+  return add.Code();
 }
 
 }  // namespace kestrand

@@ -1,5 +1,5 @@
-#include "ldm/config_reader.h"
-
+// The config reader: the config area of an LDM database read in one piece at
+// the size its VMDB header announces, then handed to the block walk.
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -7,7 +7,6 @@
 #include "common/bounded_text.h"
 #include "disk/disk.h"
 #include "ldm/ldm_database.h"
-#include "ldm/read_failure_message.h"
 
 namespace kestrand {
 

@@ -2,10 +2,100 @@
 
 #include <cstring>
 
-#include "ldm/big_endian.h"
-#include "ldm/guid_text.h"
-
 namespace kestrand {
+
+// ---- GUID text ----
+
+namespace {
+
+int HexDigitValue(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  return -1;
+}
+
+// Reads exactly `digits` hex digits at `text` into `value` and moves past them.
+bool ReadHexGroup(const char*& text, int digits, uint32_t& value) {
+  value = 0;
+  for (int i = 0; i < digits; ++i) {
+    const int digit = HexDigitValue(text[i]);
+    if (digit < 0) return false;  // also stops at the terminator
+    value = value * 16 + static_cast<uint32_t>(digit);
+  }
+  text += digits;
+  return true;
+}
+
+bool ReadHyphen(const char*& text) {
+  if (*text != '-') return false;
+  ++text;
+  return true;
+}
+
+bool ReadByte(const char*& text, uint8_t& byte) {
+  uint32_t value = 0;
+  if (!ReadHexGroup(text, 2, value)) return false;
+  byte = static_cast<uint8_t>(value);
+  return true;
+}
+
+}  // namespace
+
+bool ParseGuidText(const char* text, GUID& guid) {
+  if (text == nullptr) return false;
+  uint32_t part = 0;
+  if (!ReadHexGroup(text, 8, part) || !ReadHyphen(text)) return false;
+  guid.Data1 = part;
+  if (!ReadHexGroup(text, 4, part) || !ReadHyphen(text)) return false;
+  guid.Data2 = static_cast<uint16_t>(part);
+  if (!ReadHexGroup(text, 4, part) || !ReadHyphen(text)) return false;
+  guid.Data3 = static_cast<uint16_t>(part);
+  if (!ReadByte(text, guid.Data4[0]) || !ReadByte(text, guid.Data4[1]) || !ReadHyphen(text))
+    return false;
+  for (int i = 2; i < 8; ++i)
+    if (!ReadByte(text, guid.Data4[i])) return false;
+  return *text == '\0';
+}
+
+// ---- file time ----
+
+namespace {
+
+constexpr uint64_t kTicksPerSecond = 10000000;
+constexpr uint64_t kSecondsPerDay = 86400;
+// Days from 1601-01-01 to 0000-03-01 in the proleptic Gregorian calendar,
+// negated: the civil conversion below counts from the latter.
+constexpr int64_t kDaysFrom0000March1To1601 = 584694;
+
+}  // namespace
+
+bool FileTimeToCalendarTime(uint64_t fileTime, CALENDAR_TIME& time) {
+  if (fileTime >> 63) return false;
+  const uint64_t seconds = fileTime / kTicksPerSecond;
+  const uint64_t secondOfDay = seconds % kSecondsPerDay;
+
+  // Years start on March 1st, so the leap day is the last day of a year.
+  const int64_t days = static_cast<int64_t>(seconds / kSecondsPerDay) + kDaysFrom0000March1To1601;
+  const int64_t era = days / 146097;
+  const int64_t dayOfEra = days - era * 146097;
+  const int64_t yearOfEra = (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
+  const int64_t dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
+  const int64_t monthFromMarch = (5 * dayOfYear + 2) / 153;
+  const int64_t month = monthFromMarch < 10 ? monthFromMarch + 3 : monthFromMarch - 9;
+  const int64_t year = yearOfEra + era * 400 + (month <= 2 ? 1 : 0);
+
+  time.Year = static_cast<uint32_t>(year);
+  time.Month = static_cast<uint32_t>(month);
+  time.Day = static_cast<uint32_t>(dayOfYear - (153 * monthFromMarch + 2) / 5 + 1);
+  time.Hour = static_cast<uint32_t>(secondOfDay / 3600);
+  time.Minute = static_cast<uint32_t>(secondOfDay / 60 % 60);
+  time.Second = static_cast<uint32_t>(secondOfDay % 60);
+  time.Milliseconds = static_cast<uint32_t>(fileTime % kTicksPerSecond / 10000);
+  return true;
+}
+
+// ---- the decoder ----
 
 namespace {
 
@@ -15,7 +105,7 @@ constexpr uint8_t kWideCountFollows = 0xFF;
 constexpr uint8_t kSignFlag = 0x80;
 
 // The input still to decode: [cursor, end).
-struct Input {
+struct CInput {
   const uint8_t* cursor;
   const uint8_t* end;
 
@@ -40,7 +130,7 @@ bool StoreUnsigned(const FIELD_DESC& row, void* member, uint64_t value) {
   }
 }
 
-bool DecodeFixedNumber(const FIELD_DESC& row, void* member, Input& in, size_t width) {
+bool DecodeFixedNumber(const FIELD_DESC& row, void* member, CInput& in, size_t width) {
   if (row.DestinationSize != width || !in.Has(width)) return false;
   const uint64_t value = LoadBigEndian(in.cursor, width);
   in.cursor += width;
@@ -49,7 +139,7 @@ bool DecodeFixedNumber(const FIELD_DESC& row, void* member, Input& in, size_t wi
 
 // The count byte and the n bytes of a counted number; the count is checked
 // against its bound before the bytes against the end.
-bool ReadCountedMagnitude(Input& in, uint8_t count, uint64_t bound, uint64_t& magnitude) {
+bool ReadCountedMagnitude(CInput& in, uint8_t count, uint64_t bound, uint64_t& magnitude) {
   if (count > bound || count > 8) return false;
   if (!in.Has(count)) return false;
   magnitude = LoadBigEndian(in.cursor, count);
@@ -57,7 +147,7 @@ bool ReadCountedMagnitude(Input& in, uint8_t count, uint64_t bound, uint64_t& ma
   return true;
 }
 
-bool DecodeVarUnsigned(const FIELD_DESC& row, void* member, Input& in, size_t width) {
+bool DecodeVarUnsigned(const FIELD_DESC& row, void* member, CInput& in, size_t width) {
   if (row.DestinationSize != width || !in.Has(1)) return false;
   const uint8_t count = *in.cursor++;
   uint64_t value = 0;
@@ -65,7 +155,7 @@ bool DecodeVarUnsigned(const FIELD_DESC& row, void* member, Input& in, size_t wi
   return StoreUnsigned(row, member, value);
 }
 
-bool DecodeVarSigned(const FIELD_DESC& row, void* member, Input& in) {
+bool DecodeVarSigned(const FIELD_DESC& row, void* member, CInput& in) {
   if (row.DestinationSize != sizeof(int64_t) || !in.Has(1)) return false;
   const uint8_t countByte = *in.cursor++;
   uint64_t magnitude = 0;
@@ -78,7 +168,7 @@ bool DecodeVarSigned(const FIELD_DESC& row, void* member, Input& in) {
   return true;
 }
 
-bool DecodeBytes(const FIELD_DESC& row, void* member, Input& in) {
+bool DecodeBytes(const FIELD_DESC& row, void* member, CInput& in) {
   if (row.WireSize == 0 || row.WireSize >= row.DestinationSize || !in.Has(row.WireSize)) return false;
   std::memset(member, 0, row.DestinationSize);
   std::memcpy(member, in.cursor, row.WireSize);
@@ -86,7 +176,7 @@ bool DecodeBytes(const FIELD_DESC& row, void* member, Input& in) {
   return true;
 }
 
-bool DecodeString(const FIELD_DESC& row, void* member, Input& in) {
+bool DecodeString(const FIELD_DESC& row, void* member, CInput& in) {
   if (row.DestinationSize == 0 || !in.Has(1)) return false;
   const uint8_t count = *in.cursor++;
   if (count >= row.DestinationSize || !in.Has(count)) return false;
@@ -96,7 +186,7 @@ bool DecodeString(const FIELD_DESC& row, void* member, Input& in) {
   return true;
 }
 
-bool DecodeWideString(const FIELD_DESC& row, void* member, Input& in) {
+bool DecodeWideString(const FIELD_DESC& row, void* member, CInput& in) {
   if (row.DestinationSize != sizeof(OwnedWideString) || !in.Has(1)) return false;
   uint8_t count = *in.cursor++;
   size_t bytesPerCharacter = 1;
@@ -122,7 +212,7 @@ bool DecodeWideString(const FIELD_DESC& row, void* member, Input& in) {
   return true;
 }
 
-bool DecodeGuid(const FIELD_DESC& row, void* member, Input& in) {
+bool DecodeGuid(const FIELD_DESC& row, void* member, CInput& in) {
   if (row.DestinationSize != sizeof(GUID) || !in.Has(16)) return false;
   GUID guid{};
   guid.Data1 = LoadBigEndian32(in.cursor);
@@ -144,14 +234,14 @@ bool ConvertGuidText(const FIELD_DESC& row, void* member, const uint8_t* text, s
   return true;
 }
 
-bool DecodeGuidText(const FIELD_DESC& row, void* member, Input& in) {
+bool DecodeGuidText(const FIELD_DESC& row, void* member, CInput& in) {
   if (row.WireSize == 0 || !in.Has(row.WireSize)) return false;
   if (!ConvertGuidText(row, member, in.cursor, row.WireSize)) return false;
   in.cursor += row.WireSize;
   return true;
 }
 
-bool DecodeGuidTextVar(const FIELD_DESC& row, void* member, Input& in) {
+bool DecodeGuidTextVar(const FIELD_DESC& row, void* member, CInput& in) {
   if (!in.Has(1)) return false;
   const uint8_t count = *in.cursor++;
   if (count >= kGuidTextScratch || !in.Has(count)) return false;
@@ -160,7 +250,7 @@ bool DecodeGuidTextVar(const FIELD_DESC& row, void* member, Input& in) {
   return true;
 }
 
-bool DecodeRow(const FIELD_DESC& row, void* member, Input& in) {
+bool DecodeRow(const FIELD_DESC& row, void* member, CInput& in) {
   switch (row.Kind) {
     case FIELD_U8: return DecodeFixedNumber(row, member, in, 1);
     case FIELD_U16: return DecodeFixedNumber(row, member, in, 2);
@@ -185,7 +275,7 @@ const uint8_t* DecodeFields(const FIELD_DESC* table, size_t rowCount, void* dest
                             const uint8_t* cursor, uint32_t bytesRemaining) {
   if (rowCount == 0) return cursor;
   if (table == nullptr || destination == nullptr || cursor == nullptr) return nullptr;
-  Input in{cursor, cursor + bytesRemaining};
+  CInput in{cursor, cursor + bytesRemaining};
   for (size_t i = 0; i < rowCount; ++i) {
     const FIELD_DESC& row = table[i];
     // A fixed field needs its whole width, a counted one at least its count byte.

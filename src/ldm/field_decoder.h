@@ -6,6 +6,10 @@
 // Rows are built with Field<Owner, Kind, &Owner::Member>() (plus the wire size
 // for FIELD_BYTES and FIELD_GUID_TEXT), which checks at compile time that the
 // member has the type the kind stores.
+//
+// Also here: the forms the fields take on disk that the structures read
+// directly (big-endian numbers, GUID text) and the calendar form of the
+// FILETIME values they hold.
 #pragma once
 
 #include <cstddef>
@@ -17,6 +21,49 @@
 #include "platform/types.h"
 
 namespace kestrand {
+
+// ---- field forms ----
+
+// Every number of the LDM database is stored most significant byte first.
+// The `count` bytes at `bytes` as one big-endian number; the caller has made
+// sure they lie inside the buffer and that count is at most 8.
+inline uint64_t LoadBigEndian(const uint8_t* bytes, size_t count) {
+  uint64_t value = 0;
+  for (size_t i = 0; i < count; ++i) value = (value << 8) | bytes[i];
+  return value;
+}
+
+inline uint16_t LoadBigEndian16(const uint8_t* bytes) {
+  return static_cast<uint16_t>(LoadBigEndian(bytes, 2));
+}
+
+inline uint32_t LoadBigEndian32(const uint8_t* bytes) {
+  return static_cast<uint32_t>(LoadBigEndian(bytes, 4));
+}
+
+// GUIDs that the LDM database stores as text (the private header, the VMDB
+// header and revision 3 disk and pack records): parses a zero-terminated
+// 8-4-4-4-12 hexadecimal GUID text (either case, no braces, nothing after
+// it). Returns false, leaving `guid` unspecified, for anything else.
+bool ParseGuidText(const char* text, GUID& guid);
+
+// FILETIME values (100 ns ticks since 1601-01-01 UTC) as calendar time, with
+// plain arithmetic so that both builds print the same text.
+struct CALENDAR_TIME {
+  uint32_t Year;
+  uint32_t Month;   // 1 to 12
+  uint32_t Day;     // 1 to 31
+  uint32_t Hour;
+  uint32_t Minute;
+  uint32_t Second;
+  uint32_t Milliseconds;
+};
+
+// False for a value with the top bit set, which the platform's own
+// conversion refuses as well; `time` is then left alone.
+bool FileTimeToCalendarTime(uint64_t fileTime, CALENDAR_TIME& time);
+
+// ---- the decoder ----
 
 // Frees what the C runtime's allocator gave.
 struct CFreeDeleter {
@@ -64,9 +111,9 @@ const uint8_t* DecodeFields(const FIELD_DESC (&table)[N], void* destination,
 // Decodes one table after another on the same input, each from where the
 // previous one ended; optional groups of fields are chained this way. After
 // the first failure nothing more is decoded.
-class FieldChain {
+class CFieldChain {
  public:
-  FieldChain(void* destination, const uint8_t* cursor, uint32_t bytesRemaining)
+  CFieldChain(void* destination, const uint8_t* cursor, uint32_t bytesRemaining)
       : destination_(destination), cursor_(cursor), end_(cursor + bytesRemaining) {}
 
   template <size_t N>

@@ -1,14 +1,50 @@
 // The loader: where each structure of an LDM area lies on an MBR disk, a GPT
-// disk or a saved database file, and the order in which they are read.
+// disk or a saved database file, the order in which they are read, how one
+// sector of them is read, and the XML branches of them all in their fixed
+// order.
 #include "ldm/ldm_database.h"
 
+#include <cstdlib>
+#include <cstring>
 #include <new>
 
+#include "common/bounded_text.h"
+#include "common/first_code.h"
+#include "common/text_writer.h"
 #include "disk/disk.h"
 #include "disk/disk_layout.h"
 #include "disk/gpt_partition_types.h"
 
 namespace kestrand {
+
+// ---- reading one sector ----
+
+void PrintReadFailure(NTSTATUS status, uint32_t diskNumber, const char16_t* where, const char16_t* what) {
+  PrintWide(stderr, u"Status code %04u : Disk %04lu : %-20s : %s\n", static_cast<uint32_t>(status), diskNumber,
+            where, what);
+}
+
+uint32_t LDM_SECTOR_COPY::ReadSector(LDM_DATABASE* owner, CDisk* disk, const char* name, uint64_t offset) {
+  if (!owner || !disk || !name) return ERROR_INVALID_PARAMETER_CODE;
+  Owner = owner;
+  Offset = offset;
+  CopyBounded(Name, sizeof Name, name);
+
+  const uint32_t sectorSize = disk->BytesPerSector();
+  if (sectorSize == 0) return ERROR_INVALID_DATA_CODE;
+  RawSector.reset(static_cast<uint8_t*>(std::calloc(1, sectorSize)));
+  if (!RawSector) return ERROR_NOT_ENOUGH_MEMORY_CODE;
+  RawSectorSize = sectorSize;
+
+  int64_t readOffset = static_cast<int64_t>(offset);
+  ReadAttempted = true;
+  ReadStatus = disk->ReadDisk(readOffset, sectorSize, RawSector.get());
+  // A sector too small for the magic keeps it empty.
+  if (ReadStatus >= 0 && sectorSize >= 8) std::memcpy(Magic, RawSector.get(), 8);
+  return 0;
+}
+
+// ---- the loader ----
 
 namespace {
 
@@ -18,17 +54,17 @@ bool Create(std::unique_ptr<T>& place) {
   return place != nullptr;
 }
 
-LDM_COPY_STATUS StatusOf(const PRIVATE_HEADER_WRAPPER* header) {
+LdmCopyStatus StatusOf(const PRIVATE_HEADER_WRAPPER* header) {
   if (!header) return {};
   return {true, header->ReadAttempted, header->ReadStatus, header->ParseStatus};
 }
 
-LDM_COPY_STATUS StatusOf(const TOC_WRAPPER* toc) {
+LdmCopyStatus StatusOf(const TOC_WRAPPER* toc) {
   if (!toc) return {};
   return {true, toc->ReadAttempted, toc->ReadStatus, toc->ParseStatus};
 }
 
-LDM_COPY_STATUS StatusOf(const CONFIG_WRAPPER* config) {
+LdmCopyStatus StatusOf(const CONFIG_WRAPPER* config) {
   if (!config) return {};
   return {true, config->ReadAttempted, config->ReadStatus, config->ParseStatus};
 }
@@ -81,7 +117,7 @@ bool LDM_DATABASE::FindAreaEnd(uint64_t& end) {
 // wrap to offsets the read then refuses, never to undefined behaviour.
 uint32_t LDM_DATABASE::ReadStructures(uint64_t end, uint32_t sectorSize) {
   const uint64_t sector = sectorSize;
-  uint32_t code = PrimaryHeader->Initialize(this, Disk, "Primary", end - sector);
+  const uint32_t code = PrimaryHeader->Initialize(this, Disk, "Primary", end - sector);
   if (code != 0) return code;
 
   // A basic MBR disk only counts as carrying a database when its primary
@@ -93,27 +129,26 @@ uint32_t LDM_DATABASE::ReadStructures(uint64_t end, uint32_t sectorSize) {
     Disk->SetBasicDiskWithLdmDatabase(true);
   }
 
-  code = AlternateHeader->Initialize(this, Disk, "Alternate", end - kAlternateHeaderDistance);
-  if (code != 0) return code;
-  if (BackupHeader) {
-    code = BackupHeader->Initialize(this, Disk, "Backup", kBackupHeaderSector * sector);
-    if (code != 0) return code;
-  }
-
   // The primary copy names both tables, read or not.
   const PRIVATE_HEADER& header = PrimaryHeader->Header;
-  code = PrimaryToc->Initialize(this, Disk, "Primary", end - (header.TocPrimarySector + 1) * sector);
-  if (code != 0) return code;
+  const uint64_t primaryToc = end - (header.TocPrimarySector + 1) * sector;
   const uint64_t alternateToc = end - (header.TocAlternateSector + 1) * sector;
-  code = AlternateToc->Initialize(this, Disk, "Alternate", alternateToc);
-  if (code != 0) return code;
-
   // A 32-bit product: it wraps only for absurd sector sizes.
   const uint32_t configDistance = kConfigSectorsPastAlternateToc * sectorSize;
-  return Config->Initialize(this, Disk, alternateToc + configDistance);
+  // Only an MBR device has a backup copy.
+  const auto readBackup = [&]() -> uint32_t {
+    return BackupHeader ? BackupHeader->Initialize(this, Disk, "Backup", kBackupHeaderSector * sector) : 0;
+  };
+  return CFirstCode()
+      .Then([&] { return AlternateHeader->Initialize(this, Disk, "Alternate", end - kAlternateHeaderDistance); })
+      .Then(readBackup)
+      .Then([&] { return PrimaryToc->Initialize(this, Disk, "Primary", primaryToc); })
+      .Then([&] { return AlternateToc->Initialize(this, Disk, "Alternate", alternateToc); })
+      .Then([&] { return Config->Initialize(this, Disk, alternateToc + configDistance); })
+      .Code();
 }
 
-LDM_COPY_STATUS LDM_DATABASE::GetCopyStatus(LdmCopy copy) const {
+LdmCopyStatus LDM_DATABASE::GetCopyStatus(LdmCopy copy) const {
   switch (copy) {
     case LdmCopy::PrimaryHeader: return StatusOf(PrimaryHeader.get());
     case LdmCopy::AlternateHeader: return StatusOf(AlternateHeader.get());
@@ -125,12 +160,31 @@ LDM_COPY_STATUS LDM_DATABASE::GetCopyStatus(LdmCopy copy) const {
   return {};
 }
 
+// ---- the sections of every structure, in their fixed order ----
+
 uint32_t LDM_DATABASE::PrintText(FILE* stream) const {
   if (!stream) return ERROR_INVALID_PARAMETER_CODE;
+  // A section's code only decides whether the next section is written; the
+  // disk's text section goes on either way, so none is passed on.
   if (!PrimaryHeader || PrimaryHeader->PrintText(stream) != 0) return 0;
   if (!PrimaryToc || PrimaryToc->PrintText(stream) != 0) return 0;
   if (Config) Config->PrintText(stream);
   return 0;
+}
+
+uint32_t AddLdmDatabaseToReport(LDM_DATABASE* database, CKestrandTreeNode* node) {
+  if (!node || !database) return ERROR_INVALID_PARAMETER_CODE;
+  if (database->Disk && database->Disk->PartitionInfoError() != 0) return 0;
+
+  CFirstCode code;
+  const PRIVATE_HEADER_WRAPPER* headers[] = {database->PrimaryHeader.get(), database->AlternateHeader.get(),
+                                             database->BackupHeader.get()};
+  for (const PRIVATE_HEADER_WRAPPER* header : headers)
+    if (header) code.Then([&] { return header->AddToReport(node); });
+  for (const TOC_WRAPPER* toc : {database->PrimaryToc.get(), database->AlternateToc.get()})
+    if (toc) code.Then([&] { return toc->AddToReport(node); });
+  if (database->Config) code.Then([&] { return database->Config->AddToReport(node); });
+  return code.Code();
 }
 
 }  // namespace kestrand

@@ -11,6 +11,8 @@
 
 namespace kestrand {
 
+// Both formatters write into a string that grows as needed and give 0 for
+// every value, so there is no code to look at.
 inline std::u16string GuidText(const GUID& guid) {
   std::u16string text;
   FormatGuid(guid, text);

@@ -1,11 +1,14 @@
+// The table of contents: its decoding, the reading of one copy, and the
+// copy's text section and XML branch.
 #include "ldm/toc.h"
 
 #include <cstring>
 
+#include "common/text_format.h"
+#include "common/text_writer.h"
 #include "disk/disk.h"
-#include "ldm/big_endian.h"
 #include "ldm/ldm_database.h"
-#include "ldm/read_failure_message.h"
+#include "ldm/report_values.h"
 
 namespace kestrand {
 
@@ -48,6 +51,16 @@ NTSTATUS DecodeRegionEntry(const uint8_t* sector, uint32_t size, uint32_t& posit
   return STATUS_SUCCESS_CODE;
 }
 
+const char* RegionTypeWord(uint8_t type) {
+  switch (type) {
+    case TOC_REGION_CONFIG: return "config";
+    case TOC_REGION_LOG: return "log";
+    default: return "unknown";
+  }
+}
+
+const char* CopyFlagWord(uint16_t flags) { return (flags & TOC_COPY_DISABLED) ? "disabled" : "enabled"; }
+
 }  // namespace
 
 bool TOC::Insert(const TOC_REGION& region) {
@@ -69,6 +82,8 @@ NTSTATUS DecodeToc(const uint8_t* sector, uint32_t size, TOC& toc) {
     TOC_REGION region{};
     NTSTATUS status = DecodeRegionEntry(sector, size, position, region);
     if (status < 0) return status;
+    // A table holds the two entries of one sector; only a table decoded
+    // into twice is full, and then it keeps what it had.
     toc.Insert(region);
   }
   return STATUS_SUCCESS_CODE;
@@ -82,6 +97,57 @@ uint32_t TOC_WRAPPER::Initialize(LDM_DATABASE* owner, CDisk* disk, const char* n
     return 0;
   }
   ParseStatus = DecodeToc(RawSector.get(), RawSectorSize, Toc);
+  return 0;
+}
+
+uint32_t TOC_WRAPPER::PrintText(FILE* stream) const {
+  if (!stream) return ERROR_INVALID_PARAMETER_CODE;
+  if (!ReadAttempted || ReadStatus < 0) return 0;
+  PrintWide(stream, u"----- LDM Database Table of Contents -----\n\n");
+  PrintWide(stream, u"%-12s %s\n", u"Magic Str:", AnsiToWide(Magic));
+  PrintWide(stream, u"TOC Defined Regions:\n");
+  for (uint32_t i = 0; i < Toc.RegionCount; ++i) {
+    const TOC_REGION& region = Toc.Regions[i];
+    PrintWide(stream, u"  %-8s", RegionTypeWord(region.RegionType));
+    // The range ends at the sector after the region's last.
+    PrintWide(stream, u"Range=%06I64u-%06I64u Length=%06I64u Copy=%02u Offset=%06lu ", region.ExtentOffset,
+              region.ExtentOffset + region.ExtentLength, region.ExtentLength, region.CopyNumber,
+              region.OffsetInCopy);
+    PrintWide(stream, u"CopyFlag=%s\n", CopyFlagWord(region.Flags));
+  }
+  PrintWide(stream, u"\n");
+  return 0;
+}
+
+uint32_t TOC_WRAPPER::AddToReport(CKestrandTreeNode* node) const {
+  if (!node) return ERROR_INVALID_PARAMETER_CODE;
+  if (!ReadAttempted || ReadStatus < 0) return 0;
+  uint32_t code = 0;
+  CKestrandTreeNode* element =
+      AddDisplayedChild(node, "TableOfContents", std::string("Table of Contents ") + Name, "3", code);
+  if (!element) return code;
+
+  CKestrandTreeNode* basic = AddDisplayedChild(element, "BasicInformation", "Basic Information", "3", code);
+  if (!basic) return code;
+  CAttributeAdder basicAttributes(basic);
+  basicAttributes.Wide("MagicString", AnsiToWide(Magic));
+  basicAttributes.Number("SectorOffset", Offset);  // in bytes, as the branch has always shown it
+  if (basicAttributes.Code() != 0) return basicAttributes.Code();
+
+  for (uint32_t i = 0; i < Toc.RegionCount; ++i) {
+    const TOC_REGION& region = Toc.Regions[i];
+    CKestrandTreeNode* entry = AddDisplayedChild(element, "Entry", FormatNarrow("Entry %u", i + 1), "3", code);
+    if (!entry) return code;
+    CAttributeAdder add(entry);
+    add.Text("Type", RegionTypeWord(region.RegionType));
+    add.Number("ExtentOffset", region.ExtentOffset);
+    add.Number("ExtentLength", region.ExtentLength);
+    add.Number("ExtentEndOffset", region.ExtentOffset + region.ExtentLength);
+    add.Number("CopyNumber", static_cast<uint64_t>(static_cast<int64_t>(region.CopyNumber)));
+    add.Number("OffsetInCopy", region.OffsetInCopy);
+    add.Text("CopyFlag", CopyFlagWord(region.Flags));
+    if (add.Code() != 0) return add.Code();
+  }
   return 0;
 }
 

@@ -1,18 +1,14 @@
-// The table of contents of an LDM database (the "TOCBLOCK" sector): the
-// config and log regions with their extents, and the holder of one copy.
+// The table of contents of an LDM database (the "TOCBLOCK" sector) as
+// decoded: the config and log regions with their extents. The holder of one
+// copy (TOC_WRAPPER) is declared with the database; its reading and its
+// report are implemented with the decoding.
 #pragma once
 
 #include <cstdint>
-#include <cstdio>
 
-#include "ldm/sector_copy.h"
 #include "platform/types.h"
 
 namespace kestrand {
-
-class CDisk;
-class CKestrandTreeNode;
-struct LDM_DATABASE;
 
 enum TOC_REGION_TYPE : uint8_t {
   TOC_REGION_UNKNOWN = 0,
@@ -49,22 +45,5 @@ constexpr uint32_t kTocFirstEntryOffset = 0x24;
 // `toc`: 0, or 0xC000000D at the first entry that does not decode (the
 // entries before it stay in the list).
 NTSTATUS DecodeToc(const uint8_t* sector, uint32_t size, TOC& toc);
-
-class TOC_WRAPPER : public LDM_SECTOR_COPY {
- public:
-  // Reads and decodes the copy at byte `offset`. 87 without owner, disk or
-  // name, 13 without bytes per sector, 8 without memory; otherwise 0, also
-  // when the sector could not be read (a message on standard error says so)
-  // or decoded.
-  uint32_t Initialize(LDM_DATABASE* owner, CDisk* disk, const char* name, uint64_t offset);
-
-  // The text section; nothing for a copy that was not read. 87 without stream.
-  uint32_t PrintText(FILE* stream) const;
-  // The TableOfContents element; nothing for a copy that was not read.
-  // 87 without node.
-  uint32_t AddToReport(CKestrandTreeNode* node) const;
-
-  TOC Toc = {};
-};
 
 }  // namespace kestrand

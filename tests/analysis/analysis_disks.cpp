@@ -1,6 +1,6 @@
 #include "analysis_disks.h"
 
-#include "ldm/ldm_record.h"
+#include "ldm/records.h"
 
 namespace kestrand::test {
 

@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "analysis_disks.h"
-#include "ldm/ldm_record.h"
 #include "ldm/record_tree.h"
+#include "ldm/records.h"
 
 namespace kestrand::test {
 namespace {

@@ -11,8 +11,7 @@
 #include "analysis/virtual_structure.h"
 #include "analysis_disks.h"
 #include "driver/disk_set.h"
-#include "ldm/disk_record.h"
-#include "ldm/volume_record.h"
+#include "ldm/records.h"
 
 namespace kestrand::test {
 namespace {

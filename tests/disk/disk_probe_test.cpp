@@ -56,7 +56,7 @@ TEST_F(DiskProbeTest, DynamicMbrDiskGetsItsLdmDatabaseRead) {
   EXPECT_EQ(platform_.LayoutQuerySizes, std::vector<uint32_t>{624});
 
   ASSERT_NE(disk.LdmDatabase(), nullptr);
-  LDM_COPY_STATUS primary = disk.LdmDatabase()->GetCopyStatus(LdmCopy::PrimaryHeader);
+  LdmCopyStatus primary = disk.LdmDatabase()->GetCopyStatus(LdmCopy::PrimaryHeader);
   EXPECT_EQ(primary.ReadStatus, 0);
   EXPECT_EQ(primary.ParseStatus, 0);
   EXPECT_TRUE(disk.LdmDatabase()->GetCopyStatus(LdmCopy::BackupHeader).Exists);

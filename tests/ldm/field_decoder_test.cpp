@@ -1,3 +1,5 @@
+// The field decoder: every field kind with its bounds, the chain of optional
+// groups, and the field forms read directly: GUID text and file time.
 #include "ldm/field_decoder.h"
 
 #include <gtest/gtest.h>
@@ -8,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "common/text_format.h"
 #include "support/ldm_builder.h"
 
 namespace kestrand {
@@ -170,7 +173,7 @@ TEST(FieldDecoderTest, HandWrittenRowsCannotOverrunTheirMember) {
 TEST(FieldDecoderTest, ChainStopsAtTheFirstFailure) {
   Sample s;
   const std::vector<uint8_t> bytes = {0x01, 0x7F, 0x05, 0, 0, 0, 0, 0, 0x01, 0x01};
-  FieldChain chain(&s, bytes.data(), static_cast<uint32_t>(bytes.size()));
+  CFieldChain chain(&s, bytes.data(), static_cast<uint32_t>(bytes.size()));
   chain.Decode(kVarLong);
   chain.DecodeIf(false, kVarQuad);
   EXPECT_EQ(chain.Cursor(), bytes.data() + 2);
@@ -179,6 +182,63 @@ TEST(FieldDecoderTest, ChainStopsAtTheFirstFailure) {
   EXPECT_TRUE(chain.Failed());
   EXPECT_EQ(s.Long, 0x7Fu);
   EXPECT_EQ(s.Quad, 0u);
+}
+
+// ---- GUID text ----
+
+TEST(GuidTextTest, ReadsThePartsInOrderInEitherCase) {
+  GUID lower{}, upper{};
+  ASSERT_TRUE(ParseGuidText("03c0c4fc-8b6f-402b-9431-4be2e5823b1c", lower));
+  ASSERT_TRUE(ParseGuidText("03C0C4FC-8B6F-402B-9431-4BE2E5823B1C", upper));
+  EXPECT_EQ(lower, upper);
+  EXPECT_EQ(lower.Data1, 0x03c0c4fcu);
+  EXPECT_EQ(lower.Data2, 0x8b6f);
+  EXPECT_EQ(lower.Data3, 0x402b);
+  EXPECT_EQ(test::GuidToText(lower), "03c0c4fc-8b6f-402b-9431-4be2e5823b1c");
+}
+
+TEST(GuidTextTest, RefusesAnythingButTheBareForm) {
+  for (const char* text : {
+           "{03c0c4fc-8b6f-402b-9431-4be2e5823b1c}",  // braces
+           "03c0c4fc-8b6f-402b-9431-4be2e5823b1c}",
+           " 03c0c4fc-8b6f-402b-9431-4be2e5823b1c",   // leading blank
+           "03c0c4fc-8b6f-402b-9431-4be2e5823b1c ",   // trailing blank
+           "03c0c4fc-8b6f-402b-9431-4be2e5823b1",     // a digit short
+           "03c0c4fc-8b6f-402b-9431-4be2e5823b1c0",   // a digit more
+           "03c0c4f-c8b6f-402b-9431-4be2e5823b1c",    // hyphen misplaced
+           "03c0c4fc-8b6f-402b-94314be2e5823b1c",     // hyphen missing
+           "03c0c4fc-8b6f-402b-9431-4be2e5823b1g",    // not a hex digit
+           "",
+       }) {
+    GUID guid{};
+    EXPECT_FALSE(ParseGuidText(text, guid)) << text;
+  }
+  GUID guid{};
+  EXPECT_FALSE(ParseGuidText(nullptr, guid));
+}
+
+// ---- file time ----
+
+std::string TimeText(uint64_t fileTime) {
+  CALENDAR_TIME t{};
+  if (!FileTimeToCalendarTime(fileTime, t)) return "refused";
+  return FormatNarrow("%04u-%02u-%02u %02u:%02u:%02u.%03u", t.Year, t.Month, t.Day, t.Hour, t.Minute, t.Second,
+                      t.Milliseconds);
+}
+
+TEST(FileTimeTest, ConvertsAcrossTheWholeRangeAndRefusesTheTopBit) {
+  EXPECT_EQ(TimeText(0), "1601-01-01 00:00:00.000");
+  EXPECT_EQ(TimeText(116444736000000000ULL), "1970-01-01 00:00:00.000");
+  EXPECT_EQ(TimeText(0x01cd901ceb898e23ULL), "2012-09-11 12:56:54.875");
+  // The leap day of a year divisible by 400, and the day after it.
+  EXPECT_EQ(TimeText(125962560000000000ULL), "2000-02-29 00:00:00.000");
+  EXPECT_EQ(TimeText(125963424000000000ULL), "2000-03-01 00:00:00.000");
+  // 1900 is not a leap year: February 28th is followed by March 1st.
+  EXPECT_EQ(TimeText(94404960000000000ULL + 863999999999ULL), "1900-02-28 23:59:59.999");
+  EXPECT_EQ(TimeText(94405824000000000ULL), "1900-03-01 00:00:00.000");
+  EXPECT_EQ(TimeText(0x7FFFFFFFFFFFFFFFULL), "30828-09-14 02:48:05.477");
+  EXPECT_EQ(TimeText(0x8000000000000000ULL), "refused");
+  EXPECT_EQ(TimeText(~0ULL), "refused");
 }
 
 }  // namespace

@@ -10,7 +10,7 @@
 #include "driver/kestrand.h"
 #include "ldm/ldm_database.h"
 #include "ldm/record_report.h"
-#include "ldm/volume_record.h"
+#include "ldm/records.h"
 #include "support/ldm_builder.h"
 #include "support/ldm_loader_support.h"
 #include "support/report_tree.h"

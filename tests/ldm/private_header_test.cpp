@@ -4,9 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "common/text_format.h"
 #include "common/tree_node.h"
-#include "ldm/file_time.h"
 #include "ldm/ldm_database.h"
 #include "ldm/private_header.h"
 #include "support/ldm_builder.h"
@@ -16,28 +14,6 @@ namespace kestrand::test {
 namespace {
 
 constexpr NTSTATUS kUndecodable = STATUS_INVALID_PARAMETER_CODE;
-
-std::string TimeText(uint64_t fileTime) {
-  CALENDAR_TIME t{};
-  if (!FileTimeToCalendarTime(fileTime, t)) return "refused";
-  return FormatNarrow("%04u-%02u-%02u %02u:%02u:%02u.%03u", t.Year, t.Month, t.Day, t.Hour, t.Minute, t.Second,
-                      t.Milliseconds);
-}
-
-TEST(FileTimeTest, ConvertsAcrossTheWholeRangeAndRefusesTheTopBit) {
-  EXPECT_EQ(TimeText(0), "1601-01-01 00:00:00.000");
-  EXPECT_EQ(TimeText(116444736000000000ULL), "1970-01-01 00:00:00.000");
-  EXPECT_EQ(TimeText(0x01cd901ceb898e23ULL), "2012-09-11 12:56:54.875");
-  // The leap day of a year divisible by 400, and the day after it.
-  EXPECT_EQ(TimeText(125962560000000000ULL), "2000-02-29 00:00:00.000");
-  EXPECT_EQ(TimeText(125963424000000000ULL), "2000-03-01 00:00:00.000");
-  // 1900 is not a leap year: February 28th is followed by March 1st.
-  EXPECT_EQ(TimeText(94404960000000000ULL + 863999999999ULL), "1900-02-28 23:59:59.999");
-  EXPECT_EQ(TimeText(94405824000000000ULL), "1900-03-01 00:00:00.000");
-  EXPECT_EQ(TimeText(0x7FFFFFFFFFFFFFFFULL), "30828-09-14 02:48:05.477");
-  EXPECT_EQ(TimeText(0x8000000000000000ULL), "refused");
-  EXPECT_EQ(TimeText(~0ULL), "refused");
-}
 
 std::vector<uint8_t> SectorWith(const PrivateHeaderFields& fields, uint32_t size = 512) {
   return BuildPrivateHeader(fields, size);

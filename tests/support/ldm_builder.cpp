@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "ldm/guid_text.h"
+#include "ldm/field_decoder.h"
 
 namespace kestrand::test {
 

@@ -14,12 +14,8 @@
 #include <vector>
 
 #include "ldm/config_header.h"
-#include "ldm/disk_record.h"
-#include "ldm/pack_record.h"
-#include "ldm/plex_record.h"
 #include "ldm/record_tree.h"
-#include "ldm/subdisk_record.h"
-#include "ldm/volume_record.h"
+#include "ldm/records.h"
 
 namespace kestrand {
 namespace {

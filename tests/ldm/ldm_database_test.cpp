@@ -55,7 +55,7 @@ TEST_F(LoaderTest, MbrDeviceReadsEveryStructureWhereItLiesInOrder) {
   EXPECT_STREQ(database_.BackupHeader->Name, "Backup");
   for (LdmCopy copy : {LdmCopy::PrimaryHeader, LdmCopy::AlternateHeader, LdmCopy::BackupHeader, LdmCopy::PrimaryToc,
                        LdmCopy::AlternateToc, LdmCopy::Config}) {
-    const LDM_COPY_STATUS status = database_.GetCopyStatus(copy);
+    const LdmCopyStatus status = database_.GetCopyStatus(copy);
     EXPECT_TRUE(status.Exists && status.ReadAttempted);
     EXPECT_EQ(status.ReadStatus, 0);
     EXPECT_EQ(status.ParseStatus, 0);
@@ -158,7 +158,7 @@ TEST_F(LoaderTest, DisksWithoutAnLdmAreaAreNotRead) {
   EXPECT_EQ(raw.Initialize(&disk_), 0u);
   EXPECT_TRUE(platform_.Reads.empty());
   // Created but never read: the reports must not take them for sound copies.
-  const LDM_COPY_STATUS status = database_.GetCopyStatus(LdmCopy::PrimaryHeader);
+  const LdmCopyStatus status = database_.GetCopyStatus(LdmCopy::PrimaryHeader);
   EXPECT_TRUE(status.Exists);
   EXPECT_FALSE(status.ReadAttempted);
   EXPECT_EQ(CaptureText([&](FILE* stream) { database_.PrintText(stream); }), "");
@@ -206,7 +206,7 @@ TEST_F(LoaderTest, DeviceThatCannotBeOpenedGivesEveryStructureTheSameStatus) {
   ::testing::internal::GetCapturedStderr();
   for (LdmCopy copy : {LdmCopy::PrimaryHeader, LdmCopy::AlternateHeader, LdmCopy::BackupHeader, LdmCopy::PrimaryToc,
                        LdmCopy::AlternateToc, LdmCopy::Config}) {
-    const LDM_COPY_STATUS status = database_.GetCopyStatus(copy);
+    const LdmCopyStatus status = database_.GetCopyStatus(copy);
     EXPECT_TRUE(status.ReadAttempted);
     EXPECT_EQ(status.ReadStatus, STATUS_ACCESS_DENIED_CODE);
     EXPECT_EQ(status.ParseStatus, 0);

@@ -1,0 +1,404 @@
+// Every decoded config record of a config copy: the words the reports show
+// for record values, the text lines of each record, and the Records branch of
+// the XML report with the attribute sets of the five record types.
+#include "ldm/record_report.h"
+
+#include <string>
+
+#include "common/text_format.h"
+#include "common/text_writer.h"
+#include "inventory/volume_mount_name.h"
+#include "ldm/ldm_database.h"
+#include "ldm/records.h"
+#include "ldm/report_values.h"
+
+namespace kestrand {
+
+// ---- record words ----
+
+namespace {
+
+struct FlagWord {
+  uint32_t Bit;
+  const char* Word;
+};
+
+template <size_t N>
+std::string WordsFor(uint32_t flags, const FlagWord (&table)[N]) {
+  std::string words;
+  for (const FlagWord& entry : table)
+    if (flags & entry.Bit) words += entry.Word;
+  return words;
+}
+
+constexpr FlagWord kVolumeWords[] = {
+    {VOLUME_PERSISTENT_BOOT, " boot"},
+    {VOLUME_PERSISTENT_SYSTEM, " system"},
+    {VOLUME_PERSISTENT_RETAINED, " retained"},
+};
+constexpr FlagWord kPlexWords[] = {
+    {PLEX_PERSISTENT_STALE, " stale"},
+    {PLEX_PERSISTENT_DETACHED, " detached"},
+};
+constexpr FlagWord kSubdiskWords[] = {
+    {SUBDISK_PERSISTENT_VOLUME, " volume"},
+    {SUBDISK_PERSISTENT_STALE, " stale"},
+    {SUBDISK_PERSISTENT_DETACHED, " detached"},
+    {SUBDISK_PERSISTENT_RETAINED, " retained"},
+};
+constexpr FlagWord kDiskWords[] = {
+    {DISK_PERSISTENT_NON_VOTER, " non-voter"},
+    {DISK_PERSISTENT_ISCSI, " iscsi"},
+};
+
+// The words the record reports show for record types, plex layouts and read
+// policies; nullptr for a value without a word: the callers print it as
+// "Unknown".
+const char* RecordTypeWord(uint16_t type) {
+  switch (type) {
+    case RECORD_TYPE_VOLUME: return "Volume";
+    case RECORD_TYPE_PLEX: return "Plex";
+    case RECORD_TYPE_SUBDISK: return "Subdisk";
+    case RECORD_TYPE_DISK: return "Disk";
+    case RECORD_TYPE_PACK: return "Pack";
+    default: return nullptr;
+  }
+}
+
+const char* PlexLayoutWord(uint8_t layout) {
+  switch (layout) {
+    case PLEX_LAYOUT_STRIPED: return "Striped";
+    case PLEX_LAYOUT_SIMPLE: return "Simple";
+    case PLEX_LAYOUT_RAID5: return "RAID5";
+    default: return nullptr;
+  }
+}
+
+const char* ReadPolicyXmlWord(uint8_t policy) {
+  switch (policy) {
+    case 1: return "Round Robin";
+    case 2: return "Preferred Plex";
+    case 3: return "Select Plex";
+    case 4: return "RAID5";
+    default: return nullptr;
+  }
+}
+
+// The text report's word; the XML spells policy 2 correctly.
+const char* ReadPolicyTextWord(uint8_t policy) {
+  // The text report has always spelt policy 2 this way.
+  return policy == 2 ? "Preffered Plex" : ReadPolicyXmlWord(policy);
+}
+
+// Bits 0 and 1 of the first FileSystemType byte; nullptr when neither is set.
+const char* FileSystemTypeWord(char firstByte) {
+  const bool hidden = (firstByte & 0x01) != 0;
+  const bool readOnly = (firstByte & 0x02) != 0;
+  if (hidden && readOnly) return "Hidden, Read Only";
+  if (hidden) return "Hidden";
+  if (readOnly) return "Read Only";
+  return nullptr;
+}
+
+// " boot", " system", ... for the named bits that are set, lowest bit first.
+std::string VolumePersistentWords(uint32_t flags) { return WordsFor(flags, kVolumeWords); }
+std::string PlexPersistentWords(uint32_t flags) { return WordsFor(flags, kPlexWords); }
+std::string SubdiskPersistentWords(uint32_t flags) { return WordsFor(flags, kSubdiskWords); }
+std::string DiskPersistentWords(uint32_t flags) { return WordsFor(flags, kDiskWords); }
+
+}  // namespace
+
+// ---- text ----
+
+namespace {
+
+// The word for a value, or "Unknown (0xNN)" when it has none.
+void PrintWordLine(FILE* stream, const char16_t* label, const char* word, uint8_t value) {
+  PrintWide(stream, u"%-18s ", label);
+  if (word)
+    PrintWide(stream, u"%s", word);
+  else
+    PrintWide(stream, u"Unknown (0x%02x)", value);
+  PrintWide(stream, u"\n");
+}
+
+void PrintVolumeLines(FILE* stream, const VOLUME_RECORD& v) {
+  const uint16_t flags = v.RecordFlags();
+  const std::u16string length = GroupedText(static_cast<uint64_t>(v.Length));
+  const std::u16string logLength = GroupedText(static_cast<uint64_t>(v.LogLength));
+  const std::u16string guid = GuidText(v.VolumeGuid);
+  std::u16string mountName;
+  const bool haveMountName = GetVolumeMountName(&v.VolumeGuid, mountName) == 0;
+
+  PrintNarrow(stream, "%-18s %s\n", "UsageType:", v.UsageType);
+  PrintWide(stream, u"%-18s ", u"FileSystemType:");
+  if (const char* word = FileSystemTypeWord(v.FileSystemType[0])) PrintWide(stream, u"%s", word);
+  PrintWide(stream, u"\n");
+  PrintNarrow(stream, "%-18s %s\n", "State:", v.State);
+  PrintWordLine(stream, u"ReadPolicy:", ReadPolicyTextWord(v.ReadPolicy), v.ReadPolicy);
+  PrintWide(stream, u"%-18s %lu\n", u"Minor:", v.Minor);
+  PrintWide(stream, u"%-18s 0x%08lx%s\n", u"PersistentFlags:", v.PersistentFlags,
+            VolumePersistentWords(v.PersistentFlags));
+  PrintWide(stream, u"%-18s %lu\n", u"NumPlexes:", v.NumPlexes);
+  PrintWide(stream, u"%-18s %I64u\n", u"DetachSeqNum:", v.DetachSeqNum);
+  PrintWide(stream, u"%-18s %s\n", u"Length:", length);
+  PrintWide(stream, u"%-18s %s\n", u"LogLength:", logLength);
+  // The usage type is shown a second time here.
+  PrintNarrow(stream, "%-18s %s\n", "UsageType:", v.UsageType);
+  if (flags & VOLUME_FLAG_LOG_RECORD) PrintWide(stream, u"%-18s %lu\n", u"LogRecordId:", v.LogRecordId);
+  PrintWide(stream, u"%-18s %lu\n", u"PartitionType:", v.PartitionType);
+  if (haveMountName) PrintWide(stream, u"%-18s %s\n", u"VolumeName:", mountName);
+  PrintWide(stream, u"%-18s %s\n", u"VolumeGuid:", guid);
+  if (flags & VOLUME_FLAG_MOUNT_NAME)
+    PrintWide(stream, u"%-18s %s\n", u"VolumeName:", v.MountName.get());
+  if (flags & VOLUME_FLAG_APP_RECOVERY) PrintWide(stream, u"%-18s %u\n", u"AppRecovery:", v.AppRecovery);
+  if (flags & VOLUME_FLAG_PREFERRED_PLEX)
+    PrintWide(stream, u"%-18s %lu\n", u"PrefferedPlexRecordId:", v.PrefferedPlexRecordId);
+}
+
+void PrintPlexLines(FILE* stream, const PLEX_RECORD& p) {
+  PrintNarrow(stream, "%-18s %s\n", "State:", p.State);
+  PrintWordLine(stream, u"Layout:", PlexLayoutWord(p.Layout), p.Layout);
+  PrintWide(stream, u"%-18s 0x%08lx%s\n", u"PersistentFlags:", p.PersistentFlags,
+            PlexPersistentWords(p.PersistentFlags));
+  PrintWide(stream, u"%-18s %lu\n", u"SubdiskCount:", p.SubdiskCount);
+  PrintWide(stream, u"%-18s %I64u\n", u"DetachSequence:", p.DetachSequence);
+  PrintWide(stream, u"%-18s %lu\n", u"VolumeRecordId:", p.VolumeRecordId);
+  PrintWide(stream, u"%-18s %lu\n", u"LogRecordId:", p.LogRecordId);
+  if (p.RecordFlags() & PLEX_FLAG_STRIPES) {
+    PrintWide(stream, u"%-18s %I64d\n", u"StripeWidth:", p.StripeWidth);
+    PrintWide(stream, u"%-18s %lu\n", u"ColumnCount:", p.ColumnCount);
+  }
+}
+
+void PrintSubdiskLines(FILE* stream, const SUBDISK_RECORD& s) {
+  const uint16_t flags = s.RecordFlags();
+  PrintWide(stream, u"%-18s 0x%08lx%s\n", u"PersistentFlags:", s.PersistentFlags,
+            SubdiskPersistentWords(s.PersistentFlags));
+  PrintWide(stream, u"%-18s %lu\n", u"DiskRecordId:", s.DiskRecordId);
+  PrintWide(stream, u"%-18s %s\n", u"DiskOffset:", GroupedText(s.DiskOffset));
+  PrintWide(stream, u"%-18s %lu\n", u"PlexRecordId:", s.PlexRecordId);
+  PrintWide(stream, u"%-18s %s\n", u"PlexOffset:", GroupedText(s.PlexOffset));
+  PrintWide(stream, u"%-18s %s\n", u"Length:", GroupedText(static_cast<uint64_t>(s.Length)));
+  // Flag 0x1000 alone decodes the column number and detach sequence but
+  // shows neither.
+  if (flags & SUBDISK_FLAG_COLUMN) PrintWide(stream, u"%-18s %lu\n", u"ColumnNumber:", s.ColumnNumber);
+  if (flags & SUBDISK_FLAG_DETACH) PrintWide(stream, u"%-18s %I64u\n", u"DetachSequence:", s.DetachSequence);
+  if (flags & SUBDISK_FLAG_MINOR) PrintWide(stream, u"%-18s %lu\n", u"Minor:", s.Minor);
+  if (flags & SUBDISK_FLAG_HIDDEN_SECTORS) PrintWide(stream, u"%-18s %I64d\n", u"HiddenSectors:", s.HiddenSectors);
+  if (flags & SUBDISK_FLAG_LAST_DISK) PrintWide(stream, u"%-18s %lu\n", u"LastDiskRecordId:", s.LastDiskRecordId);
+}
+
+void PrintDiskLines(FILE* stream, const DISK_RECORD& d) {
+  PrintWide(stream, u"%-18s %s\n", u"DiskId:", GuidText(d.DiskId));
+  PrintWide(stream, u"%-18s %s\n", u"LastDiskSetId:", GuidText(d.LastDiskSetId));
+  PrintWide(stream, u"%-18s 0x%08lx%s\n", u"PersistentFlags:", d.PersistentFlags,
+            DiskPersistentWords(d.PersistentFlags));
+}
+
+void PrintPackLines(FILE* stream, const PACK_RECORD& p) {
+  const uint16_t flags = p.RecordFlags();
+  PrintWide(stream, u"%-18s %s\n", u"PackId:", GuidText(p.PackId));
+  PrintWide(stream, u"%-18s %s\n", u"DiskSetId:", GuidText(p.DiskSetId));
+  PrintWide(stream, u"%-18s 0x%08lx\n", u"PersistentFlags:", p.PersistentFlags);
+  if (flags & PACK_FLAG_COPIES) {
+    PrintWide(stream, u"%-18s %lu\n", u"ConfigCopiesCount:", p.ConfigCopiesCount);
+    PrintWide(stream, u"%-18s %lu\n", u"LogCopiesCount:", p.LogCopiesCount);
+  }
+  if (flags & PACK_FLAG_BASE_MINOR) PrintWide(stream, u"%-18s %lu\n", u"BaseMinor:", p.BaseMinor);
+}
+
+void PrintTypeLines(FILE* stream, const LDM_RECORD* record) {
+  if (auto* volume = dynamic_cast<const VOLUME_RECORD*>(record)) PrintVolumeLines(stream, *volume);
+  if (auto* plex = dynamic_cast<const PLEX_RECORD*>(record)) PrintPlexLines(stream, *plex);
+  if (auto* subdisk = dynamic_cast<const SUBDISK_RECORD*>(record)) PrintSubdiskLines(stream, *subdisk);
+  if (auto* disk = dynamic_cast<const DISK_RECORD*>(record)) PrintDiskLines(stream, *disk);
+  if (auto* pack = dynamic_cast<const PACK_RECORD*>(record)) PrintPackLines(stream, *pack);
+}
+
+void PrintRecord(FILE* stream, const VBLK_GROUP& group, const RECORD_ENTRY& entry) {
+  const LDM_RECORD& record = *entry.Record;
+  PrintWide(stream, u"Record %lu\n", group.GroupNumber);
+  PrintWide(stream, u"----------\n");
+  PrintWide(stream, u"%-18s ", u"Type:");
+  if (const char* word = RecordTypeWord(entry.RecordType))
+    PrintWide(stream, u"%s", word);
+  else
+    PrintWide(stream, u"Unknown (0x%08x)", entry.RecordType);
+  PrintWide(stream, u"\n");
+  PrintWide(stream, u"%-18s %lu\n", u"RecordId:", entry.RecordId);
+  PrintNarrow(stream, "%-18s %s\n", "RecordName:", record.RecordName);
+  PrintWide(stream, u"%-18s %u\n", u"Version:", group.Revision());
+  PrintWide(stream, u"%-18s 0x%04x\n", u"TransFlags:", group.TransFlags);
+  // The record flags as bits 8 to 15 of the type word, counted from bit 8.
+  PrintWide(stream, u"%-18s 0x%04x\n", u"RecordExt:", group.RecordFlags() >> 8);
+  PrintWide(stream, u"%-18s 0x%04x\n", u"RecordAttributes:", group.TypeWord);
+  PrintWide(stream, u"%-18s %lu\n", u"RecordSize:", group.RecordSize);
+  PrintWide(stream, u"%-18s %I64u\n", u"Update Seq:", record.UpdateSequence);
+  PrintTypeLines(stream, &record);
+  PrintWide(stream, u"\n");
+}
+
+}  // namespace
+
+uint32_t PrintRecordSection(FILE* stream, const CONFIG_WRAPPER& config) {
+  if (!stream) return ERROR_INVALID_PARAMETER_CODE;
+  if (!config.Header) return 0;
+  // Groups without a decoded record (broken, ignored, unfinished) have
+  // nothing to show and are left out.
+  for (const auto& group : config.Header->GroupList) {
+    if (group && group->Entry && group->Entry->Record) PrintRecord(stream, *group, *group->Entry);
+  }
+  return 0;
+}
+
+// ---- XML ----
+
+namespace {
+
+// Signed members are written as the unsigned 64-bit number of their bits.
+uint64_t Bits(int64_t value) { return static_cast<uint64_t>(value); }
+
+uint32_t AddTypeAttributes(CKestrandTreeNode* element, const LDM_RECORD* record) {
+  if (auto* volume = dynamic_cast<const VOLUME_RECORD*>(record)) return AddVolumeAttributes(element, volume);
+  if (auto* plex = dynamic_cast<const PLEX_RECORD*>(record)) return AddPlexAttributes(element, plex);
+  if (auto* subdisk = dynamic_cast<const SUBDISK_RECORD*>(record)) return AddSubdiskAttributes(element, subdisk);
+  if (auto* disk = dynamic_cast<const DISK_RECORD*>(record)) return AddDiskAttributes(element, disk);
+  if (auto* pack = dynamic_cast<const PACK_RECORD*>(record)) return AddPackAttributes(element, pack);
+  return 0;
+}
+
+uint32_t AddRecord(CKestrandTreeNode* records, const VBLK_GROUP& group, const RECORD_ENTRY& entry) {
+  const LDM_RECORD& record = *entry.Record;
+  const char* typeWord = RecordTypeWord(entry.RecordType);
+  if (!typeWord) typeWord = "Unknown";
+  uint32_t code = 0;
+  CKestrandTreeNode* element =
+      AddDisplayedChild(records, "Record", FormatNarrow("Record %u ", group.GroupNumber) + typeWord, "3", code);
+  if (!element) return code;
+  CAttributeAdder add(element);
+  add.Text("Type", typeWord);
+  add.Number("Id", entry.RecordId);
+  add.Text("Name", record.RecordName);
+  add.Number("Version", group.Revision());
+  add.Flags("TransFlags", group.TransFlags);
+  add.Flags("RecExt", group.RecordFlags() >> 8);  // bits 8 to 15, counted from bit 8
+  add.Flags("Attributes", group.TypeWord);
+  add.Number("Size", group.RecordSize);
+  add.Number("UpdateSequence", record.UpdateSequence);
+  if (add.Code() != 0) return add.Code();
+  // The record's own attributes are not held to account: a record whose
+  // attributes fail stays as far as it got, and the branch goes on with the
+  // next record.
+  AddTypeAttributes(element, &record);
+  return 0;
+}
+
+}  // namespace
+
+uint32_t AddRecordsToReport(const CONFIG_WRAPPER& config, CKestrandTreeNode* parent) {
+  if (!parent) return ERROR_INVALID_PARAMETER_CODE;
+  uint32_t code = 0;
+  CKestrandTreeNode* records = AddDisplayedChild(parent, "Records", "Record List", "3", code);
+  if (!records) return code;
+  if (!config.Header) return 0;
+  // Groups without a decoded record have nothing to show and are left out.
+  for (const auto& group : config.Header->GroupList) {
+    if (!group || !group->Entry || !group->Entry->Record) continue;
+    code = AddRecord(records, *group, *group->Entry);
+    if (code != 0) return code;
+  }
+  return 0;
+}
+
+uint32_t AddVolumeAttributes(CKestrandTreeNode* element, const VOLUME_RECORD* v) {
+  if (!element || !v) return ERROR_INVALID_PARAMETER_CODE;
+  const uint16_t flags = v->RecordFlags();
+  std::u16string mountName;
+  const bool haveMountName = GetVolumeMountName(&v->VolumeGuid, mountName) == 0;
+  const std::u16string guid = GuidText(v->VolumeGuid);
+
+  CAttributeAdder add(element);
+  add.Text("UsageType", v->UsageType);
+  add.Text("FileSystemTypeOnlyMattersIfGpt", FileSystemTypeWord(v->FileSystemType[0]));
+  add.Text("State", v->State);
+  const char* policy = ReadPolicyXmlWord(v->ReadPolicy);
+  add.Text("ReadPolicy", policy ? policy : "Unknown");
+  add.Number("Minor", v->Minor);
+  add.Flags("PersistentFlags", v->PersistentFlags);
+  add.Number("Plexes", v->NumPlexes);
+  add.Number("DetachSequence", v->DetachSeqNum);
+  add.Number("Length", Bits(v->Length));
+  add.Number("LogLength", Bits(v->LogLength));
+  if (flags & VOLUME_FLAG_LOG_RECORD) add.Number("LogRecordId", v->LogRecordId);
+  if (haveMountName) add.Wide("VolumeName", mountName);
+  add.Wide("VolumeId", guid);
+  if (flags & VOLUME_FLAG_MOUNT_NAME) add.Wide("MountName", v->MountName.get());
+  add.Number("PartitionType", v->PartitionType);
+  if (flags & VOLUME_FLAG_APP_RECOVERY) add.Number("AppRecovery", v->AppRecovery);
+  if (flags & VOLUME_FLAG_PREFERRED_PLEX) add.Number("PrefferedPlexRecordId", v->PrefferedPlexRecordId);
+  return add.Code();
+}
+
+uint32_t AddPlexAttributes(CKestrandTreeNode* element, const PLEX_RECORD* p) {
+  if (!element || !p) return ERROR_INVALID_PARAMETER_CODE;
+  CAttributeAdder add(element);
+  add.Text("State", p->State);
+  const char* layout = PlexLayoutWord(p->Layout);
+  add.Text("Layout", layout ? layout : "Unknown");
+  add.Flags("PersistentFlags", p->PersistentFlags);
+  add.Number("SubdisksCount", p->SubdiskCount);
+  add.Number("DetachSequence", p->DetachSequence);
+  add.Number("VolumeRecordId", p->VolumeRecordId);
+  add.Number("LogRecordId", p->LogRecordId);
+  if (p->RecordFlags() & PLEX_FLAG_STRIPES) {
+    add.Number("StripeWidth", Bits(p->StripeWidth));
+    add.Number("ColumnCount", p->ColumnCount);
+  }
+  return add.Code();
+}
+
+uint32_t AddSubdiskAttributes(CKestrandTreeNode* element, const SUBDISK_RECORD* s) {
+  if (!element || !s) return ERROR_INVALID_PARAMETER_CODE;
+  const uint16_t flags = s->RecordFlags();
+  CAttributeAdder add(element);
+  add.Flags("PersistentFlags", s->PersistentFlags);
+  add.Number("DiskRecordId", s->DiskRecordId);
+  add.Wide("DiskOffset", GroupedText(s->DiskOffset));
+  add.Number("PlexRecordId", s->PlexRecordId);
+  add.Wide("PlexOffset", GroupedText(s->PlexOffset));
+  add.Wide("Length", GroupedText(Bits(s->Length)));
+  if (flags & SUBDISK_FLAG_COLUMN) add.Number("ColumnNumber", s->ColumnNumber);
+  if (flags & SUBDISK_FLAG_DETACH) add.Number("DetachSequence", s->DetachSequence);
+  if (flags & SUBDISK_FLAG_MINOR) add.Number("Minor", s->Minor);
+  if (flags & SUBDISK_FLAG_HIDDEN_SECTORS) add.Number("HiddenSectors", Bits(s->HiddenSectors));
+  if (flags & SUBDISK_FLAG_LAST_DISK) add.Number("LastDiskRecordId", s->LastDiskRecordId);
+  return add.Code();
+}
+
+uint32_t AddDiskAttributes(CKestrandTreeNode* element, const DISK_RECORD* d) {
+  if (!element || !d) return ERROR_INVALID_PARAMETER_CODE;
+  CAttributeAdder add(element);
+  add.Wide("DeviceInstance", d->DeviceInstance.get());
+  add.Wide("DiskId", GuidText(d->DiskId));
+  add.Wide("LastDiskSetId", GuidText(d->LastDiskSetId));
+  add.Flags("PersistentFlags", d->PersistentFlags);
+  return add.Code();
+}
+
+uint32_t AddPackAttributes(CKestrandTreeNode* element, const PACK_RECORD* p) {
+  if (!element || !p) return ERROR_INVALID_PARAMETER_CODE;
+  const uint16_t flags = p->RecordFlags();
+  CAttributeAdder add(element);
+  add.Wide("PackId", GuidText(p->PackId));
+  add.Wide("DiskSetId", GuidText(p->DiskSetId));
+  add.Flags("PersistentFlags", p->PersistentFlags);
+  if (flags & PACK_FLAG_COPIES) {
+    add.Number("ConfigCopiesCount", p->ConfigCopiesCount);
+    add.Number("LogCopiesCount", p->LogCopiesCount);
+  }
+  if (flags & PACK_FLAG_BASE_MINOR) add.Number("BaseMinor", p->BaseMinor);
+  return add.Code();
+}
+
+}  // namespace kestrand
