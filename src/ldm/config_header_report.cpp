@@ -1,7 +1,6 @@
 // The config header and block list sections of one config copy (text and
 // XML); the record sections follow them.
 #include "common/text_format.h"
-#include "common/text_writer.h"
 #include "ldm/config_reader.h"
 #include "ldm/record_report.h"
 #include "ldm/report_values.h"

@@ -6,7 +6,6 @@
 
 #include "disk/disk.h"
 #include "disk/disk_layout.h"
-#include "disk/gpt_partition_types.h"
 
 namespace kestrand {
 

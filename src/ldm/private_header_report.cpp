@@ -1,5 +1,5 @@
 // The text section and the XML branch of one private header copy.
-#include "common/text_writer.h"
+#include "common/text_format.h"
 #include "common/xml_writer.h"
 #include "ldm/file_time.h"
 #include "ldm/private_header.h"

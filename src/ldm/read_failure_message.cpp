@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "common/text_writer.h"
+#include "common/text_format.h"
 
 namespace kestrand {
 

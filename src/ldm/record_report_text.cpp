@@ -1,7 +1,6 @@
 // The text lines of every decoded config record.
 #include "common/text_format.h"
-#include "common/text_writer.h"
-#include "inventory/volume_mount_name.h"
+#include "inventory/volumes.h"
 #include "ldm/config_reader.h"
 #include "ldm/disk_record.h"
 #include "ldm/pack_record.h"

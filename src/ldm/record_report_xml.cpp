@@ -1,7 +1,7 @@
 // The Records branch of the XML report and the attribute sets of the five
 // record types.
 #include "common/text_format.h"
-#include "inventory/volume_mount_name.h"
+#include "inventory/volumes.h"
 #include "ldm/config_reader.h"
 #include "ldm/disk_record.h"
 #include "ldm/pack_record.h"

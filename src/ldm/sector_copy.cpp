@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "common/bounded_text.h"
+#include "common/formatters.h"
 #include "disk/disk.h"
 
 namespace kestrand {

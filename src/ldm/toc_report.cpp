@@ -1,6 +1,5 @@
 // The text section and the XML branch of one table of contents copy.
 #include "common/text_format.h"
-#include "common/text_writer.h"
 #include "ldm/report_values.h"
 #include "ldm/toc.h"
 

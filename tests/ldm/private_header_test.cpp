@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "common/text_format.h"
-#include "common/tree_node.h"
+#include "common/xml_writer.h"
 #include "ldm/file_time.h"
 #include "ldm/ldm_database.h"
 #include "ldm/private_header.h"

@@ -5,9 +5,9 @@
 #include <memory>
 #include <vector>
 
-#include "analysis_disks.h"
 #include "ldm/ldm_record.h"
 #include "ldm/record_tree.h"
+#include "support/analysis_disks.h"
 
 namespace kestrand::test {
 namespace {
