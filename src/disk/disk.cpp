@@ -9,6 +9,27 @@
 
 namespace kestrand {
 
+namespace {
+
+// The layout buffer starts with room for four entries and grows by four.
+constexpr uint32_t kLayoutFirstSize = DRIVE_LAYOUT_HEAD_BYTES + 4 * PARTITION_ENTRY_BYTES;  // 624
+constexpr uint32_t kLayoutGrowth = 4 * PARTITION_ENTRY_BYTES;                               // 576
+// A driver that keeps asking for more room is given up on after this many
+// attempts (4,096 entries, far beyond any real table); the layout error then
+// stays ERROR_INSUFFICIENT_BUFFER.
+constexpr uint32_t kLayoutMaxAttempts = 1024;
+
+// The database file: a 1 MB area of 512-byte sectors.
+constexpr int64_t kLdmFileLength = 0x100000;
+constexpr uint32_t kLdmFileBytesPerSector = 512;
+
+template <class T>
+T* AllocateZeroed() {
+  return static_cast<T*>(std::calloc(1, sizeof(T)));
+}
+
+}  // namespace
+
 CDisk::~CDisk() {
   Reset();
   owner_ = nullptr;
@@ -66,27 +87,6 @@ bool CDisk::IsReadyForLdmAnalysis() const {
 // The probe: what the storage stack says about one disk, asked once and kept
 // with the error of every query that failed. Also the synthetic disk that
 // stands for a saved LDM database file. Nothing here writes to a disk.
-
-namespace {
-
-// The layout buffer starts with room for four entries and grows by four.
-constexpr uint32_t kLayoutFirstSize = DRIVE_LAYOUT_HEAD_BYTES + 4 * PARTITION_ENTRY_BYTES;  // 624
-constexpr uint32_t kLayoutGrowth = 4 * PARTITION_ENTRY_BYTES;                               // 576
-// A driver that keeps asking for more room is given up on after this many
-// attempts (4,096 entries, far beyond any real table); the layout error then
-// stays ERROR_INSUFFICIENT_BUFFER.
-constexpr uint32_t kLayoutMaxAttempts = 1024;
-
-// The database file: a 1 MB area of 512-byte sectors.
-constexpr int64_t kLdmFileLength = 0x100000;
-constexpr uint32_t kLdmFileBytesPerSector = 512;
-
-template <class T>
-T* AllocateZeroed() {
-  return static_cast<T*>(std::calloc(1, sizeof(T)));
-}
-
-}  // namespace
 
 uint32_t CDisk::Initialize() {
   // A second probe starts afresh rather than leaking the first one's buffers.

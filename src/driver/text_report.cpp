@@ -41,6 +41,7 @@ uint32_t CKestrand::PrintSystemSummary(FILE* stream) {
 
 uint32_t CKestrand::PrintDisks(FILE* stream) {
   if (!stream) return ERROR_INVALID_PARAMETER_CODE;
+  // With a stream the host sections always give 0.
   PrintSystemSummary(stream);
   for (CPtrListIterator<CDisk> it(Disks); !it.AtEnd(); it.Advance()) {
     CDisk* disk = it.Current();
