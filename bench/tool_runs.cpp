@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <filesystem>
 
-#include "driver/run.h"
+#include "driver/kestrand.h"
 #include "platform/platform.h"
 #include "support/image_platform.h"
 

@@ -8,7 +8,6 @@
 #include <cstdio>
 #include <vector>
 
-#include "common/tree_node.h"
 #include "common/xml_writer.h"
 #include "disk/disk.h"
 #include "driver/kestrand.h"

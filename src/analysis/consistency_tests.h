@@ -1,16 +1,64 @@
-// Consistency tests of one disk's LDM database, each a Test element with a
-// pass or fail verdict. A verdict is never an error code: the tests return
-// only the report tree's codes.
+// Consistency tests of the LDM databases, each a Test element with a pass or
+// fail verdict: the tests of one disk's database, and the report-wide test
+// that no two disks share a disk id. A verdict is never an error code: the
+// tests return only the report tree's codes.
 #pragma once
 
 #include <cstdint>
+#include <string>
+
+#include "common/xml_writer.h"
 
 namespace kestrand {
 
 class CDisk;
+class CDiskSet;
 class CKestrandTreeNode;
 class PRIVATE_HEADER_WRAPPER;
 class TOC_WRAPPER;
+
+// The Test element: its name and description first, then one attribute per
+// mismatch found, then the verdict.
+
+// The value of a mismatch attribute.
+constexpr const char* kNotIdentical = "Not identical";
+
+// Icons of a failed test: most tests fail with "5", the disk id test with "4".
+constexpr const char* kFailedTestIcon = "5";
+constexpr const char* kFailedDiskIdTestIcon = "4";
+
+// A new Test element under `parent` with its display name and description;
+// nullptr with `code` set (8, or the tree's error) when it cannot be made.
+CKestrandTreeNode* AddTestElement(CKestrandTreeNode* parent, const std::string& name,
+                                  const std::string& description, uint32_t& code);
+
+// `_ElementIcon` and `Status`: "16" and "Passed", or `failIcon` and "Failed".
+uint32_t SetTestVerdict(CKestrandTreeNode* test, bool passed, const char* failIcon = kFailedTestIcon);
+
+// Collects the mismatch attributes of one test; after the first tree error
+// nothing more is added and Code() keeps it.
+class CTestMismatches {
+ public:
+  explicit CTestMismatches(CKestrandTreeNode* test) : test_(test), attributes_(test) {}
+
+  // Adds `name` with "Not identical" when `differs`.
+  void Compare(const char* name, bool differs);
+  // Adds `name` with `value` in every case.
+  void Note(const char* name, const char* value) { attributes_.Text(name, value); }
+  // The verdict last: passed when no mismatch was found. After a tree error
+  // there is no verdict and the error is returned.
+  uint32_t SetVerdict() {
+    return attributes_.Then([&] { return SetTestVerdict(test_, !found_); }).Code();
+  }
+
+  bool Found() const { return found_; }
+  uint32_t Code() const { return attributes_.Code(); }
+
+ private:
+  CKestrandTreeNode* test_;
+  CAttributeAdder attributes_;
+  bool found_ = false;
+};
 
 // The whole set of a disk under its Disk element: a Tests element with the
 // header copy, table of contents and config headings and their tests, then
@@ -37,5 +85,11 @@ uint32_t AddTocCopiesTest(CKestrandTreeNode* parent, const TOC_WRAPPER& primary,
 
 // The sum the checksum test computes.
 uint32_t PrivateHeaderByteSum(const uint8_t* sector, uint32_t size);
+
+// The report-wide test that no two disks ready for LDM analysis share the
+// DiskId of their primary private header.
+// One Test element under `testsNode`; it fails (icon "4") at the first
+// duplicate found. 87 without set or node, otherwise the tree's code.
+uint32_t AddUniqueDiskIdsTest(CDiskSet* diskSet, CKestrandTreeNode* testsNode);
 
 }  // namespace kestrand

@@ -4,22 +4,25 @@
 #include <string>
 #include <vector>
 
-#include "analysis/braced_guid_text.h"
-#include "analysis/ready_disks.h"
 #include "common/text_format.h"
-#include "common/tree_node.h"
 #include "common/xml_writer.h"
 #include "disk/disk.h"
 #include "disk/disk_layout.h"
 #include "driver/disk_set.h"
+#include "ldm/config_header.h"
+#include "ldm/field_decoder.h"
+#include "ldm/ldm_database.h"
+#include "ldm/records.h"
 #include "ldm/private_header.h"
 #include "ldm/record_tree.h"
-#include "ldm/records.h"
 #include "platform/platform.h"
 
 namespace kestrand {
 
 namespace {
+
+constexpr size_t kBracedLength = 38;
+constexpr size_t kInnerLength = 36;
 
 CKestrandTreeNode* AddElement(CKestrandTreeNode* parent, const char* name, const char* caption, const char* icon,
                               uint32_t& code) {
@@ -34,15 +37,15 @@ CKestrandTreeNode* AddCriterion(CKestrandTreeNode* parent, const char* name, con
   CKestrandTreeNode* criterion = parent->AddChild(name);
   code = ERROR_NOT_ENOUGH_MEMORY_CODE;
   if (!criterion) return nullptr;
-  code = CKestrandXMLWriter::NewAttribute(criterion, "_ElementDisplayName", caption);
-  if (code == 0) code = CKestrandXMLWriter::NewAttribute(criterion, "Description", description);
+  code = CAttributeAdder(criterion).Text("_ElementDisplayName", caption).Text("Description", description).Code();
   return code == 0 ? criterion : nullptr;
 }
 
 uint32_t SetCriterionVerdict(CKestrandTreeNode* criterion, bool passed) {
-  uint32_t code = CKestrandXMLWriter::NewAttribute(criterion, "_ElementIcon", passed ? "16" : "4");
-  if (code != 0) return code;
-  return CKestrandXMLWriter::NewAttribute(criterion, "Status", passed ? "Passed" : "Failed");
+  return CAttributeAdder(criterion)
+      .Text("_ElementIcon", passed ? "16" : "4")
+      .Text("Status", passed ? "Passed" : "Failed")
+      .Code();
 }
 
 uint32_t AddDiskFact(CKestrandTreeNode* element, const CDisk* disk, const std::string& value) {
@@ -187,6 +190,60 @@ uint32_t AddCriterionFour(CDiskSet& set, CKestrandTreeNode* parent) {
 
 }  // namespace
 
+// What the analysis reads from a disk that is ready for LDM analysis.
+
+const PRIVATE_HEADER* ReadyPrimaryHeader(const CDisk* disk) {
+  if (!disk || !disk->IsReadyForLdmAnalysis()) return nullptr;
+  const LDM_DATABASE* database = disk->LdmDatabase();
+  if (!database || !database->PrimaryHeader) return nullptr;
+  return &database->PrimaryHeader->Header;
+}
+
+const CONFIG_HEADER* ConfigHeaderOf(const CDisk* disk) {
+  const LDM_DATABASE* database = disk ? disk->LdmDatabase() : nullptr;
+  if (!database || !database->Config) return nullptr;
+  return database->Config->Header.get();
+}
+
+const char* LastPackName(const CDisk* disk) {
+  const CONFIG_HEADER* header = ConfigHeaderOf(disk);
+  if (!header) return nullptr;
+  const char* name = nullptr;
+  for (const auto& group : header->GroupList) {
+    if (!group || !group->Entry || !group->Entry->Record) continue;
+    if (group->Entry->RecordType == RECORD_TYPE_PACK) name = group->Entry->Record->RecordName;
+  }
+  return name;
+}
+
+bool MbrDiskSignature(const CDisk* disk, uint32_t& signature) {
+  CDiskLayout* layout = disk ? disk->Layout() : nullptr;
+  if (!layout || layout->GetPartitionStyle() != PARTITION_STYLE_MBR || !layout->Head()) return false;
+  signature = layout->Head()->Mbr.Signature;
+  return true;
+}
+
+// The braced GUID text of the registry.
+
+bool ParseBracedGuidText(std::u16string_view text, GUID& guid) {
+  if (text.size() < kBracedLength || text.front() != u'{' || text[kBracedLength - 1] != u'}') return false;
+  for (size_t i = kBracedLength; i < text.size(); ++i)
+    if (text[i] != u'\0') return false;
+  // The inner text is plain ASCII or no GUID at all.
+  char inner[kInnerLength + 1] = {};
+  for (size_t i = 0; i < kInnerLength; ++i) {
+    const char16_t c = text[i + 1];
+    if (c == 0 || c > 0x7F) return false;
+    inner[i] = static_cast<char>(c);
+  }
+  GUID parsed = {};
+  if (!ParseGuidText(inner, parsed)) return false;
+  guid = parsed;
+  return true;
+}
+
+// The primary pack determination.
+
 uint32_t AddPrimaryPackDetermination(CDiskSet* diskSet, CKestrandTreeNode* node) {
   if (!diskSet || !node) return ERROR_INVALID_PARAMETER_CODE;
   CDiskSet& set = *diskSet;
@@ -209,10 +266,11 @@ uint32_t AddPrimaryPackDetermination(CDiskSet* diskSet, CKestrandTreeNode* node)
 
   CKestrandTreeNode* resume = AddElement(driverCode, "ResumeOnlineInternal", "ResumeOnlineInternal", "0", code);
   if (!resume) return code;
-  code = AddCriterionTwo(set, resume);
-  if (code == 0) code = AddCriterionThree(set, resume);
-  if (code == 0) code = AddCriterionFour(set, resume);
-  return code;
+  return CFirstCode()
+      .Then([&] { return AddCriterionTwo(set, resume); })
+      .Then([&] { return AddCriterionThree(set, resume); })
+      .Then([&] { return AddCriterionFour(set, resume); })
+      .Code();
 }
 
 }  // namespace kestrand

@@ -3,9 +3,8 @@
 #include <string>
 #include <unordered_map>
 
-#include "analysis/ready_disks.h"
+#include "analysis/primary_pack.h"
 #include "common/formatters.h"
-#include "common/tree_node.h"
 #include "common/xml_writer.h"
 #include "disk/disk.h"
 #include "ldm/config_header.h"
@@ -56,6 +55,8 @@ uint32_t AddCommonAttributes(CKestrandTreeNode* element, const RECORD_TREE_NODE&
   return add.Code();
 }
 
+// The record's own attributes. Their codes are not used: an attribute that
+// cannot be added is left out and the structure goes on.
 void AddOwnAttributes(CKestrandTreeNode* element, const RECORD_TREE_NODE& node) {
   const LDM_RECORD* record = node.Record;
   switch (node.RecordType) {

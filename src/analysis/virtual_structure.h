@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "common/ptr_list.h"
+#include "common/containers.h"
 
 namespace kestrand {
 

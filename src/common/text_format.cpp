@@ -6,7 +6,7 @@
 
 namespace kestrand {
 
-uint64_t FormatArg::Bits() const {
+uint64_t CFormatArg::Bits() const {
   switch (kind_) {
     case Kind::Signed:
     case Kind::Unsigned:
@@ -18,7 +18,7 @@ uint64_t FormatArg::Bits() const {
   }
 }
 
-double FormatArg::Real() const {
+double CFormatArg::Real() const {
   switch (kind_) {
     case Kind::Real:
       return real_;
@@ -174,7 +174,7 @@ void Pad(Out& out, const Spec& s, size_t len, bool before) {
 // Appends a string argument. The argument carries its own width, so a wide
 // string given to a narrow format (or the reverse) still prints its text.
 template <class C>
-void AppendText(std::basic_string<C>& out, const Spec& s, const FormatArg* arg) {
+void AppendText(std::basic_string<C>& out, const Spec& s, const CFormatArg* arg) {
   const char* narrow = arg ? arg->Narrow() : nullptr;
   const char16_t* wide = arg ? arg->Wide() : nullptr;
   std::basic_string<C> text;
@@ -207,8 +207,8 @@ template <class C>
 std::basic_string<C> FormatAny(std::basic_string_view<C> format, FormatArgs args) {
   constexpr bool kWideFormat = sizeof(C) == 2;
   std::basic_string<C> out;
-  const FormatArg* next = args.begin();
-  auto take = [&]() -> const FormatArg* { return next != args.end() ? next++ : nullptr; };
+  const CFormatArg* next = args.begin();
+  auto take = [&]() -> const CFormatArg* { return next != args.end() ? next++ : nullptr; };
 
   size_t i = 0;
   const size_t n = format.size();
@@ -236,7 +236,7 @@ std::basic_string<C> FormatAny(std::basic_string_view<C> format, FormatArgs args
     }
     auto read_number = [&](int& target) {
       if (i < n && format[i] == '*') {
-        const FormatArg* a = take();
+        const CFormatArg* a = take();
         int64_t v = a ? static_cast<int32_t>(a->Bits()) : 0;
         if (v < 0) {
           s.left = true;
@@ -300,18 +300,18 @@ std::basic_string<C> FormatAny(std::basic_string_view<C> format, FormatArgs args
     s.type = static_cast<char>(type);
     switch (type) {
       case 'd': case 'i': case 'u': case 'x': case 'X': case 'o': case 'p': {
-        const FormatArg* a = take();
+        const CFormatArg* a = take();
         if (type == 'p') s.size = Spec::Size::I64;
         out += Widen<C>(FormatInteger(s, a ? a->Bits() : 0));
         break;
       }
       case 'f': case 'F': case 'e': case 'E': case 'g': case 'G': case 'a': case 'A': {
-        const FormatArg* a = take();
+        const CFormatArg* a = take();
         out += Widen<C>(FormatReal(s, a ? a->Real() : 0.0));
         break;
       }
       case 'c': case 'C': {
-        const FormatArg* a = take();
+        const CFormatArg* a = take();
         const uint64_t v = a ? a->Bits() : 0;
         // In a wide format %c is a wide character unless marked narrow (h).
         const bool wide_char = (type == 'c') == kWideFormat ? s.size != Spec::Size::Short
@@ -354,6 +354,13 @@ std::u16string FormatWideArgs(std::u16string_view format, FormatArgs args) {
 
 std::string FormatNarrowArgs(std::string_view format, FormatArgs args) {
   return FormatAny<char>(format, args);
+}
+
+int WriteBytes(FILE* stream, std::string_view bytes) {
+  if (stream == nullptr) return -1;
+  if (bytes.empty()) return 0;
+  const size_t written = std::fwrite(bytes.data(), 1, bytes.size(), stream);
+  return static_cast<int>(written);
 }
 
 }  // namespace kestrand

@@ -3,10 +3,16 @@
 // and in a wide format "%s" takes a wide string while "%S" takes a narrow one
 // (the reverse in a narrow format). Arguments are typed, so a format can never
 // read past what it was given; a missing argument prints as 0 or "(null)".
+//
+// Also the text writer, which writes report lines to a C stream as bytes.
+// Wide lines are formatted, then narrowed with WideToAnsi, so both builds
+// write the same bytes; the stream's own text mode turns "\n" into the
+// platform's line end.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <initializer_list>
 #include <string>
 #include <string_view>
@@ -14,24 +20,25 @@
 
 namespace kestrand {
 
-class FormatArg {
+// One argument of a format, with its kind.
+class CFormatArg {
  public:
   enum class Kind { Signed, Unsigned, Real, Narrow, Wide };
 
   template <class T, std::enable_if_t<std::is_integral_v<T> && std::is_signed_v<T>, int> = 0>
-  FormatArg(T v) : kind_(Kind::Signed), int_(static_cast<uint64_t>(static_cast<int64_t>(v))) {}
+  CFormatArg(T v) : kind_(Kind::Signed), int_(static_cast<uint64_t>(static_cast<int64_t>(v))) {}
   template <class T, std::enable_if_t<std::is_integral_v<T> && std::is_unsigned_v<T>, int> = 0>
-  FormatArg(T v) : kind_(Kind::Unsigned), int_(static_cast<uint64_t>(v)) {}
+  CFormatArg(T v) : kind_(Kind::Unsigned), int_(static_cast<uint64_t>(v)) {}
   template <class T, std::enable_if_t<std::is_enum_v<T>, int> = 0>
-  FormatArg(T v) : FormatArg(static_cast<std::underlying_type_t<T>>(v)) {}
-  FormatArg(double v) : kind_(Kind::Real), real_(v) {}
-  FormatArg(const char* s) : kind_(Kind::Narrow), narrow_(s) {}
-  FormatArg(char* s) : kind_(Kind::Narrow), narrow_(s) {}
-  FormatArg(const std::string& s) : kind_(Kind::Narrow), narrow_(s.c_str()) {}
-  FormatArg(const char16_t* s) : kind_(Kind::Wide), wide_(s) {}
-  FormatArg(char16_t* s) : kind_(Kind::Wide), wide_(s) {}
-  FormatArg(const std::u16string& s) : kind_(Kind::Wide), wide_(s.c_str()) {}
-  FormatArg(char16_t c) : kind_(Kind::Unsigned), int_(c) {}
+  CFormatArg(T v) : CFormatArg(static_cast<std::underlying_type_t<T>>(v)) {}
+  CFormatArg(double v) : kind_(Kind::Real), real_(v) {}
+  CFormatArg(const char* s) : kind_(Kind::Narrow), narrow_(s) {}
+  CFormatArg(char* s) : kind_(Kind::Narrow), narrow_(s) {}
+  CFormatArg(const std::string& s) : kind_(Kind::Narrow), narrow_(s.c_str()) {}
+  CFormatArg(const char16_t* s) : kind_(Kind::Wide), wide_(s) {}
+  CFormatArg(char16_t* s) : kind_(Kind::Wide), wide_(s) {}
+  CFormatArg(const std::u16string& s) : kind_(Kind::Wide), wide_(s.c_str()) {}
+  CFormatArg(char16_t c) : kind_(Kind::Unsigned), int_(c) {}
 
   Kind kind() const { return kind_; }
   uint64_t Bits() const;  // the argument as a 64-bit integer (0 for strings)
@@ -49,7 +56,7 @@ class FormatArg {
   };
 };
 
-using FormatArgs = std::initializer_list<FormatArg>;
+using FormatArgs = std::initializer_list<CFormatArg>;
 
 // Formats a wide (UTF-16) format into wide text.
 std::u16string FormatWideArgs(std::u16string_view format, FormatArgs args);
@@ -58,12 +65,12 @@ std::string FormatNarrowArgs(std::string_view format, FormatArgs args);
 
 template <class... A>
 std::u16string FormatWide(std::u16string_view format, const A&... args) {
-  return FormatWideArgs(format, {FormatArg(args)...});
+  return FormatWideArgs(format, {CFormatArg(args)...});
 }
 
 template <class... A>
 std::string FormatNarrow(std::string_view format, const A&... args) {
-  return FormatNarrowArgs(format, {FormatArg(args)...});
+  return FormatNarrowArgs(format, {CFormatArg(args)...});
 }
 
 // Wide text to the narrow report code page, the same way on every build:
@@ -75,5 +82,20 @@ std::u16string AnsiToWide(std::string_view text);
 
 // Length of a terminated UTF-16 string (0 for nullptr).
 size_t WideLength(const char16_t* text);
+
+// The text writer.
+
+// Writes raw bytes; returns the count written or -1 without a stream.
+int WriteBytes(FILE* stream, std::string_view bytes);
+
+template <class... A>
+int PrintWide(FILE* stream, std::u16string_view format, const A&... args) {
+  return WriteBytes(stream, WideToAnsi(FormatWide(format, args...)));
+}
+
+template <class... A>
+int PrintNarrow(FILE* stream, std::string_view format, const A&... args) {
+  return WriteBytes(stream, FormatNarrow(format, args...));
+}
 
 }  // namespace kestrand

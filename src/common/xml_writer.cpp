@@ -1,13 +1,131 @@
 #include "common/xml_writer.h"
 
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "common/formatters.h"
 #include "common/text_format.h"
-#include "common/text_writer.h"
 #include "platform/types.h"
 
 namespace kestrand {
+
+namespace {
+
+// A heap copy from the C runtime; nullptr when no memory.
+char* CopyText(const char* text) {
+  size_t size = std::strlen(text) + 1;
+  char* copy = static_cast<char*>(std::malloc(size));
+  if (copy) std::memcpy(copy, text, size);
+  return copy;
+}
+
+}  // namespace
+
+CKestrandAttribute* CKestrandAttribute::Create(const char* name, const char* value) {
+  CKestrandAttribute* attribute = new CKestrandAttribute();
+  attribute->Name = CopyText(name);
+  attribute->Value = CopyText(value);
+  if (!attribute->Name || !attribute->Value) {
+    delete attribute;
+    return nullptr;
+  }
+  return attribute;
+}
+
+CKestrandAttribute::~CKestrandAttribute() {
+  std::free(Name);
+  std::free(Value);
+}
+
+CKestrandTreeNode::CKestrandTreeNode(const char* name) {
+  if (!name) return;
+  name_ = CopyText(name);
+  if (!name_) PrintWide(stderr, u"%s\n", u"CKestrandTreeNode::CKestrandTreeNode() : Failed allocating string");
+}
+
+CKestrandTreeNode::~CKestrandTreeNode() {
+  CKestrandTreeNode* child = firstChild_;
+  while (child) {
+    CKestrandTreeNode* next = child->nextSibling_;
+    delete child;
+    child = next;
+  }
+  delete detached_;
+  delete attributes_;
+  std::free(name_);
+}
+
+CKestrandTreeNode* CKestrandTreeNode::AddChild(const char* name) {
+  if (target_) return nullptr;
+  CKestrandTreeNode* child = new CKestrandTreeNode(name);
+  LinkChild(child);
+  return child;
+}
+
+CKestrandTreeNode* CKestrandTreeNode::AddReference(const CKestrandTreeNode* target) {
+  if (target_ || !target) return nullptr;
+  CKestrandTreeNode* child = new CKestrandTreeNode(nullptr);
+  child->target_ = target;
+  LinkChild(child);
+  return child;
+}
+
+CKestrandTreeNode* CKestrandTreeNode::HoldNode(const char* name) {
+  CKestrandTreeNode* held = new CKestrandTreeNode(name);
+  if (!detached_) detached_ = new CPtrList<CKestrandTreeNode>(true);
+  detached_->Append(held);
+  return held;
+}
+
+void CKestrandTreeNode::LinkChild(CKestrandTreeNode* child) {
+  child->parent_ = this;
+  if (lastChild_)
+    lastChild_->nextSibling_ = child;
+  else
+    firstChild_ = child;
+  lastChild_ = child;
+}
+
+uint32_t CKestrandTreeNode::Detach() {
+  if (!parent_) return ERROR_INVALID_PARAMETER_CODE;
+  CKestrandTreeNode* previous = nullptr;
+  for (CKestrandTreeNode* sibling = parent_->firstChild_; sibling != this; sibling = sibling->nextSibling_)
+    previous = sibling;
+  if (previous)
+    previous->nextSibling_ = nextSibling_;
+  else
+    parent_->firstChild_ = nextSibling_;
+  if (parent_->lastChild_ == this) parent_->lastChild_ = previous;
+  if (!parent_->detached_) parent_->detached_ = new CPtrList<CKestrandTreeNode>(true);
+  parent_->detached_->Append(this);
+  parent_ = nullptr;
+  nextSibling_ = nullptr;
+  return 0;
+}
+
+void CKestrandTreeNode::AppendAttribute(CKestrandAttribute* attribute) {
+  if (target_) {
+    delete attribute;
+    return;
+  }
+  if (!attributes_) attributes_ = new CPtrList<CKestrandAttribute>(true);
+  attributes_->Append(attribute);
+}
+
+const char* CKestrandTreeNode::AttributeValue(const char* name) const {
+  if (!Attributes() || !name) return nullptr;
+  for (CPtrListIterator<CKestrandAttribute> it(*Attributes()); !it.AtEnd(); it.Advance())
+    if (std::strcmp(it.Current()->Name, name) == 0) return it.Current()->Value;
+  return nullptr;
+}
+
+CKestrandTreeNode* CKestrandTreeNode::FindChild(const char* name) const {
+  if (!name) return nullptr;
+  for (CKestrandTreeNode* child = FirstChild(); child; child = child->nextSibling_)
+    if (child->Name() && std::strcmp(child->Name(), name) == 0) return child;
+  return nullptr;
+}
 
 uint32_t CKestrandXMLWriter::NewAttribute(CKestrandTreeNode* node, const char* name, const char* value) {
   if (!node || !name || node->Target()) return ERROR_INVALID_PARAMETER_CODE;
@@ -74,18 +192,19 @@ uint32_t CKestrandXMLWriter::WriteAttributes(const CKestrandTreeNode* node) {
 
 uint32_t CKestrandXMLWriter::WriteNode(const CKestrandTreeNode* node) {
   if (!node) return ERROR_INVALID_PARAMETER_CODE;
-  uint32_t code = WriteString("<");
-  if (code == 0) code = WriteString(node->Name());
-  if (code == 0) code = WriteAttributes(node);
-  if (code != 0) return code;
+  CFirstCode code;
+  code.Then([&] { return WriteString("<"); })
+      .Then([&] { return WriteString(node->Name()); })
+      .Then([&] { return WriteAttributes(node); });
+  if (code.Failed()) return code.Code();
   if (!node->FirstChild()) return WriteString(" />");
-  code = WriteString(">");
-  for (const CKestrandTreeNode* child = node->FirstChild(); child && code == 0; child = child->NextSibling())
-    code = WriteNode(child);
-  if (code == 0) code = WriteString("</");
-  if (code == 0) code = WriteString(node->Name());
-  if (code == 0) code = WriteString(">");
-  return code;
+  code.Then([&] { return WriteString(">"); });
+  for (const CKestrandTreeNode* child = node->FirstChild(); child && !code.Failed(); child = child->NextSibling())
+    code.Then([&] { return WriteNode(child); });
+  code.Then([&] { return WriteString("</"); })
+      .Then([&] { return WriteString(node->Name()); })
+      .Then([&] { return WriteString(">"); });
+  return code.Code();
 }
 
 uint32_t WriteXmlDocument(const char* fileName, const CKestrandTreeNode* root) {
@@ -93,20 +212,18 @@ uint32_t WriteXmlDocument(const char* fileName, const CKestrandTreeNode* root) {
   FILE* file = std::fopen(fileName, "w");
   if (!file) return ERROR_INVALID_PARAMETER_CODE;
   CKestrandXMLWriter writer(file);
-  uint32_t code = writer.WriteString("<?xml version='1.0' encoding='utf-8'?>");
-  if (code == 0) code = writer.WriteNode(root);
-  // Buffered bytes reach the file only here, so closing decides success.
-  if (std::fclose(file) != 0 && code == 0) code = ERROR_INVALID_PARAMETER_CODE;
-  return code;
+  CFirstCode code;
+  code.Then([&] { return writer.WriteString("<?xml version='1.0' encoding='utf-8'?>"); })
+      .Then([&] { return writer.WriteNode(root); });
+  // Buffered bytes reach the file only here, so closing decides success; the
+  // file is closed whatever the writing met.
+  code.Keep(std::fclose(file) != 0 ? ERROR_INVALID_PARAMETER_CODE : 0);
+  return code.Code();
 }
-
-}  // namespace kestrand
-
-namespace kestrand {
 
 CAttributeAdder& CAttributeAdder::Flags(const char* name, uint32_t value) {
   std::u16string text;
-  FormatHex(value, text);
+  code_.Then([&] { return FormatHex(value, text); });
   return Wide(name, text);
 }
 

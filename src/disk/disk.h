@@ -8,7 +8,7 @@
 #include <cstdio>
 #include <string>
 
-#include "common/wide_string.h"
+#include "common/containers.h"
 #include "platform/platform.h"
 #include "platform/types.h"
 
@@ -89,7 +89,7 @@ class CDisk {
   uint32_t DiskKind() const;
 
  protected:
-  // Probe steps (device_queries.cpp).
+  // Probe steps.
   void QueryGeometry(PlatformHandle device);
   void QueryAlignment(PlatformHandle device);
   bool QueryLayout(PlatformHandle device);

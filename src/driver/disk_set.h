@@ -1,10 +1,13 @@
 // The analysis disk set: the disks that take part in the merged record tree
-// and the analysis, without owning them, and the root of that tree.
+// and the analysis, without owning them, and the root of that tree. Its
+// source file also gathers the run's disks (CKestrand::EnumerateDisks and
+// OpenLdmFile) and prints the text report's Dynamic Disk Information from a
+// set's tree.
 #pragma once
 
 #include <cstdint>
 
-#include "common/ptr_list.h"
+#include "common/containers.h"
 
 namespace kestrand {
 

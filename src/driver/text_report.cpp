@@ -2,7 +2,7 @@
 // headings and the order of the sections.
 #include <cstdlib>
 
-#include "common/text_writer.h"
+#include "common/text_format.h"
 #include "disk/disk.h"
 #include "driver/kestrand.h"
 
@@ -29,6 +29,7 @@ void PrintHostTitle(FILE* stream, const char16_t* format, const char16_t* title)
 
 uint32_t CKestrand::PrintSystemSummary(FILE* stream) {
   if (!stream) return ERROR_INVALID_PARAMETER_CODE;
+  // The sections' codes are not used: each shows what it could find.
   PrintHostTitle(stream, u"%50s\n", u"Computer Name and OS Version");
   PrintSystemInformation(stream);
   PrintHostTitle(stream, u"%42s\n", u"Mount Points");
@@ -40,6 +41,7 @@ uint32_t CKestrand::PrintSystemSummary(FILE* stream) {
 
 uint32_t CKestrand::PrintDisks(FILE* stream) {
   if (!stream) return ERROR_INVALID_PARAMETER_CODE;
+  // With a stream the host sections always give 0.
   PrintSystemSummary(stream);
   for (CPtrListIterator<CDisk> it(Disks); !it.AtEnd(); it.Advance()) {
     CDisk* disk = it.Current();
@@ -47,6 +49,7 @@ uint32_t CKestrand::PrintDisks(FILE* stream) {
       PrintWide(stream, kDiskBannerHead);
       PrintWide(stream, u"%28s %lu Summary\n", u"Disk", disk->DiskNumber());
       PrintWide(stream, kBannerTail);
+      // The disk's section shows its own failures; its code is not used.
       disk->PrintText(stream);
       continue;
     }
@@ -71,6 +74,7 @@ uint32_t CKestrand::PrintDisk(FILE* stream, uint32_t diskNumber) {
   for (CPtrListIterator<CDisk> it(Disks); !it.AtEnd(); it.Advance()) {
     CDisk* disk = it.Current();
     if (disk->DiskNumberKnown() && disk->DiskNumber() == diskNumber) {
+      // The disk's section shows its own failures; its code is not used.
       disk->PrintText(stream);
       found = true;
     }

@@ -2,10 +2,9 @@
 // and the analysis branches, built as one tree and written in one pass.
 #include <memory>
 
+#include "analysis/consistency_tests.h"
 #include "analysis/primary_pack.h"
-#include "analysis/unique_disk_ids_test.h"
 #include "analysis/virtual_structure.h"
-#include "common/tree_node.h"
 #include "common/xml_writer.h"
 #include "disk/disk.h"
 #include "disk/disk_layout.h"
@@ -68,6 +67,7 @@ uint32_t AddAnalysis(CKestrand& kestrand, CKestrandTreeNode* root, CKestrandTree
       !AddSection(virtualStructure, "VirtualStructure", "NoValidDynamicDisks", "4"))
     return ERROR_NOT_ENOUGH_MEMORY_CODE;
 
+  // The section shows how far the reasoning got; its code is not used.
   if (kestrand.LiveDisks) AddPrimaryPackDetermination(diskSet.get(), root);
   return 0;
 }
@@ -79,10 +79,12 @@ uint32_t CKestrand::WriteAnalysis(const char* fileName) {
   // The tree is built once and freed when it has been written (or refused).
   auto tree = std::make_unique<CKestrandTreeNode>("root");
   CKestrandTreeNode* root = tree.get();
-  uint32_t code = CKestrandXMLWriter::SetElementDisplay(root, "Kestrand", "1");
-  if (code == 0) code = AddSystemInformation(root);
-  if (code == 0) code = AddMountPoints(root);
-  if (code == 0) code = AddDriveLetters(root);
+  uint32_t code = CFirstCode()
+                      .Then([&] { return CKestrandXMLWriter::SetElementDisplay(root, "Kestrand", "1"); })
+                      .Then([&] { return AddSystemInformation(root); })
+                      .Then([&] { return AddMountPoints(root); })
+                      .Then([&] { return AddDriveLetters(root); })
+                      .Code();
   if (code != 0) return code;
 
   DiskSections sections{AddSection(root, "BasicDisks", "Basic Disks", "0"),
@@ -91,6 +93,7 @@ uint32_t CKestrand::WriteAnalysis(const char* fileName) {
   if (!sections.Basic || !sections.BasicWithLdm || !sections.Dynamic) return ERROR_NOT_ENOUGH_MEMORY_CODE;
   code = AddDisks(Disks, sections);
   if (code != 0) return code;
+  // Every section has its parent, root, so Detach cannot fail here.
   for (CKestrandTreeNode* section : {sections.Basic, sections.BasicWithLdm, sections.Dynamic})
     if (!section->FirstChild()) section->Detach();
 

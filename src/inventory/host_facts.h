@@ -1,10 +1,14 @@
 // The facts of the host section, gathered once in the order both report forms
-// need them, so that the text and the XML always agree.
+// need them, so that the text and the XML always agree; and the words the
+// host section prints for the codes the host gives: processor architecture,
+// node cluster state, drive type, and the product type and suite texts built
+// from the version tests. The source file also holds the host section itself,
+// CKestrand's PrintSystemInformation and AddSystemInformation.
 #pragma once
 
 #include <cstdint>
 
-#include "common/wide_string.h"
+#include "common/containers.h"
 #include "platform/platform.h"
 
 namespace kestrand {
@@ -29,5 +33,17 @@ struct HostFacts {
 // result), otherwise the code that stopped the gathering. A computer name
 // that cannot be had is also reported on standard error.
 uint32_t GatherHostFacts(HostFacts& facts);
+
+// Each lookup stores a heap copy of the code's word in `place` and returns
+// 0, or 8 when the copy cannot be made.
+uint32_t LookupProcessorWord(uint32_t architecture, CWideString& place);
+uint32_t LookupClusterStateWord(uint32_t state, CWideString& place);
+uint32_t LookupDriveTypeWord(uint32_t driveType, CWideString& place);
+
+// The product types the host matches, joined by ", ". Returns 2 and leaves
+// `place` untouched when none matches.
+uint32_t BuildProductTypeText(CWideString& place);
+// The suites the host has, joined by ", "; an empty text when it has none.
+uint32_t BuildSuitesText(CWideString& place);
 
 }  // namespace kestrand

@@ -9,7 +9,6 @@
 #include <new>
 
 #include "common/text_format.h"
-#include "common/text_writer.h"
 #include "ldm/ldm_database.h"
 #include "ldm/record_report.h"
 #include "ldm/report_values.h"

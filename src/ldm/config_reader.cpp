@@ -4,7 +4,7 @@
 #include <cstring>
 #include <new>
 
-#include "common/bounded_text.h"
+#include "common/formatters.h"
 #include "disk/disk.h"
 #include "ldm/ldm_database.h"
 

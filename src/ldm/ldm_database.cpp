@@ -8,12 +8,11 @@
 #include <cstring>
 #include <new>
 
-#include "common/bounded_text.h"
+#include "common/formatters.h"
 #include "common/first_code.h"
-#include "common/text_writer.h"
+#include "common/text_format.h"
 #include "disk/disk.h"
 #include "disk/disk_layout.h"
-#include "disk/gpt_partition_types.h"
 
 namespace kestrand {
 

@@ -2,7 +2,7 @@
 // text section and XML branch.
 #include "ldm/private_header.h"
 
-#include "common/text_writer.h"
+#include "common/text_format.h"
 #include "common/xml_writer.h"
 #include "disk/disk.h"
 #include "ldm/ldm_database.h"

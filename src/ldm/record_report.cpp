@@ -6,8 +6,7 @@
 #include <string>
 
 #include "common/text_format.h"
-#include "common/text_writer.h"
-#include "inventory/volume_mount_name.h"
+#include "inventory/volumes.h"
 #include "ldm/ldm_database.h"
 #include "ldm/records.h"
 #include "ldm/report_values.h"

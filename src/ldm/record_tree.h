@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "common/ptr_list.h"
+#include "common/containers.h"
 
 namespace kestrand {
 

@@ -5,7 +5,6 @@
 #include <cstring>
 
 #include "common/text_format.h"
-#include "common/text_writer.h"
 #include "disk/disk.h"
 #include "ldm/ldm_database.h"
 #include "ldm/report_values.h"

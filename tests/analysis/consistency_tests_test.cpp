@@ -11,11 +11,10 @@
 #include <vector>
 
 #include "analysis/consistency_tests.h"
-#include "analysis/unique_disk_ids_test.h"
-#include "analysis_disks.h"
-#include "common/tree_node.h"
+#include "common/xml_writer.h"
 #include "driver/disk_set.h"
 #include "ldm/config_header.h"
+#include "support/analysis_disks.h"
 
 namespace kestrand::test {
 namespace {

@@ -7,10 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "analysis/braced_guid_text.h"
 #include "analysis/primary_pack.h"
-#include "analysis_disks.h"
 #include "driver/disk_set.h"
+#include "support/analysis_disks.h"
 
 namespace kestrand::test {
 namespace {

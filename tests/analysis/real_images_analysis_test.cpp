@@ -14,13 +14,12 @@
 #include <vector>
 
 #include "analysis/consistency_tests.h"
-#include "analysis/unique_disk_ids_test.h"
 #include "analysis/virtual_structure.h"
-#include "analysis_disks.h"
 #include "disk/disk.h"
 #include "driver/disk_set.h"
 #include "driver/kestrand.h"
 #include "ldm/record_tree.h"
+#include "support/analysis_disks.h"
 #include "support/disk_image_builder.h"
 #include "support/image_platform.h"
 #include "support/real_images.h"

@@ -7,10 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "common/last_error.h"
-#include "common/ptr_list.h"
-#include "common/string_map.h"
-#include "common/wide_string.h"
+#include "common/containers.h"
 
 namespace kestrand {
 namespace {

@@ -3,7 +3,6 @@
 
 #include <string>
 
-#include "common/bounded_text.h"
 #include "common/formatters.h"
 
 namespace kestrand {

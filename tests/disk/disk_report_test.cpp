@@ -6,13 +6,13 @@
 #include <cstdint>
 #include <string>
 
-#include "support/fake_host_platform.h"
-#include "common/tree_node.h"
+#include "common/xml_writer.h"
 #include "disk/disk.h"
-#include "disk/disk_report_values.h"
+#include "disk/disk_report.h"
 #include "driver/kestrand.h"
-#include "support/test_disk.h"
+#include "support/fake_host_platform.h"
 #include "support/report_tree.h"
+#include "support/test_disk.h"
 #include "support/text_capture.h"
 
 namespace kestrand {

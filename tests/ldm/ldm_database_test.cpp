@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "disk/disk_layout.h"
-#include "disk/gpt_partition_types.h"
 #include "driver/kestrand.h"
 #include "ldm/ldm_database.h"
 #include "support/ldm_builder.h"

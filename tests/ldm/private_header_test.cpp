@@ -4,7 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "common/tree_node.h"
+#include "common/xml_writer.h"
+#include "common/text_format.h"
+#include "ldm/field_decoder.h"
 #include "ldm/ldm_database.h"
 #include "ldm/private_header.h"
 #include "support/ldm_builder.h"

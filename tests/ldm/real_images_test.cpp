@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "common/tree_node.h"
+#include "common/xml_writer.h"
 #include "disk/disk.h"
 #include "driver/kestrand.h"
 #include "ldm/config_header.h"

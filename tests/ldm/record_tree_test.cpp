@@ -1,338 +1,203 @@
-// The merge with its side index against a plain reference of the merge rules
-// (walks from the pack node and from each subdisk) on thousands of random
-// small sets of config copies: equal and differing copies of records, ids
-// repeated within a copy and across types, links to records that do not
-// exist, several packs, copies without a pack record, and one copy merged
-// twice. The trees must agree node for node, in child order.
+// The merged record tree: which copies of a record are entered once, which
+// side by side, where each record hangs, and which disks take part at all.
 #include <gtest/gtest.h>
 
-#include <cstdint>
 #include <memory>
-#include <random>
-#include <sstream>
-#include <string>
 #include <vector>
 
-#include "ldm/config_header.h"
-#include "ldm/record_tree.h"
 #include "ldm/records.h"
+#include "ldm/record_tree.h"
+#include "support/analysis_disks.h"
 
-namespace kestrand {
+namespace kestrand::test {
 namespace {
 
-// ---- the reference: the merge rules as plain walks ----
+constexpr const char* kDisk1Id = "d17c2c04-6afc-46c3-84b7-cdc2f3956c5c";
+constexpr const char* kDisk2Id = "c85a6ce4-edb3-4dbc-a3b9-7fba4b6e6f75";
 
-// Held by `start`, below it, by a later sibling or below one.
-bool RefFind(const RECORD_TREE_NODE* start, const LDM_RECORD* record, uint16_t type) {
-  for (const RECORD_TREE_NODE* node = start; node; node = node->NextSibling) {
-    if (node->RecordType == type && RecordsEqual(node->Record, record, type)) return true;
-    if (RefFind(node->FirstChild, record, type)) return true;
-  }
-  return false;
+// Volume1 spans Disk1 and Disk2; Volume2 too. Listed children first, so the
+// tree cannot depend on the order of the group list.
+std::vector<LdmRecordImage> TwoVolumesOnTwoDisks() {
+  return {
+      DiskRecord(0x411, "Disk1", kDisk1Id),
+      DiskRecord(0x412, "Disk2", kDisk2Id),
+      SubdiskRecord(0x433, "Disk1-02", 0x432, 0x411),
+      SubdiskRecord(0x434, "Disk2-02", 0x432, 0x412),
+      SubdiskRecord(0x423, "Disk1-01", 0x422, 0x411),
+      SubdiskRecord(0x424, "Disk2-01", 0x422, 0x412),
+      PlexRecord(0x432, "Volume2-01", 0x431, 2, 2),
+      PlexRecord(0x422, "Volume1-01", 0x421, 2, 2),
+      VolumeRecord(0x421, "Volume1"),
+      VolumeRecord(0x431, "Volume2"),
+      PackRecord(),
+  };
 }
 
-RECORD_TREE_NODE* RefAppend(RECORD_TREE_NODE* parent, LDM_RECORD* record, uint16_t type) {
-  auto* node = new RECORD_TREE_NODE();
-  node->Parent = parent;
-  node->Record = record;
-  node->RecordType = type;
-  RECORD_TREE_NODE** place = &parent->FirstChild;
-  while (*place) place = &(*place)->NextSibling;
-  *place = node;
-  return node;
+// One plex holding two subdisks on Disk1.
+std::vector<LdmRecordImage> TwoSubdisksOnOneDisk() {
+  return {
+      PackRecord(),
+      VolumeRecord(0x421, "Volume1"),
+      PlexRecord(0x422, "Volume1-01", 0x421, 2, 2),
+      SubdiskRecord(0x423, "Disk1-01", 0x422, 0x411),
+      SubdiskRecord(0x424, "Disk1-02", 0x422, 0x411, 96256, 96256, 96256),
+      DiskRecord(0x411, "Disk1", kDisk1Id),
+  };
 }
 
-void RefInsert(RECORD_TREE_NODE* pack, LDM_RECORD* record, uint16_t type) {
-  if (type != RECORD_TYPE_DISK && RefFind(pack, record, type)) return;
-  if (type == RECORD_TYPE_VOLUME) {
-    RefAppend(pack, record, type);
-  } else if (type == RECORD_TYPE_PLEX) {
-    const uint64_t volumeId = dynamic_cast<const PLEX_RECORD&>(*record).VolumeRecordId;
-    for (RECORD_TREE_NODE* volume = pack->FirstChild; volume; volume = volume->NextSibling)
-      if (RecordIdOf(volume->Record) == volumeId) {
-        RefAppend(volume, record, type);
-        return;
-      }
-  } else if (type == RECORD_TYPE_SUBDISK) {
-    const uint64_t plexId = dynamic_cast<const SUBDISK_RECORD&>(*record).PlexRecordId;
-    for (RECORD_TREE_NODE* volume = pack->FirstChild; volume; volume = volume->NextSibling)
-      for (RECORD_TREE_NODE* plex = volume->FirstChild; plex; plex = plex->NextSibling)
-        if (RecordIdOf(plex->Record) == plexId) {
-          RefAppend(plex, record, type);
-          break;
-        }
-  } else if (type == RECORD_TYPE_DISK) {
-    for (RECORD_TREE_NODE* volume = pack->FirstChild; volume; volume = volume->NextSibling)
-      for (RECORD_TREE_NODE* plex = volume->FirstChild; plex; plex = plex->NextSibling)
-        for (RECORD_TREE_NODE* subdisk = plex->FirstChild; subdisk; subdisk = subdisk->NextSibling) {
-          if (dynamic_cast<const SUBDISK_RECORD&>(*subdisk->Record).DiskRecordId != RecordIdOf(record)) continue;
-          if (RefFind(subdisk, record, type)) continue;
-          RefAppend(subdisk, record, type);
-          break;
-        }
-  }
+std::vector<LdmRecordImage> SimpleVolume(int64_t length = 96256) {
+  return {
+      PackRecord(),
+      VolumeRecord(0x421, "Volume1", length),
+      PlexRecord(0x422, "Volume1-01", 0x421),
+      SubdiskRecord(0x423, "Disk1-01", 0x422, 0x411),
+      DiskRecord(0x411, "Disk1", kDisk1Id),
+  };
 }
 
-LDM_RECORD* RecordOfType(const VBLK_GROUP& group, uint16_t type) {
-  return group.Entry && group.Entry->RecordType == type ? group.Entry->Record.get() : nullptr;
-}
-
-void RefMerge(const std::vector<const CONFIG_HEADER*>& copies, RECORD_TREE_NODE** root) {
-  RECORD_TREE_NODE* current = nullptr;
-  for (const CONFIG_HEADER* header : copies) {
-    for (const auto& group : header->GroupList) {
-      LDM_RECORD* pack = RecordOfType(*group, RECORD_TYPE_PACK);
-      if (!pack) continue;
-      RECORD_TREE_NODE** place = root;
-      while (*place && !RecordsEqual((*place)->Record, pack, RECORD_TYPE_PACK)) place = &(*place)->NextSibling;
-      if (!*place) {
-        *place = new RECORD_TREE_NODE();
-        (*place)->Record = pack;
-        (*place)->RecordType = RECORD_TYPE_PACK;
-      }
-      current = *place;
-    }
-    if (!current) continue;
-    for (uint16_t type : {RECORD_TYPE_VOLUME, RECORD_TYPE_PLEX, RECORD_TYPE_SUBDISK, RECORD_TYPE_DISK})
-      for (const auto& group : header->GroupList)
-        if (LDM_RECORD* record = RecordOfType(*group, type)) RefInsert(current, record, type);
-  }
-}
-
-// ---- random config copies ----
-
-// What a record is made of; `variant` goes into a field that equality
-// compares, `link` and `link2` into the ids that place it.
-struct RecordPlan {
-  uint16_t Type;
-  uint64_t Id;
-  uint32_t Variant;
-  uint64_t Link;
-  uint64_t Link2;
-};
-
-class Copies {
- public:
-  explicit Copies(uint32_t seed) : random_(seed) {}
-
-  std::vector<const CONFIG_HEADER*> Make() {
-    std::vector<RecordPlan> base;
-    const uint32_t count = 4 + Below(24);
-    for (uint32_t i = 0; i < count; ++i) base.push_back(RandomPlan());
-    std::vector<const CONFIG_HEADER*> copies;
-    const uint32_t copyCount = 1 + Below(5);
-    for (uint32_t c = 0; c < copyCount; ++c) {
-      // Now and then one copy comes twice: every record then meets itself.
-      if (!copies.empty() && Below(8) == 0) {
-        copies.push_back(copies[Below(static_cast<uint32_t>(copies.size()))]);
-        continue;
-      }
-      copies.push_back(Derive(base));
-    }
-    return copies;
-  }
-
- private:
-  uint32_t Below(uint32_t n) { return static_cast<uint32_t>(random_() % n); }
-
-  // Small id pools, so that links often hit and ids often repeat.
-  uint64_t Id(uint16_t type) {
-    if (Below(10) == 0) return 1 + Below(12);  // any id, across types
-    switch (type) {
-      case RECORD_TYPE_PACK: return 1 + Below(2);
-      case RECORD_TYPE_VOLUME: return 3 + Below(3);
-      case RECORD_TYPE_PLEX: return 6 + Below(3);
-      case RECORD_TYPE_SUBDISK: return 9 + Below(4);
-      default: return 13 + Below(3);  // disks
-    }
-  }
-
-  RecordPlan RandomPlan() {
-    static const uint16_t kTypes[] = {RECORD_TYPE_PACK,    RECORD_TYPE_VOLUME,  RECORD_TYPE_VOLUME,
-                                      RECORD_TYPE_PLEX,    RECORD_TYPE_PLEX,    RECORD_TYPE_SUBDISK,
-                                      RECORD_TYPE_SUBDISK, RECORD_TYPE_SUBDISK, RECORD_TYPE_DISK,
-                                      RECORD_TYPE_DISK};
-    RecordPlan plan{kTypes[Below(10)], 0, Below(2), 0, 0};
-    plan.Id = Id(plan.Type);
-    if (plan.Type == RECORD_TYPE_PLEX) plan.Link = Id(RECORD_TYPE_VOLUME);
-    if (plan.Type == RECORD_TYPE_SUBDISK) {
-      plan.Link = Id(RECORD_TYPE_PLEX);
-      plan.Link2 = Id(RECORD_TYPE_DISK);
-    }
-    return plan;
-  }
-
-  // A copy of the base: most records as they are, some left out, some
-  // changed, a few added, in a somewhat shuffled group order.
-  const CONFIG_HEADER* Derive(const std::vector<RecordPlan>& base) {
-    std::vector<RecordPlan> plans;
-    for (RecordPlan plan : base) {
-      const uint32_t dice = Below(20);
-      if (dice == 0) continue;
-      if (dice == 1) plan.Variant = 2 + Below(2);
-      if (dice == 2 && plan.Type == RECORD_TYPE_SUBDISK) plan.Link2 = Id(RECORD_TYPE_DISK);
-      if (dice == 3 && plan.Type == RECORD_TYPE_PLEX) plan.Link = Id(RECORD_TYPE_VOLUME);
-      plans.push_back(plan);
-    }
-    for (uint32_t extra = Below(3); extra > 0; --extra) plans.push_back(RandomPlan());
-    for (uint32_t swaps = Below(4); swaps > 0 && plans.size() > 1; --swaps)
-      std::swap(plans[Below(static_cast<uint32_t>(plans.size()))], plans[Below(static_cast<uint32_t>(plans.size()))]);
-
-    auto header = std::make_unique<CONFIG_HEADER>();
-    for (const RecordPlan& plan : plans) {
-      AddRecord(*header, plan);
-      // A group without a decoded record (broken or ignored) is passed over.
-      if (Below(12) == 0) header->GroupList.push_back(std::make_unique<VBLK_GROUP>());
-    }
-    owned_.push_back(std::move(header));
-    return owned_.back().get();
-  }
-
-  static std::unique_ptr<LDM_RECORD> NewRecord(const RecordPlan& plan) {
-    switch (plan.Type) {
-      case RECORD_TYPE_PACK: {
-        auto pack = std::make_unique<PACK_RECORD>();
-        pack->PackId.Data1 = 0x1000 + plan.Variant;
-        return pack;
-      }
-      case RECORD_TYPE_VOLUME: {
-        auto volume = std::make_unique<VOLUME_RECORD>();
-        volume->Length = 100 + plan.Variant;
-        return volume;
-      }
-      case RECORD_TYPE_PLEX: {
-        auto plex = std::make_unique<PLEX_RECORD>();
-        plex->VolumeRecordId = plan.Link;
-        plex->SubdiskCount = plan.Variant;
-        return plex;
-      }
-      case RECORD_TYPE_SUBDISK: {
-        auto subdisk = std::make_unique<SUBDISK_RECORD>();
-        subdisk->PlexRecordId = plan.Link;
-        subdisk->DiskRecordId = plan.Link2;
-        subdisk->DetachSequence = plan.Variant;
-        return subdisk;
-      }
-      default: {
-        auto disk = std::make_unique<DISK_RECORD>();
-        disk->PersistentFlags = plan.Variant;
-        return disk;
-      }
-    }
-  }
-
-  static void AddRecord(CONFIG_HEADER& header, const RecordPlan& plan) {
-    auto entry = std::make_unique<RECORD_ENTRY>();
-    auto group = std::make_unique<VBLK_GROUP>();
-    entry->List = &header.RecordList;
-    entry->RecordId = plan.Id;
-    entry->RecordType = plan.Type;
-    entry->Record = NewRecord(plan);
-    entry->Record->Entry = entry.get();
-    entry->Record->Group = group.get();
-    group->GroupNumber = static_cast<uint32_t>(header.GroupList.size() + 1);
-    group->TypeWord = plan.Type;
-    group->Entry = entry.get();
-    header.GroupList.push_back(std::move(group));
-    header.RecordList.Entries.push_back(std::move(entry));
-  }
-
-  std::mt19937 random_;
-  std::vector<std::unique_ptr<CONFIG_HEADER>> owned_;
-};
-
-// ---- comparing trees ----
-
-std::string Describe(const RECORD_TREE_NODE* node) {
-  std::ostringstream out;
-  for (; node; node = node->NextSibling) {
-    out << node->RecordType << ':' << RecordIdOf(node->Record) << '@' << node->Record;
-    if (node->FirstChild) out << '[' << Describe(node->FirstChild) << ']';
-    out << ' ';
-  }
-  return out.str();
-}
-
-// Node for node: the same record object and type, the same parent, in the
-// same child order.
-bool SameTree(const RECORD_TREE_NODE* a, const RECORD_TREE_NODE* b, const RECORD_TREE_NODE* parentA,
-              const RECORD_TREE_NODE* parentB) {
-  for (; a && b; a = a->NextSibling, b = b->NextSibling) {
-    if (a->Record != b->Record || a->RecordType != b->RecordType) return false;
-    if (a->Parent != parentA || b->Parent != parentB) return false;
-    if (!SameTree(a->FirstChild, b->FirstChild, a, b)) return false;
-  }
-  return a == nullptr && b == nullptr;
-}
-
-size_t CountNodes(const RECORD_TREE_NODE* node, uint16_t type) {
+size_t CountNodes(const RECORD_TREE_NODE* node) {
   size_t count = 0;
-  for (; node; node = node->NextSibling) count += (node->RecordType == type) + CountNodes(node->FirstChild, type);
+  for (; node; node = node->NextSibling) count += 1 + CountNodes(node->FirstChild);
   return count;
 }
 
-struct Trees {
-  RECORD_TREE_NODE* Indexed = nullptr;
-  RECORD_TREE_NODE* Reference = nullptr;
-  ~Trees() {
-    FreeRecordTree(Indexed);
-    FreeRecordTree(Reference);
+class RecordTreeTest : public ::testing::Test {
+ protected:
+  ~RecordTreeTest() override { FreeRecordTree(root_); }
+
+  AnalysisDisk* AddDisk(const std::vector<LdmRecordImage>& records) {
+    auto* disk = new AnalysisDisk(static_cast<uint32_t>(owned_.size()));
+    owned_.emplace_back(disk);
+    disk->Load(platform_, AreaWith(records));
+    disks_.Append(disk);
+    return disk;
   }
+
+  // A fresh tree from every disk added so far.
+  std::string Build() {
+    FreeRecordTree(root_);
+    root_ = nullptr;
+    EXPECT_EQ(BuildRecordTree(&disks_, &root_), 0u);
+    return TreeShape(root_);
+  }
+
+  AnalysisPlatform platform_;
+  ScopedPlatform installed_{platform_};
+  std::vector<std::unique_ptr<AnalysisDisk>> owned_;
+  CPtrList<CDisk> disks_{false};
+  RECORD_TREE_NODE* root_ = nullptr;
 };
 
-TEST(RecordTreeIndexTest, RandomCopiesMergeAsThePlainWalksMergeThem) {
-  size_t packs = 0, subdisks = 0, disks = 0, sharedDisks = 0;
-  for (uint32_t seed = 1; seed <= 4000; ++seed) {
-    Copies maker(seed);
-    const std::vector<const CONFIG_HEADER*> copies = maker.Make();
-    Trees trees;
-    MergeConfigCopies(copies, &trees.Indexed);
-    RefMerge(copies, &trees.Reference);
-    ASSERT_TRUE(SameTree(trees.Indexed, trees.Reference, nullptr, nullptr))
-        << "seed " << seed << "\nindexed:   " << Describe(trees.Indexed)
-        << "\nreference: " << Describe(trees.Reference);
-    packs += CountNodes(trees.Reference, RECORD_TYPE_PACK);
-    subdisks += CountNodes(trees.Reference, RECORD_TYPE_SUBDISK);
-    const size_t diskNodes = CountNodes(trees.Reference, RECORD_TYPE_DISK);
-    disks += diskNodes;
-    sharedDisks += diskNodes > 1;
-  }
-  // The cases reach every level, often with more than one pack and more
-  // than one disk node (6,670 packs, 13,543 subdisks, 11,246 disks and 1,590
-  // cases with several disk nodes when this was written).
-  EXPECT_GT(packs, 5000u);
-  EXPECT_GT(subdisks, 10000u);
-  EXPECT_GT(disks, 8000u);
-  EXPECT_GT(sharedDisks, 1000u);
+TEST_F(RecordTreeTest, AgreeingDisksGiveOneNodePerRecordAndTheDiskUnderEveryPlexThatUsesIt) {
+  AddDisk(TwoVolumesOnTwoDisks());
+  AddDisk(TwoVolumesOnTwoDisks());
+  EXPECT_EQ(Build(),
+            "Red-nzv8x6obywgDg0[Volume1[Volume1-01[Disk1-01[Disk1] Disk2-01[Disk2]]] "
+            "Volume2[Volume2-01[Disk1-02[Disk1] Disk2-02[Disk2]]]]");
+  EXPECT_EQ(CountNodes(root_), 13u);
+
+  // The links and types that readers walk.
+  ASSERT_NE(root_, nullptr);
+  EXPECT_EQ(root_->Parent, nullptr);
+  EXPECT_EQ(root_->RecordType, RECORD_TYPE_PACK);
+  const RECORD_TREE_NODE* disk = root_->FirstChild->FirstChild->FirstChild->FirstChild;
+  EXPECT_EQ(disk->RecordType, RECORD_TYPE_DISK);
+  EXPECT_EQ(disk->Parent->RecordType, RECORD_TYPE_SUBDISK);
+  EXPECT_EQ(disk->Parent->Parent->Parent->Parent, root_);
+  // The tree refers to the first disk's records; it owns none of them.
+  EXPECT_EQ(root_->Record->Entry->List, &owned_[0]->Database()->Config->Header->RecordList);
 }
 
-// A merge that goes on from a tree an earlier merge built gives what one
-// merge of all copies in two calls of the reference gives.
-TEST(RecordTreeIndexTest, ContinuingAnEarlierTreeMatchesTheReference) {
-  for (uint32_t seed = 5001; seed <= 6500; ++seed) {
-    Copies maker(seed);
-    const std::vector<const CONFIG_HEADER*> copies = maker.Make();
-    const size_t split = copies.size() / 2;
-    const std::vector<const CONFIG_HEADER*> first(copies.begin(), copies.begin() + static_cast<std::ptrdiff_t>(split));
-    const std::vector<const CONFIG_HEADER*> second(copies.begin() + static_cast<std::ptrdiff_t>(split), copies.end());
-    Trees trees;
-    MergeConfigCopies(first, &trees.Indexed);
-    MergeConfigCopies(second, &trees.Indexed);
-    RefMerge(first, &trees.Reference);
-    RefMerge(second, &trees.Reference);
-    ASSERT_TRUE(SameTree(trees.Indexed, trees.Reference, nullptr, nullptr))
-        << "seed " << seed << "\nindexed:   " << Describe(trees.Indexed)
-        << "\nreference: " << Describe(trees.Reference);
-  }
+TEST_F(RecordTreeTest, DiskRecordGoesBelowTheFirstSubdiskOnItThenEqualCopiesBelowTheNextOne) {
+  AddDisk(TwoSubdisksOnOneDisk());
+  EXPECT_EQ(Build(), "Red-nzv8x6obywgDg0[Volume1[Volume1-01[Disk1-01[Disk1] Disk1-02]]]");
+
+  // A second equal copy finds its equal only from the first subdisk on.
+  AddDisk(TwoSubdisksOnOneDisk());
+  EXPECT_EQ(Build(), "Red-nzv8x6obywgDg0[Volume1[Volume1-01[Disk1-01[Disk1] Disk1-02[Disk1]]]]");
+
+  // A third finds an equal below both and is not entered.
+  AddDisk(TwoSubdisksOnOneDisk());
+  EXPECT_EQ(Build(), "Red-nzv8x6obywgDg0[Volume1[Volume1-01[Disk1-01[Disk1] Disk1-02[Disk1]]]]");
 }
 
-TEST(RecordTreeIndexTest, NoPlaceForTheRootMergesNothing) {
-  Copies maker(7);
-  MergeConfigCopies(maker.Make(), nullptr);
-  RECORD_TREE_NODE* root = nullptr;
-  MergeConfigCopies({}, &root);
-  EXPECT_EQ(root, nullptr);
+TEST_F(RecordTreeTest, CopiesThatDifferInAFieldThatMattersAreEnteredSideBySide) {
+  AddDisk(SimpleVolume(96256));
+  AddDisk(SimpleVolume(200000));
+  // The plex, subdisk and disk of the second copy equal those already in.
+  EXPECT_EQ(Build(), "Red-nzv8x6obywgDg0[Volume1[Volume1-01[Disk1-01[Disk1]]] Volume1]");
+}
+
+TEST_F(RecordTreeTest, NamesTakeNoPartInEquality) {
+  AddDisk(SimpleVolume());
+  std::vector<LdmRecordImage> renamed = SimpleVolume();
+  renamed[0] = PackRecord("Renamed-Pack");
+  renamed[1] = VolumeRecord(0x421, "Renamed");
+  AddDisk(renamed);
+  EXPECT_EQ(Build(), "Red-nzv8x6obywgDg0[Volume1[Volume1-01[Disk1-01[Disk1]]]]");
+}
+
+TEST_F(RecordTreeTest, PacksWithAnotherPackIdFormTheirOwnNodes) {
+  AddDisk(SimpleVolume());
+  std::vector<LdmRecordImage> other = {
+      PackRecord("Other-Pack", 0x401, "11111111-2222-3333-4444-555555555555"),
+      VolumeRecord(0x521, "Volume9"),
+  };
+  AddDisk(other);
+  EXPECT_EQ(Build(), "Red-nzv8x6obywgDg0[Volume1[Volume1-01[Disk1-01[Disk1]]]] Other-Pack[Volume9]");
+}
+
+TEST_F(RecordTreeTest, PlexWithoutItsVolumeIsNotEntered) {
+  std::vector<LdmRecordImage> records = SimpleVolume();
+  records.push_back(PlexRecord(0x499, "Orphan-01", 0x999));
+  records.push_back(SubdiskRecord(0x498, "Orphan-sd", 0x499, 0x411));
+  AddDisk(records);
+  EXPECT_EQ(Build(), "Red-nzv8x6obywgDg0[Volume1[Volume1-01[Disk1-01[Disk1]]]]");
+}
+
+TEST_F(RecordTreeTest, LaterPackOfADiskReceivesAllItsRecords) {
+  std::vector<LdmRecordImage> records = SimpleVolume();
+  records.insert(records.begin() + 1, PackRecord("Second-Pack", 0x402, "11111111-2222-3333-4444-555555555555"));
+  AddDisk(records);
+  EXPECT_EQ(Build(), "Red-nzv8x6obywgDg0 Second-Pack[Volume1[Volume1-01[Disk1-01[Disk1]]]]");
+}
+
+TEST_F(RecordTreeTest, RecordEqualToOneUnderALaterPackIsNotEnteredAgain) {
+  std::vector<LdmRecordImage> both = SimpleVolume();
+  both.insert(both.begin() + 1, PackRecord("Second-Pack", 0x402, "11111111-2222-3333-4444-555555555555"));
+  AddDisk(both);
+  // Only the first pack: it becomes current, but its search covers the
+  // second pack, which already holds the volume.
+  AddDisk(SimpleVolume());
+  EXPECT_EQ(Build(), "Red-nzv8x6obywgDg0 Second-Pack[Volume1[Volume1-01[Disk1-01[Disk1]]]]");
+}
+
+TEST_F(RecordTreeTest, DiskWithoutPackRecordFillsThePackCurrentFromAnEarlierDisk) {
+  AddDisk(SimpleVolume());
+  AddDisk({VolumeRecord(0x441, "Volume4")});
+  EXPECT_EQ(Build(), "Red-nzv8x6obywgDg0[Volume1[Volume1-01[Disk1-01[Disk1]]] Volume4]");
+}
+
+TEST_F(RecordTreeTest, WithoutAnyPackNothingIsEntered) {
+  AddDisk({VolumeRecord(0x441, "Volume4")});
+  EXPECT_EQ(Build(), "");
+  EXPECT_EQ(root_, nullptr);
+}
+
+TEST_F(RecordTreeTest, DisksNotReadyForAnalysisTakeNoPart) {
+  AnalysisDisk* unreadable = AddDisk(SimpleVolume());
+  // The config area of this disk cannot be read.
+  const uint64_t configOffset = AnalysisDisk::kDiskBytes - 0x100000 + LdmAreaImage().ConfigOffset();
+  platform_.Failures.push_back({configOffset, 512, STATUS_IO_DEVICE_ERROR_CODE});
+  unreadable->Load(platform_, AreaWith(SimpleVolume()));
+  ASSERT_FALSE(unreadable->IsReadyForLdmAnalysis());
+  platform_.Failures.clear();
+
+  AnalysisDisk* basic = AddDisk(SimpleVolume());
+  basic->SetMbr(0x77, false, 0x07);
+  ASSERT_FALSE(basic->IsReadyForLdmAnalysis());
+  EXPECT_EQ(Build(), "");
 }
 
 }  // namespace
-}  // namespace kestrand
+}  // namespace kestrand::test

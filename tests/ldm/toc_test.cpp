@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "common/tree_node.h"
+#include "common/xml_writer.h"
 #include "ldm/ldm_database.h"
 #include "ldm/toc.h"
 #include "support/ldm_builder.h"

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "common/tree_node.h"
+#include "common/xml_writer.h"
 
 namespace kestrand {
 

@@ -5,11 +5,10 @@
 
 #include <string>
 
-#include "common/tree_node.h"
+#include "common/xml_writer.h"
 #include "disk/disk_layout.h"
-#include "disk/gpt_partition_types.h"
-#include "support/test_disk.h"
 #include "support/report_tree.h"
+#include "support/test_disk.h"
 #include "support/text_capture.h"
 
 namespace kestrand {

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "analysis_disks.h"
 #include "driver/kestrand.h"
+#include "support/analysis_disks.h"
 
 namespace kestrand::test {
 namespace {

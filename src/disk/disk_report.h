@@ -1,5 +1,6 @@
-// What both forms of the disk report show: the geometry table's texts and the
-// list of errors, worked out once from the disk object.
+// The disk report: a text section and an XML branch per disk (CDisk::PrintText
+// and CDisk::AddToReport), and what both forms show, worked out once from the
+// disk object: the geometry table's texts and the list of errors.
 #pragma once
 
 #include <cstdint>

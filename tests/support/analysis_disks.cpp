@@ -1,4 +1,4 @@
-#include "analysis_disks.h"
+#include "support/analysis_disks.h"
 
 #include "ldm/records.h"
 

@@ -8,10 +8,10 @@
 
 #include "disk/disk.h"
 #include "disk/probe_image_files.h"
-#include "support/report_tree.h"
-#include "support/text_capture.h"
 #include "driver/kestrand.h"
 #include "support/image_platform.h"
+#include "support/report_tree.h"
+#include "support/text_capture.h"
 
 namespace kestrand {
 namespace {

@@ -1,15 +1,17 @@
-#include "common/wide_string.h"
+#include "common/containers.h"
 
 #include <cstdlib>
 #include <cstring>
 
-#include "common/last_error.h"
 #include "common/text_format.h"
 #include "platform/types.h"
 
 namespace kestrand {
 
 namespace {
+
+// The tool is single-threaded, so one value per process is enough.
+uint32_t lastErrorCode = 0;
 
 // A heap buffer of `length` units plus a terminator, from the C runtime.
 char16_t* AllocateUnits(size_t length) {
@@ -24,6 +26,10 @@ char16_t* CopyOf(const char16_t* text) {
 }
 
 }  // namespace
+
+void SetLastErrorCode(uint32_t code) { lastErrorCode = code; }
+
+uint32_t GetLastErrorCode() { return lastErrorCode; }
 
 CWideString::CWideString(char16_t character) {
   text_ = AllocateUnits(1);
