@@ -66,7 +66,8 @@ fi
 
 [[ -f $build/CMakeCache.txt ]] || cmake -S . -B "$build" >/dev/null
 rm -f "$build"/kestrand_*.deb
-cmake --build "$build" -j"${JOBS:-2}" --target package >/dev/null
+cmake --build "$build" -j"${JOBS:-2}" --target package >/dev/null 2>&1 ||
+  cmake --build "$build" -j"${JOBS:-2}" --target package   # again, to show why
 debs=("$build"/kestrand_*_"$(dpkg --print-architecture)".deb)
 [[ -f ${debs[0]} ]] || { fail "cmake --build $build --target package made no kestrand_*.deb"; finish; exit; }
 deb=$(realpath "${debs[0]}")
@@ -82,10 +83,11 @@ modes=$(dpkg-deb -c "$deb" | awk '
   /^-/ && $6 == "./usr/sbin/kestrand" && $1 != "-rwxr-xr-x" { print $1 " " $6 }
   /^-/ && $6 != "./usr/sbin/kestrand" && $1 != "-rw-r--r--" { print $1 " " $6 }')
 check "owners root/root, modes 0755 and 0644${modes:+: $modes}" test -z "$modes"
+contents=$(dpkg-deb -c "$deb")
 for f in usr/sbin/kestrand usr/share/man/man8/kestrand.8.gz usr/share/doc/kestrand/copyright \
          usr/share/doc/kestrand/changelog.Debian.gz usr/share/doc/kestrand/changelog.gz \
          usr/share/doc/kestrand/README.md; do
-  check "the package holds /$f" grep -q " \./$f\$" < <(dpkg-deb -c "$deb")
+  check "the package holds /$f" grep -q " \./$f\$" <<<"$contents"
 done
 if command -v lintian >/dev/null; then
   # (lintian says on standard error that it would rather not run as root.)
@@ -114,8 +116,10 @@ restore() {
     DEBIAN_FRONTEND=noninteractive apt-get purge -y -q "${added[@]}" >/dev/null 2>&1 || true
   fi
   # And the archives apt downloaded for them.
-  comm -13 "$state/cache.before" <(ls /var/cache/apt/archives 2>/dev/null) |
-    grep '\.deb$' | sed 's|^|/var/cache/apt/archives/|' | xargs -r rm -f
+  local archive
+  while IFS= read -r archive; do
+    if [[ $archive == *.deb ]]; then rm -f "/var/cache/apt/archives/$archive"; fi
+  done < <(comm -13 "$state/cache.before" <(ls /var/cache/apt/archives 2>/dev/null))
   rm -rf "$state"
 }
 trap restore EXIT
@@ -151,17 +155,24 @@ if [[ -n $man_excluded ]]; then
 else
   page=$(man -w 8 kestrand 2>/dev/null || true)
   check "man -w 8 kestrand finds the installed page (${page:-nothing})" test "$page" = /usr/share/man/man8/kestrand.8.gz
-  text=$(MANWIDTH=80 man -P cat 8 kestrand 2>/dev/null | col -b 2>/dev/null || true)
-  missing=""
-  for switch in "-f file" "-a " "-d disk" "-l file" "-?, -h" "EXIT STATUS" "DISK NUMBERS" "kestrandanalysis.xml"; do
-    grep -qF -- "$switch" <<<"$text" || missing+=" '$switch'"
-  done
-  check "man 8 kestrand documents every switch${missing:+ (missing:$missing)}" test -z "$missing"
-  warnings=$(man --warnings 8 kestrand 2>&1 >/dev/null || true)
-  check "man renders kestrand(8) without warnings${warnings:+: $warnings}" test -z "$warnings"
+  # The page found is rendered with -l: "man 8 kestrand" run as root would
+  # also leave a formatted copy in man-db's cache (/var/cache/man/cat8).
+  if [[ -n $page ]]; then
+    text=$(MANWIDTH=80 man -l "$page" 2>/dev/null | col -b 2>/dev/null || true)
+    missing=""
+    for switch in "-f file" "-a " "-d disk" "-l file" "-?, -h" "EXIT STATUS" "DISK NUMBERS" "kestrandanalysis.xml"; do
+      grep -qF -- "$switch" <<<"$text" || missing+=" '$switch'"
+    done
+    check "kestrand(8) documents every switch${missing:+ (missing:$missing)}" test -z "$missing"
+    warnings=$(man --warnings -l "$page" 2>&1 >/dev/null || true)
+    check "man renders kestrand(8) without warnings${warnings:+: $warnings}" test -z "$warnings"
+  fi
 fi
 
-apt-get remove -y -q kestrand >/dev/null && apt-get purge -y -q kestrand >/dev/null
+apt-get remove -y -q kestrand >/dev/null
+# With no configuration files of its own the package is gone after the
+# removal already; purge what may be left otherwise.
+if present; then apt-get purge -y -q kestrand >/dev/null; fi
 check "apt-get remove and purge leave no kestrand package" eval '! present'
 left=""
 while IFS= read -r path; do
