@@ -5,6 +5,7 @@
 #                                           license and changes
 #   cmake --build build --target package   Linux: build/kestrand_<version>-<revision>_<arch>.deb
 #                                           Windows cross-build: build-windows/kestrand-<version>-win64.zip
+#   cmake --build build --target package_source   build/kestrand-<version>-Source.tar.xz
 #
 # The Debian package needs dpkg-dev (dpkg-shlibdeps computes its dependencies)
 # and file (which tells CPack which files are ELF binaries); the Windows zip
@@ -41,7 +42,8 @@ set(KESTRAND_DIRECTORY_PERMISSIONS
   OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 set(CMAKE_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS ${KESTRAND_DIRECTORY_PERMISSIONS})
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS ${KESTRAND_DIRECTORY_PERMISSIONS})
-set(CPACK_SOURCE_IGNORE_FILES "/\\\\.git" "/build[^/]*/" "/kestrandanalysis\\\\.xml$")
+set(CPACK_SOURCE_GENERATOR TXZ)
+set(CPACK_SOURCE_IGNORE_FILES "/\\\\.git$" "/\\\\.git/" "/build[^/]*/" "/kestrandanalysis\\\\.xml$")
 set(CPACK_PROJECT_CONFIG_FILE ${CMAKE_SOURCE_DIR}/cmake/cpack-checks.cmake)
 
 # Compresses SOURCE into OUTPUT (in the build tree) with gzip -9n, which
