@@ -26,7 +26,7 @@ budget=${BUDGET_MS:-5000}
 mem=${MEM_LIMIT_MB:-6144}
 
 if [ "${SKIP_BUILD:-0}" != 1 ]; then
-  cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DKESTRAND_BENCH=ON >/dev/null
+  cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DKESTRAND_TESTS=ON -DKESTRAND_BENCH=ON >/dev/null
   cmake --build "$build" --target kestrand_make_pack kestrand_bench -j2 >/dev/null
 fi
 make_pack=$build/bench/kestrand_make_pack

@@ -33,12 +33,14 @@ test -f build-windows/kestrand.exe
 ctest --test-dir build-windows --output-on-failure -j"$jobs"
 
 step "build and test"
-cmake -S . -B build -DCMAKE_BUILD_TYPE=RelWithDebInfo
+# The README's first command may have configured build/ without the tests
+# (their default): ask for them.
+cmake -S . -B build -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKESTRAND_TESTS=ON
 cmake --build build -j"$jobs"
 ctest --test-dir build --output-on-failure -j"$jobs"
 
 step "build and test under AddressSanitizer and UndefinedBehaviorSanitizer"
-cmake -S . -B build-asan -DCMAKE_BUILD_TYPE=Debug -DKESTRAND_SANITIZE=ON
+cmake -S . -B build-asan -DCMAKE_BUILD_TYPE=Debug -DKESTRAND_SANITIZE=ON -DKESTRAND_TESTS=ON
 cmake --build build-asan -j"$jobs"
 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
   ctest --test-dir build-asan --output-on-failure -j"$jobs"
