@@ -85,6 +85,8 @@ const CKestrandTreeNode* CKestrandTreeNode::CollapseChildren() {
   auto bytes = std::make_unique<std::string>();
   for (const CKestrandTreeNode* child = firstChild_; child; child = child->nextSibling_)
     CKestrandXMLWriter::RenderNode(child, *bytes);
+  // Growing by doubling may have left up to half of it unused.
+  bytes->shrink_to_fit();
   CKestrandTreeNode* child = firstChild_;
   while (child) {
     CKestrandTreeNode* next = child->nextSibling_;
