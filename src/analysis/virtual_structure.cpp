@@ -7,6 +7,7 @@
 #include "common/formatters.h"
 #include "common/xml_writer.h"
 #include "disk/disk.h"
+#include "driver/disk_set.h"
 #include "ldm/config_header.h"
 #include "ldm/private_header.h"
 #include "ldm/record_report.h"
@@ -88,6 +89,8 @@ struct VirtualStructureWalk {
   CPtrList<CDisk>* Disks;
   CKestrandTreeNode* Holder;
   std::unordered_map<const CDisk*, const CKestrandTreeNode*> Branches;
+  // Branches the report already holds (CDiskSet::ShownBranches), or none.
+  const std::unordered_map<const CDisk*, const CKestrandTreeNode*>* Shown;
 };
 
 // The physical disk's own branch (without tests), or MissingDisk.
@@ -95,6 +98,10 @@ uint32_t AddPhysicalDisk(VirtualStructureWalk& walk, CKestrandTreeNode* element,
   const auto* record = dynamic_cast<const DISK_RECORD*>(node.Record);
   CDisk* disk = record ? PhysicalDiskOf(*record, walk.Disks) : nullptr;
   if (disk) {
+    if (walk.Shown) {
+      auto shown = walk.Shown->find(disk);
+      if (shown != walk.Shown->end()) return element->AddReference(shown->second) ? 0 : ERROR_NOT_ENOUGH_MEMORY_CODE;
+    }
     const CKestrandTreeNode*& branch = walk.Branches[disk];
     if (!branch) {
       // Whatever the disk adds (its result is not used) goes under a node
@@ -133,10 +140,10 @@ uint32_t AddRecordElements(VirtualStructureWalk& walk, CKestrandTreeNode* parent
 
 }  // namespace
 
-uint32_t AddVirtualStructure(CDiskSet* /*diskSet*/, CKestrandTreeNode* parent, RECORD_TREE_NODE* node,
+uint32_t AddVirtualStructure(CDiskSet* diskSet, CKestrandTreeNode* parent, RECORD_TREE_NODE* node,
                              CPtrList<CDisk>* disks) {
   if (!parent) return ERROR_INVALID_PARAMETER_CODE;
-  VirtualStructureWalk walk{disks, parent, {}};
+  VirtualStructureWalk walk{disks, parent, {}, diskSet ? &diskSet->ShownBranches : nullptr};
   return AddRecordElements(walk, parent, node);
 }
 

@@ -164,49 +164,67 @@ std::string FormatReal(const Spec& s, double value) {
   return std::string(buffer, static_cast<size_t>(n) < sizeof buffer ? static_cast<size_t>(n) : sizeof buffer - 1);
 }
 
+// Where the formatter puts its text: units of the format's width into a
+// string of that width, or wide units narrowed as WideToAnsi does into a
+// narrow string (the text writer's line, formatted without a wide copy).
+template <class C>
+struct PlainOut {
+  std::basic_string<C>& text;
+  void Unit(C c) { text.push_back(c); }
+  void Units(const C* units, size_t count) { text.append(units, count); }
+  void Ascii(std::string_view ascii) { text.append(ascii.begin(), ascii.end()); }
+  void Blanks(size_t count) { text.append(count, static_cast<C>(' ')); }
+};
+
+struct NarrowingOut {
+  std::string& text;
+  void Unit(char16_t c) { text.push_back(c < 0x80 ? static_cast<char>(c) : '?'); }
+  void Units(const char16_t* units, size_t count) {
+    for (size_t i = 0; i < count; ++i) Unit(units[i]);
+  }
+  void Ascii(std::string_view ascii) { text.append(ascii); }
+  void Blanks(size_t count) { text.append(count, ' '); }
+};
+
 template <class Out>
 void Pad(Out& out, const Spec& s, size_t len, bool before) {
   if (s.width <= 0 || len >= static_cast<size_t>(s.width)) return;
   if (before == s.left) return;
-  out.append(static_cast<size_t>(s.width) - len, ' ');
+  out.Blanks(static_cast<size_t>(s.width) - len);
 }
 
 // Appends a string argument. The argument carries its own width, so a wide
 // string given to a narrow format (or the reverse) still prints its text.
-template <class C>
-void AppendText(std::basic_string<C>& out, const Spec& s, const CFormatArg* arg) {
+template <class C, class Out>
+void AppendText(Out& out, const Spec& s, const CFormatArg* arg) {
   const char* narrow = arg ? arg->Narrow() : nullptr;
   const char16_t* wide = arg ? arg->Wide() : nullptr;
-  std::basic_string<C> text;
   if (narrow == nullptr && wide == nullptr) {
-    for (const char* n = "(null)"; *n; ++n) text.push_back(static_cast<C>(*n));
+    Pad(out, s, 6, true);
+    out.Ascii("(null)");
+    Pad(out, s, 6, false);
   } else if (narrow != nullptr) {
     size_t n = std::strlen(narrow);
     if (s.precision >= 0 && n > static_cast<size_t>(s.precision)) n = static_cast<size_t>(s.precision);
-    for (size_t i = 0; i < n; ++i) text.push_back(static_cast<C>(static_cast<unsigned char>(narrow[i])));
+    Pad(out, s, n, true);
+    for (size_t i = 0; i < n; ++i) out.Unit(static_cast<C>(static_cast<unsigned char>(narrow[i])));
+    Pad(out, s, n, false);
   } else {
     size_t n = WideLength(wide);
     if (s.precision >= 0 && n > static_cast<size_t>(s.precision)) n = static_cast<size_t>(s.precision);
+    Pad(out, s, n, true);
     if constexpr (sizeof(C) == 1) {
-      text = WideToAnsi(std::u16string_view(wide, n));
+      for (size_t i = 0; i < n; ++i) out.Unit(wide[i] < 0x80 ? static_cast<char>(wide[i]) : '?');
     } else {
-      text.assign(wide, wide + n);
+      out.Units(wide, n);
     }
+    Pad(out, s, n, false);
   }
-  Pad(out, s, text.size(), true);
-  out += text;
-  Pad(out, s, text.size(), false);
 }
 
-template <class C>
-std::basic_string<C> Widen(const std::string& ascii) {
-  return std::basic_string<C>(ascii.begin(), ascii.end());
-}
-
-template <class C>
-std::basic_string<C> FormatAny(std::basic_string_view<C> format, FormatArgs args) {
+template <class C, class Out>
+void FormatAny(Out& out, std::basic_string_view<C> format, FormatArgs args) {
   constexpr bool kWideFormat = sizeof(C) == 2;
-  std::basic_string<C> out;
   const CFormatArg* next = args.begin();
   auto take = [&]() -> const CFormatArg* { return next != args.end() ? next++ : nullptr; };
 
@@ -215,12 +233,12 @@ std::basic_string<C> FormatAny(std::basic_string_view<C> format, FormatArgs args
   while (i < n) {
     C c = format[i++];
     if (c != '%') {
-      out.push_back(c);
+      out.Unit(c);
       continue;
     }
     if (i >= n) break;
     if (format[i] == '%') {
-      out.push_back('%');
+      out.Unit('%');
       ++i;
       continue;
     }
@@ -302,12 +320,12 @@ std::basic_string<C> FormatAny(std::basic_string_view<C> format, FormatArgs args
       case 'd': case 'i': case 'u': case 'x': case 'X': case 'o': case 'p': {
         const CFormatArg* a = take();
         if (type == 'p') s.size = Spec::Size::I64;
-        out += Widen<C>(FormatInteger(s, a ? a->Bits() : 0));
+        out.Ascii(FormatInteger(s, a ? a->Bits() : 0));
         break;
       }
       case 'f': case 'F': case 'e': case 'E': case 'g': case 'G': case 'a': case 'A': {
         const CFormatArg* a = take();
-        out += Widen<C>(FormatReal(s, a ? a->Real() : 0.0));
+        out.Ascii(FormatReal(s, a ? a->Real() : 0.0));
         break;
       }
       case 'c': case 'C': {
@@ -323,14 +341,13 @@ std::basic_string<C> FormatAny(std::basic_string_view<C> format, FormatArgs args
         } else {
           ch = static_cast<C>(static_cast<unsigned char>(v & 0xFF));
         }
-        std::basic_string<C> text(1, ch);
         Pad(out, s, 1, true);
-        out += text;
+        out.Unit(ch);
         Pad(out, s, 1, false);
         break;
       }
       case 's': case 'S': case 'Z': {
-        AppendText(out, s, take());
+        AppendText<C>(out, s, take());
         break;
       }
       case 'n':
@@ -338,22 +355,43 @@ std::basic_string<C> FormatAny(std::basic_string_view<C> format, FormatArgs args
         break;
       default:
         // Unknown conversion: written as it stands.
-        out.push_back('%');
-        out.push_back(type);
+        out.Unit('%');
+        out.Unit(type);
         break;
     }
   }
-  return out;
 }
 
 }  // namespace
 
 std::u16string FormatWideArgs(std::u16string_view format, FormatArgs args) {
-  return FormatAny<char16_t>(format, args);
+  std::u16string text;
+  PlainOut<char16_t> out{text};
+  FormatAny<char16_t>(out, format, args);
+  return text;
 }
 
 std::string FormatNarrowArgs(std::string_view format, FormatArgs args) {
-  return FormatAny<char>(format, args);
+  std::string text;
+  PlainOut<char> out{text};
+  FormatAny<char>(out, format, args);
+  return text;
+}
+
+void AppendWideAsAnsiArgs(std::string& line, std::u16string_view format, FormatArgs args) {
+  NarrowingOut out{line};
+  FormatAny<char16_t>(out, format, args);
+}
+
+void AppendNarrowArgs(std::string& line, std::string_view format, FormatArgs args) {
+  PlainOut<char> out{line};
+  FormatAny<char>(out, format, args);
+}
+
+std::string& ReusedLine() {
+  thread_local std::string line;
+  line.clear();
+  return line;
 }
 
 int WriteBytes(FILE* stream, std::string_view bytes) {

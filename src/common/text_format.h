@@ -88,14 +88,27 @@ size_t WideLength(const char16_t* text);
 // Writes raw bytes; returns the count written or -1 without a stream.
 int WriteBytes(FILE* stream, std::string_view bytes);
 
+// Appends to `line` what WideToAnsi(FormatWideArgs(format, args)) gives,
+// without the wide copy.
+void AppendWideAsAnsiArgs(std::string& line, std::u16string_view format, FormatArgs args);
+// Appends to `line` what FormatNarrowArgs(format, args) gives.
+void AppendNarrowArgs(std::string& line, std::string_view format, FormatArgs args);
+// The writer's line buffer, emptied: one per thread, kept between lines so
+// that printing a line allocates nothing once it is large enough.
+std::string& ReusedLine();
+
 template <class... A>
 int PrintWide(FILE* stream, std::u16string_view format, const A&... args) {
-  return WriteBytes(stream, WideToAnsi(FormatWide(format, args...)));
+  std::string& line = ReusedLine();
+  AppendWideAsAnsiArgs(line, format, {CFormatArg(args)...});
+  return WriteBytes(stream, line);
 }
 
 template <class... A>
 int PrintNarrow(FILE* stream, std::string_view format, const A&... args) {
-  return WriteBytes(stream, FormatNarrow(format, args...));
+  std::string& line = ReusedLine();
+  AppendNarrowArgs(line, format, {CFormatArg(args)...});
+  return WriteBytes(stream, line);
 }
 
 }  // namespace kestrand

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 
 #include "common/formatters.h"
 #include "common/text_format.h"
@@ -53,6 +54,7 @@ CKestrandTreeNode::~CKestrandTreeNode() {
   }
   delete detached_;
   delete attributes_;
+  delete fragment_;
   std::free(name_);
 }
 
@@ -76,6 +78,26 @@ CKestrandTreeNode* CKestrandTreeNode::HoldNode(const char* name) {
   if (!detached_) detached_ = new CPtrList<CKestrandTreeNode>(true);
   detached_->Append(held);
   return held;
+}
+
+const CKestrandTreeNode* CKestrandTreeNode::CollapseChildren() {
+  if (target_ || !firstChild_) return nullptr;
+  auto bytes = std::make_unique<std::string>();
+  for (const CKestrandTreeNode* child = firstChild_; child; child = child->nextSibling_)
+    CKestrandXMLWriter::RenderNode(child, *bytes);
+  // Growing by doubling may have left up to half of it unused.
+  bytes->shrink_to_fit();
+  CKestrandTreeNode* child = firstChild_;
+  while (child) {
+    CKestrandTreeNode* next = child->nextSibling_;
+    delete child;
+    child = next;
+  }
+  firstChild_ = lastChild_ = nullptr;
+  auto* fragment = new CKestrandTreeNode(nullptr);
+  fragment->fragment_ = bytes.release();
+  LinkChild(fragment);
+  return fragment;
 }
 
 void CKestrandTreeNode::LinkChild(CKestrandTreeNode* child) {
@@ -166,45 +188,95 @@ uint32_t CKestrandXMLWriter::SetElementDisplay(CKestrandTreeNode* node, const ch
   return NewAttribute(node, "_ElementIcon", icon);
 }
 
-uint32_t CKestrandXMLWriter::WriteString(const char* text) {
-  if (!text || !stream_) return ERROR_INVALID_PARAMETER_CODE;
-  size_t length = std::strlen(text);
-  // An empty value is written as zero bytes, which is not a short write.
+uint32_t CKestrandXMLWriter::Send(const char* bytes, size_t length, const char* piece) {
   if (length == 0) return 0;
-  if (std::fwrite(text, length, 1, stream_) != 1) {
-    PrintNarrow(stdout, "Failed string %s\n", text);
+  if (std::fwrite(bytes, length, 1, stream_) != 1) {
+    PrintNarrow(stdout, "Failed string %s\n", piece);
     return ERROR_XML_SHORT_WRITE_CODE;
   }
   return 0;
 }
 
-uint32_t CKestrandXMLWriter::WriteAttributes(const CKestrandTreeNode* node) {
+uint32_t CKestrandXMLWriter::Flush() {
+  if (memory_ || block_.empty()) return 0;
+  uint32_t code = Send(block_.data(), block_.size(), lastPiece_);
+  block_.clear();
+  return code;
+}
+
+uint32_t CKestrandXMLWriter::Put(const char* text, size_t length) {
+  if (memory_) {
+    memory_->append(text, length);
+    return 0;
+  }
+  // An empty value is written as zero bytes, which is not a short write.
+  if (length == 0) return 0;
+  if (block_.size() + length > XML_WRITE_BLOCK_SIZE) {
+    uint32_t code = Send(block_.data(), block_.size(), text);
+    block_.clear();
+    if (code != 0) return code;
+  }
+  lastPiece_ = text;
+  if (length >= XML_WRITE_BLOCK_SIZE) return Send(text, length, text);
+  if (block_.capacity() < XML_WRITE_BLOCK_SIZE) block_.reserve(XML_WRITE_BLOCK_SIZE);
+  block_.append(text, length);
+  return 0;
+}
+
+uint32_t CKestrandXMLWriter::Put(const char* text) { return Put(text, std::strlen(text)); }
+
+uint32_t CKestrandXMLWriter::WriteString(const char* text) {
+  if (!text || !stream_) return ERROR_INVALID_PARAMETER_CODE;
+  uint32_t code = Put(text);
+  if (code != 0) {
+    block_.clear();
+    return code;
+  }
+  return Flush();
+}
+
+uint32_t CKestrandXMLWriter::PutAttributes(const CKestrandTreeNode* node) {
   if (!node->Attributes()) return 0;
   for (CPtrListIterator<CKestrandAttribute> it(*node->Attributes()); !it.AtEnd(); it.Advance()) {
     const char* pieces[] = {" ", it.Current()->Name, "=\"", it.Current()->Value, "\""};
     for (const char* piece : pieces) {
-      uint32_t code = WriteString(piece);
+      uint32_t code = Put(piece);
       if (code != 0) return code;
     }
   }
   return 0;
 }
 
-uint32_t CKestrandXMLWriter::WriteNode(const CKestrandTreeNode* node) {
-  if (!node) return ERROR_INVALID_PARAMETER_CODE;
+uint32_t CKestrandXMLWriter::PutNode(const CKestrandTreeNode* node) {
+  if (const std::string* fragment = node->Fragment()) return Put(fragment->c_str(), fragment->size());
+  const char* name = node->Name();
   CFirstCode code;
-  code.Then([&] { return WriteString("<"); })
-      .Then([&] { return WriteString(node->Name()); })
-      .Then([&] { return WriteAttributes(node); });
+  code.Then([&] { return Put("<"); })
+      .Then([&] { return name ? Put(name) : ERROR_INVALID_PARAMETER_CODE; })
+      .Then([&] { return PutAttributes(node); });
   if (code.Failed()) return code.Code();
-  if (!node->FirstChild()) return WriteString(" />");
-  code.Then([&] { return WriteString(">"); });
+  if (!node->FirstChild()) return Put(" />");
+  code.Then([&] { return Put(">"); });
   for (const CKestrandTreeNode* child = node->FirstChild(); child && !code.Failed(); child = child->NextSibling())
-    code.Then([&] { return WriteNode(child); });
-  code.Then([&] { return WriteString("</"); })
-      .Then([&] { return WriteString(node->Name()); })
-      .Then([&] { return WriteString(">"); });
+    code.Then([&] { return PutNode(child); });
+  code.Then([&] { return Put("</"); }).Then([&] { return Put(name); }).Then([&] { return Put(">"); });
   return code.Code();
+}
+
+uint32_t CKestrandXMLWriter::WriteNode(const CKestrandTreeNode* node) {
+  if (!node || !stream_) return ERROR_INVALID_PARAMETER_CODE;
+  uint32_t code = PutNode(node);
+  if (code != 0) {
+    block_.clear();
+    return code;
+  }
+  return Flush();
+}
+
+void CKestrandXMLWriter::RenderNode(const CKestrandTreeNode* node, std::string& out) {
+  if (!node) return;
+  CKestrandXMLWriter writer(&out);
+  writer.PutNode(node);
 }
 
 uint32_t WriteXmlDocument(const char* fileName, const CKestrandTreeNode* root) {

@@ -60,6 +60,13 @@ class CKestrandTreeNode {
   // with itself; the caller must not delete it.
   uint32_t Detach();
 
+  // Replaces this node's children by one fragment child that holds their
+  // bytes as the XML writer writes them, and frees them: the output stays
+  // the same while the branch takes the memory of its text only. Returns the
+  // fragment, or nullptr when there were no children (then nothing changes)
+  // or for a reference. Children added afterwards follow the fragment.
+  const CKestrandTreeNode* CollapseChildren();
+
   // Appends an attribute (taken over); the checks on names are the XML
   // writer's (CKestrandXMLWriter::NewAttribute). A reference takes none: the
   // attribute is freed.
@@ -72,6 +79,8 @@ class CKestrandTreeNode {
 
   CKestrandTreeNode* Parent() const { return parent_; }
   CKestrandTreeNode* NextSibling() const { return nextSibling_; }
+  // The last child; none for a reference.
+  CKestrandTreeNode* LastChild() const { return target_ ? nullptr : lastChild_; }
   // These three are the target's for a reference.
   CKestrandTreeNode* FirstChild() const { return Shown()->firstChild_; }
   const char* Name() const { return Shown()->name_; }
@@ -79,6 +88,9 @@ class CKestrandTreeNode {
   const CPtrList<CKestrandAttribute>* Attributes() const { return Shown()->attributes_; }
   // The node a reference shows; none for an ordinary node.
   const CKestrandTreeNode* Target() const { return target_; }
+  // The written bytes a fragment stands for (a reference's target's); none
+  // for an element. A fragment has no name, attributes or children.
+  const std::string* Fragment() const { return Shown()->fragment_; }
 
  private:
   // The node whose name, attributes and children this one shows: itself, or
@@ -101,10 +113,26 @@ class CKestrandTreeNode {
   // node is destroyed.
   CPtrList<CKestrandTreeNode>* detached_ = nullptr;
   const CKestrandTreeNode* target_ = nullptr;  // for a reference
+  std::string* fragment_ = nullptr;            // owned, for a fragment
 };
 
 // Returned by WriteString when the stream took fewer bytes than given.
 constexpr uint32_t ERROR_XML_SHORT_WRITE_CODE = 1006;
+
+// The writer gathers the pieces of a document into blocks of
+// XML_WRITE_BLOCK_SIZE bytes and hands each block to the stream with one
+// fwrite; a fragment at least that long goes to the stream as it is, after
+// the block before it. WriteString and WriteNode send everything they were
+// given before they return.
+//
+// A short write: when the stream takes fewer bytes than a block (or a long
+// fragment) holds, the writer prints "Failed string %s\n" on standard output
+// with the piece that was being written when the block was sent (the piece
+// that no longer fitted into the block, the long fragment itself, or, for
+// the last block of a call, the last piece of that call), returns 1006 and
+// writes nothing more in that call. Which bytes before the failure reached
+// the stream is the stream's business; the caller's fclose decides.
+constexpr size_t XML_WRITE_BLOCK_SIZE = size_t{1} << 20;
 
 class CKestrandXMLWriter {
  public:
@@ -128,13 +156,28 @@ class CKestrandXMLWriter {
   // on standard output) when the stream takes fewer bytes than given.
   uint32_t WriteString(const char* text);
   // The node and its subtree, a reference as if its target stood in its
-  // place; the first non-zero code stops the walk.
+  // place, a fragment as its bytes; the first non-zero code stops the walk.
   uint32_t WriteNode(const CKestrandTreeNode* node);
+  // Appends to `out` what WriteNode writes for `node`.
+  static void RenderNode(const CKestrandTreeNode* node, std::string& out);
 
  private:
-  uint32_t WriteAttributes(const CKestrandTreeNode* node);
+  // Into memory instead of a stream.
+  explicit CKestrandXMLWriter(std::string* memory) : stream_(nullptr), memory_(memory) {}
+
+  uint32_t Put(const char* text, size_t length);
+  uint32_t Put(const char* text);
+  uint32_t PutNode(const CKestrandTreeNode* node);
+  uint32_t PutAttributes(const CKestrandTreeNode* node);
+  // Sends `length` bytes at `bytes`; on a short write names `piece`.
+  uint32_t Send(const char* bytes, size_t length, const char* piece);
+  uint32_t Flush();
 
   FILE* stream_;
+  std::string* memory_ = nullptr;
+  std::string block_;
+  // The last piece given, for the message of a failing last block.
+  const char* lastPiece_ = "";
 };
 
 // Writes the declaration and the tree rooted at `root` to a new file

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstdint>
+#include <unordered_map>
 
 #include "common/containers.h"
 
@@ -13,6 +14,7 @@ namespace kestrand {
 
 class CDisk;
 class CKestrand;
+class CKestrandTreeNode;
 struct RECORD_TREE_NODE;
 
 class CDiskSet {
@@ -27,6 +29,10 @@ class CDiskSet {
   CDisk* SystemDisk = nullptr;
   // Owned: freed with the set (its nodes only refer to the disks' records).
   RECORD_TREE_NODE* RecordTree = nullptr;
+  // A disk's branch as the report already shows it, without its tests (held
+  // by the report tree), for the virtual structure to show again instead of
+  // building it once more. Disks without one get theirs built.
+  std::unordered_map<const CDisk*, const CKestrandTreeNode*> ShownBranches;
 };
 
 // Every disk whose number is known, in list order, then the merged record

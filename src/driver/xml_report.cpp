@@ -1,6 +1,7 @@
 // The XML report: the document frame, the disks sorted into their sections,
 // and the analysis branches, built as one tree and written in one pass.
 #include <memory>
+#include <unordered_map>
 
 #include "analysis/consistency_tests.h"
 #include "analysis/primary_pack.h"
@@ -27,9 +28,15 @@ struct DiskSections {
   CKestrandTreeNode* Dynamic;
 };
 
+using ShownBranches = std::unordered_map<const CDisk*, const CKestrandTreeNode*>;
+
 // Each shown disk goes into one section; raw disks and disks without a
-// layout or number are in none.
-uint32_t AddDisks(CPtrList<CDisk>& disks, const DiskSections& sections) {
+// layout or number are in none. A disk's branch is also what the virtual
+// structure shows under every disk record on that disk, without the tests:
+// its children are kept as their bytes, and a node held by `holder` with the
+// disk element's attributes shows them again (`shown`).
+uint32_t AddDisks(CPtrList<CDisk>& disks, const DiskSections& sections, CKestrandTreeNode* holder,
+                  ShownBranches& shown) {
   for (CPtrListIterator<CDisk> it(disks); !it.AtEnd(); it.Advance()) {
     CDisk* disk = it.Current();
     if (!disk->DiskNumberKnown() || !disk->Layout()) continue;
@@ -42,16 +49,31 @@ uint32_t AddDisks(CPtrList<CDisk>& disks, const DiskSections& sections) {
     else if (kind == DISK_KIND_DYNAMIC)
       section = sections.Dynamic;
     if (!section) continue;
-    uint32_t code = disk->AddToReport(section, true);
+    uint32_t code = disk->AddToReport(section, false);
     if (code != 0) return code;
+    CKestrandTreeNode* diskNode = section->LastChild();
+    const CKestrandTreeNode* children = diskNode->CollapseChildren();
+    CKestrandTreeNode* again = holder->HoldNode(diskNode->Name());
+    if (diskNode->Attributes())
+      for (CPtrListIterator<CKestrandAttribute> attribute(*diskNode->Attributes()); !attribute.AtEnd();
+           attribute.Advance()) {
+        code = CKestrandXMLWriter::NewAttribute(again, attribute.Current()->Name, attribute.Current()->Value);
+        if (code != 0) return code;
+      }
+    if (children && !again->AddReference(children)) return ERROR_NOT_ENOUGH_MEMORY_CODE;
+    shown[disk] = again;
+    // As CDisk::AddToReport adds them; their code does not end the branch.
+    if (disk->DiskKind() == DISK_KIND_DYNAMIC || disk->BasicDiskWithLdmDatabase()) AddDiskTests(diskNode, disk);
   }
   return 0;
 }
 
-uint32_t AddAnalysis(CKestrand& kestrand, CKestrandTreeNode* root, CKestrandTreeNode* dynamicDisks) {
+uint32_t AddAnalysis(CKestrand& kestrand, CKestrandTreeNode* root, CKestrandTreeNode* dynamicDisks,
+                     ShownBranches& shown) {
   auto diskSet = std::make_unique<CDiskSet>();
   uint32_t code = BuildDiskSet(diskSet.get(), &kestrand);
   if (code != 0) return code;
+  diskSet->ShownBranches = std::move(shown);
 
   // Built even when DynamicDisks was detached: then it is simply not written.
   CKestrandTreeNode* tests = AddSection(dynamicDisks, "Tests", "Tests", "0");
@@ -91,13 +113,14 @@ uint32_t CKestrand::WriteAnalysis(const char* fileName) {
                         AddSection(root, "BasicDisksWithLDMDB", "Basic Disks w/ LDM DB", "0"),
                         AddSection(root, "DynamicDisks", "Dynamic Disks", "0")};
   if (!sections.Basic || !sections.BasicWithLdm || !sections.Dynamic) return ERROR_NOT_ENOUGH_MEMORY_CODE;
-  code = AddDisks(Disks, sections);
+  ShownBranches shown;
+  code = AddDisks(Disks, sections, root, shown);
   if (code != 0) return code;
   // Every section has its parent, root, so Detach cannot fail here.
   for (CKestrandTreeNode* section : {sections.Basic, sections.BasicWithLdm, sections.Dynamic})
     if (!section->FirstChild()) section->Detach();
 
-  code = AddAnalysis(*this, root, sections.Dynamic);
+  code = AddAnalysis(*this, root, sections.Dynamic, shown);
   if (code != 0) return code;
   return WriteXmlDocument(fileName, root);
 }

@@ -61,6 +61,9 @@ uint32_t CONFIG_WRAPPER::Initialize(LDM_DATABASE* owner, CDisk* disk, uint64_t o
 
   std::memcpy(Magic, Bytes.get(), 4);
   ParseBlocks();
+  // The decoded header, groups and records hold copies of everything the
+  // reports show; the area itself (up to 758,272 bytes a copy) is not kept.
+  Bytes.reset();
   return 0;
 }
 

@@ -129,7 +129,7 @@ class CONFIG_WRAPPER {
   NTSTATUS ReadStatus = 0;     // of the last read; negative: unreadable
   NTSTATUS ParseStatus = 0;    // of the header parse, then of the block walk
   std::unique_ptr<CONFIG_HEADER> Header;
-  std::unique_ptr<uint8_t[], CFreeDeleter> Bytes;  // the area from the VMDB header on
+  std::unique_ptr<uint8_t[], CFreeDeleter> Bytes;  // the area from the VMDB header on, until decoded
   uint32_t ByteCount = 0;
   uint64_t Offset = 0;  // bytes from the start of the disk or file
   char Magic[5] = {};   // the first 4 bytes of the area

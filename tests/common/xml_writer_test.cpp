@@ -124,6 +124,66 @@ TEST_F(XmlFileTest, ShortWriteGives1006AndAMessage) {
   std::fclose(readOnly);
 }
 
+// A branch turned into its bytes, shown again by a reference, written across
+// many blocks (values of varied lengths, one longer than a block): the
+// document is what the same tree gives without either.
+TEST_F(XmlFileTest, CollapsedBranchesAndBlocksKeepTheBytes) {
+  auto build = [](CKestrandTreeNode& root) {
+    CKestrandTreeNode* disk = root.AddChild("Disk");
+    EXPECT_EQ(CKestrandXMLWriter::SetElementDisplay(disk, "Disk 0", "13"), 0u);
+    for (int i = 0; i < 3000; ++i) {
+      CKestrandTreeNode* record = disk->AddChild("Record");
+      EXPECT_EQ(CKestrandXMLWriter::NewAttribute(record, "Value", std::string(static_cast<size_t>(i % 997), 'v')), 0u);
+      EXPECT_EQ(CKestrandXMLWriter::NewAttribute(record, "Empty", ""), 0u);
+    }
+    CKestrandTreeNode* big = disk->AddChild("Big");
+    EXPECT_EQ(CKestrandXMLWriter::NewAttribute(big, "Text", std::string(XML_WRITE_BLOCK_SIZE + 3, 'b')), 0u);
+    return disk;
+  };
+  CKestrandTreeNode plain("root");
+  CKestrandTreeNode* plainDisk = build(plain);
+  plainDisk->AddChild("Tests");
+  CKestrandTreeNode* again = plain.AddChild("Again");
+  build(*again);
+  const std::string expected = Body(plain);
+  ASSERT_GT(expected.size(), 3 * XML_WRITE_BLOCK_SIZE);
+
+  CKestrandTreeNode collapsed("root");
+  CKestrandTreeNode* disk = build(collapsed);
+  const CKestrandTreeNode* fragment = disk->CollapseChildren();
+  ASSERT_NE(fragment, nullptr);
+  EXPECT_EQ(disk->FirstChild(), fragment);
+  EXPECT_EQ(fragment->NextSibling(), nullptr);
+  EXPECT_NE(disk->CollapseChildren(), nullptr);  // collapsing again keeps the bytes
+  disk->AddChild("Tests");  // children added later follow the fragment
+  CKestrandTreeNode* held = collapsed.HoldNode("Disk");
+  EXPECT_EQ(CKestrandXMLWriter::SetElementDisplay(held, "Disk 0", "13"), 0u);
+  held->AddReference(disk->FirstChild());
+  collapsed.AddChild("Again")->AddReference(held);
+  EXPECT_EQ(Body(collapsed), expected);
+
+  CKestrandTreeNode empty("Empty");
+  EXPECT_EQ(empty.CollapseChildren(), nullptr);
+  EXPECT_EQ(Body(empty), "<Empty />");
+}
+
+// Writing a tree to a stream that takes nothing: 1006, and the message names
+// the last piece of the call (the closing ">" of a small tree).
+TEST_F(XmlFileTest, ShortWriteOfANodeNamesThePieceThatSentTheBlock) {
+  { std::ofstream(path_) << "x"; }
+  FILE* readOnly = std::fopen(path_.string().c_str(), "r");
+  ASSERT_NE(readOnly, nullptr);
+  CKestrandXMLWriter writer(readOnly);
+  CKestrandTreeNode root("root");
+  root.AddChild("Disk");
+  ::testing::internal::CaptureStdout();
+  uint32_t code = writer.WriteNode(&root);
+  std::string message = ::testing::internal::GetCapturedStdout();
+  EXPECT_EQ(code, 1006u);
+  EXPECT_EQ(message, "Failed string >\n");
+  std::fclose(readOnly);
+}
+
 TEST(XmlWriterTest, RefusesNamesWithABlankAndKeepsTheNodeUnchanged) {
   CKestrandTreeNode node("Disk");
   EXPECT_EQ(CKestrandXMLWriter::NewAttribute(&node, "Disk Size", "1"), 87u);
