@@ -9,59 +9,24 @@
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
+#include <map>
+#include <set>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "driver/kestrand.h"
-#include "support/analysis_disks.h"
 #include "support/disk_image_builder.h"
 #include "support/image_platform.h"
+#include "support/golden.h"
 #include "support/ldm_builder.h"
-#include "support/ldm_loader_support.h"
+#include "support/ldmtool_facts.h"
 #include "support/real_images.h"
 #include "support/run_binary.h"
 #include "support/text_capture.h"
 
 namespace kestrand::test {
 namespace {
-
-const std::string kExpected = KESTRAND_GOLDEN_DIR;
-
-bool Regenerating() { return std::getenv("KESTRAND_REGENERATE_GOLDENS") != nullptr; }
-
-// The lines of a unified diff of `expected` against `actual` (one hunk from
-// the first differing line to the last, with three lines of context).
-std::string UnifiedDiff(const std::string& name, const std::string& expected, const std::string& actual) {
-  std::vector<std::string> a = SplitLines(expected), b = SplitLines(actual);
-  size_t head = 0;
-  while (head < a.size() && head < b.size() && a[head] == b[head]) ++head;
-  size_t tailA = a.size(), tailB = b.size();
-  while (tailA > head && tailB > head && a[tailA - 1] == b[tailB - 1]) --tailA, --tailB;
-  size_t from = head >= 3 ? head - 3 : 0;
-  size_t toA = std::min(a.size(), tailA + 3), toB = std::min(b.size(), tailB + 3);
-  std::string out = "--- expected/" + name + "\n+++ actual/" + name + "\n@@ -" + std::to_string(from + 1) + "," +
-                    std::to_string(toA - from) + " +" + std::to_string(from + 1) + "," + std::to_string(toB - from) +
-                    " @@\n";
-  for (size_t i = from; i < head; ++i) out += " " + a[i] + "\n";
-  for (size_t i = head; i < tailA; ++i) out += "-" + a[i] + "\n";
-  for (size_t i = head; i < tailB; ++i) out += "+" + b[i] + "\n";
-  for (size_t i = tailA; i < toA; ++i) out += " " + a[i] + "\n";
-  return out;
-}
-
-// Compares one report with its golden (or writes the golden).
-void CheckGolden(const std::string& name, const std::string& actual) {
-  const std::string path = kExpected + "/" + name;
-  if (Regenerating()) {
-    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
-    WriteFileBytes(path, actual);
-    return;
-  }
-  ASSERT_TRUE(FileExists(path)) << "no golden " << path << " (tests/golden/regenerate.sh makes it)";
-  const std::string expected = ReadFileText(path);
-  if (expected != actual) ADD_FAILURE() << UnifiedDiff(name, expected, actual);
-}
 
 // ---- saved LDM database files, through the binary ----
 
@@ -80,6 +45,70 @@ void CheckDatabaseFile(const std::string& stem, const std::string& bytes, bool a
 
 std::string Bytes(const std::vector<uint8_t>& v) { return std::string(v.begin(), v.end()); }
 
+// The records of a text report: record name -> field -> value (the first
+// line of each field, thousands separators dropped).
+using Fields = std::map<std::string, std::string>;
+std::map<std::string, Fields> RecordsOf(const std::string& text) {
+  std::map<std::string, Fields> records;
+  Fields pending;  // the fields of a record before its name
+  Fields* current = nullptr;
+  for (const std::string& line : SplitLines(text)) {
+    const size_t colon = line.find(':');
+    if (line.rfind("Record ", 0) == 0 || colon == std::string::npos) continue;
+    const std::string key = line.substr(0, colon);
+    std::string value = line.substr(line.find_first_not_of(' ', colon + 1) == std::string::npos
+                                        ? line.size()
+                                        : line.find_first_not_of(' ', colon + 1));
+    if (key == "Type") current = &(pending = Fields{});
+    if (key == "RecordName" && current == &pending) current = &(records[value] = pending);
+    if (!current || current->count(key)) continue;
+    if (key == "Length" || key == "DiskOffset") std::erase(value, ',');
+    (*current)[key] = value;
+  }
+  return records;
+}
+
+// The group, disks, volumes and partitions of a repaired image's report
+// against what ldmtool shows for them.
+void CheckLdmtoolFacts(const std::string& text) {
+  const LdmtoolFacts facts;
+  std::map<std::string, Fields> records = RecordsOf(text);
+  EXPECT_EQ(records[facts.GroupName]["PackId"], facts.GroupGuid);
+  std::map<std::string, std::string> diskById;
+  for (size_t n = 0; n < facts.DiskGuids.size(); ++n) {
+    Fields& disk = records["Disk" + std::to_string(n + 1)];
+    EXPECT_EQ(disk["DiskId"], facts.DiskGuids[n]) << n;
+    diskById[disk["RecordId"]] = "Disk" + std::to_string(n + 1);
+  }
+  for (const LdmtoolVolume& volume : facts.Volumes) {
+    Fields& record = records[volume.Name];
+    EXPECT_EQ(record["Length"], std::to_string(volume.Size)) << volume.Name;
+    EXPECT_EQ(record["VolumeGuid"], volume.Guid) << volume.Name;
+    EXPECT_EQ(record["VolumeName"], volume.MountHint) << volume.Name;
+    size_t plexes = 0;
+    std::set<std::string> partitions;
+    for (auto& [plexName, plex] : records) {
+      if (plex["VolumeRecordId"] != record["RecordId"] || !plex.count("Layout")) continue;
+      ++plexes;
+      const std::string layout = volume.Type == "striped" ? "Striped" : volume.Type == "raid5" ? "RAID5" : "Simple";
+      EXPECT_EQ(plex["Layout"], layout) << plexName;
+      if (volume.ChunkSize) {
+        EXPECT_EQ(plex["StripeWidth"], std::to_string(volume.ChunkSize)) << plexName;
+      }
+      for (auto& [name, subdisk] : records)
+        if (subdisk["PlexRecordId"] == plex["RecordId"]) partitions.insert(name);
+    }
+    EXPECT_EQ(plexes, volume.Type == "mirrored" ? 2u : 1u) << volume.Name;
+    EXPECT_EQ(partitions, std::set<std::string>(volume.Partitions.begin(), volume.Partitions.end())) << volume.Name;
+  }
+  for (const LdmtoolPartition& partition : facts.Partitions) {
+    Fields& record = records[partition.Name];
+    EXPECT_EQ(record["Length"], std::to_string(partition.Size)) << partition.Name;
+    EXPECT_EQ(record["DiskOffset"], std::to_string(partition.Start)) << partition.Name;
+    EXPECT_EQ(diskById[record["DiskRecordId"]], partition.Disk) << partition.Name;
+  }
+}
+
 class GoldenRealImages : public RealImagesTestBase {};
 
 // The ten disks of the shared test data, as found (their private headers
@@ -90,6 +119,7 @@ TEST_F(GoldenRealImages, EachDatabaseFileAsFoundAndRepaired) {
     CheckDatabaseFile(stem, ReadFileBytes(images_->DatabaseFile(name)), false);
     const bool analysis = name == RealImages::Names()[0] || name == RealImages::Names()[3];
     CheckDatabaseFile(stem + "-repaired", ReadFileBytes(images_->DatabaseFile(name, true)), analysis);
+    CheckLdmtoolFacts(ReadFileText(GoldenPath(stem + "-repaired.txt")));
   }
 }
 
@@ -193,6 +223,37 @@ TEST(GoldenDatabaseFiles, EachDamageToASoundArea) {
     damage.Apply(area);
     CheckDatabaseFile(std::string("damage/") + damage.Name, Bytes(area.Build()), true);
   }
+}
+
+// ---- command lines ----
+
+// Runs whose output does not depend on the host: messages, usage, exit
+// status and the files each run leaves, one golden for the table. A run
+// that reports prints the host, so only its size and files are kept.
+TEST(GoldenCommandLines, MessagesUsageStatusAndFiles) {
+  const std::vector<std::vector<std::string>> table = {
+      {"-?"}, {"/?"}, {"-h"}, {"/H"}, {"-a", "-H", "-a"}, {"-x"}, {"-ab"}, {"x"}, {"-"}, {""}, {"-a", "/z"},
+      {"-f", "a.txt", "-f", "b.txt"}, {"-d"}, {"-a", "/D"}, {"-d", "-a"}, {"-d", "/1"}, {"-l", "-a"},
+      {"/L", "/f"}, {"-f", ""}, {"-l", ""}, {"-d", ""}, {"-l", "db.bin", "-d", "0"}, {"-d", "3", "/L", "db.bin"},
+      {"-f", "no/such/folder/out.txt", "-l", "missing.bin"}, {"-f", "out.txt", "-l", "missing.bin"},
+      {"/A", "-l", "missing.bin"}, {"-a", "-f", "report.xml", "-l", "missing.bin"}, {"-f", "-l", "missing.bin"}};
+  std::string all;
+  for (const std::vector<std::string>& args : table) {
+    TempDir dir;
+    ProcessResult r = RunKestrandBinary(args, dir.Path());
+    all += "==== kestrand";
+    for (const std::string& arg : args) all += " '" + arg + "'";
+    all += "\nstatus " + std::to_string(r.ExitStatus) + (r.ExitCode == kMinusOneExitCode ? " (-1)" : "") + "\n";
+    const bool report = r.Out.find("Computer Name and OS Version") != std::string::npos;
+    all += "---- standard output\n" + (report ? "(a report)\n" : r.Out) + "---- standard error\n" + r.Err;
+    for (const auto& entry : std::filesystem::directory_iterator(dir.Path())) {
+      const std::string bytes = ReadFileBytes(entry.path().string());
+      all += "---- file " + entry.path().filename().string() + (bytes.find("Computer Name") != std::string::npos
+                                                                    ? " (a report)\n"
+                                                                    : " (no report)\n");
+    }
+  }
+  CheckGolden("command-lines.txt", all);
 }
 
 // ---- whole runs over a fixed fake host ----
