@@ -35,6 +35,11 @@ TEST(TextFormat, LongIsThirtyTwoBitsAndI64IsSixtyFour) {
   EXPECT_EQ(FormatNarrow("%u", -1), "4294967295");
   EXPECT_EQ(FormatNarrow("%I64d", int64_t{-5000000000}), "-5000000000");
   EXPECT_EQ(FormatNarrow("%hu", 70000), "4464");
+  EXPECT_EQ(FormatNarrow("%hhu", 300), "44");
+  // Every size prefix: z, j, t and I take 64 bits, L and I32 none of them.
+  EXPECT_EQ(FormatNarrow("%zu|%ju|%tu|%Iu", big, big, big, big), "5000000000|5000000000|5000000000|5000000000");
+  EXPECT_EQ(FormatNarrow("%Lu|%I32u", big, big), "705032704|705032704");
+  EXPECT_EQ(FormatWide(u"%zu|%I64x|%lld", big, big, int64_t{-1}), u"5000000000|12a05f200|-1");
 }
 
 TEST(TextFormat, PaddingFlagsAndHex) {
