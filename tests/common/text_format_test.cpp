@@ -78,7 +78,7 @@ TEST(TextFormat, Utf8AndUtf16BothWays) {
   const std::string narrow = "a\xc3\xa9\xe4\xb8\xad\xf0\x9f\x98\x80z";
   EXPECT_EQ(Utf16ToUtf8(wide), narrow);
   EXPECT_EQ(Utf8ToUtf16(narrow), wide);
-  EXPECT_EQ(Utf16ToUtf8(u"\U0001F600\U0001F600"), "\xf0\x9f\x98\x80\xf0\x9f\x98\x80");
+  EXPECT_EQ(Utf16ToUtf8(u"\U0001F600\U0001F600\uFFFD"), "\xf0\x9f\x98\x80\xf0\x9f\x98\x80\xef\xbf\xbd");
 }
 
 }  // namespace
