@@ -8,7 +8,7 @@
 
 #include "support/disk_image_builder.h"
 #include "support/ldm_builder.h"
-#include "support/ldm_loader_support.h"
+#include "support/ldm_builder.h"
 
 namespace kestrand::bench {
 

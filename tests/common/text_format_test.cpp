@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "common/text_format.h"
+#include "platform/platform.h"
 
 namespace kestrand {
 namespace {
@@ -17,7 +18,7 @@ TEST(TextFormat, WideStringsAndWidths) {
   // A narrow argument in a wide format (and the reverse) still prints its text.
   EXPECT_EQ(FormatWide(u"%S and %s", "narrow", u"wide"), u"narrow and wide");
   EXPECT_EQ(FormatNarrow("\n%10s: %s", "DiskGroup", "Red"), "\n DiskGroup: Red");
-  EXPECT_EQ(FormatNarrow("%.3s|", "abcdef"), "abc|");
+  EXPECT_EQ(FormatNarrow("%.3s|%.0s|%.9s|", "abcdef", "abc", "abc"), "abc||abc|");
 }
 
 TEST(TextFormat, MissingStringsAndArgumentsPrintAsNull) {
@@ -35,6 +36,11 @@ TEST(TextFormat, LongIsThirtyTwoBitsAndI64IsSixtyFour) {
   EXPECT_EQ(FormatNarrow("%u", -1), "4294967295");
   EXPECT_EQ(FormatNarrow("%I64d", int64_t{-5000000000}), "-5000000000");
   EXPECT_EQ(FormatNarrow("%hu", 70000), "4464");
+  EXPECT_EQ(FormatNarrow("%hhu", 300), "44");
+  // Every size prefix: z, j, t and I take 64 bits, L and I32 none of them.
+  EXPECT_EQ(FormatNarrow("%zu|%ju|%tu|%Iu", big, big, big, big), "5000000000|5000000000|5000000000|5000000000");
+  EXPECT_EQ(FormatNarrow("%Lu|%I32u", big, big), "705032704|705032704");
+  EXPECT_EQ(FormatWide(u"%zu|%I64x|%lld", big, big, int64_t{-1}), u"5000000000|12a05f200|-1");
 }
 
 TEST(TextFormat, PaddingFlagsAndHex) {
@@ -63,6 +69,16 @@ TEST(TextFormat, AnsiConversionIsTheSameEverywhere) {
   EXPECT_EQ(WideToAnsi(u"caf\u00e9 \u4e2d", &lossless), "caf? ?");
   EXPECT_FALSE(lossless);
   EXPECT_EQ(AnsiToWide("a\xff"), std::u16string(u"a\u00ff"));
+}
+
+// Names from the host (labels, mount paths) in UTF-8 and UTF-16, with
+// characters beyond the first plane as surrogate pairs.
+TEST(TextFormat, Utf8AndUtf16BothWays) {
+  const std::u16string wide = u"a\u00e9\u4e2d\U0001F600z";
+  const std::string narrow = "a\xc3\xa9\xe4\xb8\xad\xf0\x9f\x98\x80z";
+  EXPECT_EQ(Utf16ToUtf8(wide), narrow);
+  EXPECT_EQ(Utf8ToUtf16(narrow), wide);
+  EXPECT_EQ(Utf16ToUtf8(u"\U0001F600\U0001F600\uFFFD"), "\xf0\x9f\x98\x80\xf0\x9f\x98\x80\xef\xbf\xbd");
 }
 
 }  // namespace

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "support/golden.h"
 #include "support/real_images.h"
 #include "support/run_binary.h"
 
@@ -87,41 +88,6 @@ std::string WithoutWineDiagnostics(const std::string& text) {
     start = end;
   }
   return kept;
-}
-
-// The text report with the bodies of the host sections replaced: they tell
-// the host's name, version, volumes and drive letters.
-std::string MaskHostSections(std::string text) {
-  const std::string banner = std::string(71, '-') + "\n";
-  for (const char* title : {"Computer Name and OS Version\n", "Mount Points\n", "Drive Letter Usage, Drive Type\n"}) {
-    const size_t heading = text.find(title);
-    if (heading == std::string::npos) continue;
-    const size_t body = text.find(banner, heading);
-    if (body == std::string::npos) continue;
-    const size_t start = body + banner.size();
-    size_t end = text.find("\n" + banner, start);
-    if (end == std::string::npos) end = text.size();
-    text.replace(start, end - start, "[host facts]");
-  }
-  return text;
-}
-
-// The XML report with the host branches replaced by empty elements.
-std::string MaskHostBranches(std::string xml) {
-  for (const std::string name : {"SystemInformation", "MountPoints", "DriveLetters"}) {
-    const size_t start = xml.find("<" + name + " ");
-    if (start == std::string::npos) continue;
-    const size_t tagEnd = xml.find('>', start);
-    if (tagEnd == std::string::npos) continue;
-    size_t end = tagEnd + 1;
-    if (xml[tagEnd - 1] != '/') {
-      const size_t close = xml.find("</" + name + ">", tagEnd);
-      if (close == std::string::npos) continue;
-      end = close + name.size() + 3;
-    }
-    xml.replace(start, end - start, "<" + name + " [host facts]/>");
-  }
-  return xml;
 }
 
 // The command line as a trace shows it.

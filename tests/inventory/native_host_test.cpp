@@ -10,7 +10,6 @@
 #include <string>
 
 #include "driver/kestrand.h"
-#include "support/report_tree.h"
 #include "support/text_capture.h"
 
 namespace kestrand {

@@ -456,64 +456,6 @@ TEST(HostFactsTest, FixedAnswersOfALinuxHost) {
   EXPECT_EQ(platform.GetDriveType(u'C'), 1u);
 }
 
-// ------------------------------------------------------------ a real loop device
-
-TEST(LoopDeviceTest, AttachedImageIsListedAndAnswersLikeAWindowsDisk) {
-  std::string reason;
-  if (!test::LoopDevice::Available(reason)) GTEST_SKIP() << reason;
-  CTempFile file("kestrand-loop");
-  CDiskImageBuilder image(16 << 20);
-  image.WriteMbr({MbrSlot{0x07, true, 2048, 8192}, {}, {}, {}}, 0x0BADCAFE);
-  image.WriteExtendedPartition(1, 12288, {{0x42, 4096}, {0x07, 2048}});
-  ASSERT_TRUE(image.WriteToFile(file.Path()));
-  test::LoopDevice loop(file.Path());
-  ASSERT_TRUE(loop.Attached());
-
-  CLinuxPlatform platform;
-  std::vector<DiskInterface> disks;
-  ASSERT_EQ(platform.ListDiskInterfaces(disks), ERROR_NO_MORE_ITEMS_CODE);
-  const std::u16string path = Utf8ToUtf16(loop.Device());
-  uint32_t position = 0;
-  while (position < disks.size() && disks[position].DevicePath != path) ++position;
-  ASSERT_LT(position, disks.size()) << loop.Device() << " is not listed";
-
-  PlatformHandle handle = kInvalidHandle;
-  ASSERT_EQ(platform.OpenDevice(path, handle), 0u);
-  EXPECT_EQ(AccessModeOf(handle), O_RDONLY);
-  uint32_t number = 0xFFFF;
-  EXPECT_EQ(platform.GetDeviceNumber(handle, number), 0u);
-  EXPECT_EQ(number, position);
-
-  DISK_GEOMETRY_EX geometry{};
-  ASSERT_EQ(platform.GetDriveGeometry(handle, geometry), 0u);
-  EXPECT_EQ(geometry.DiskSize, 16 << 20);
-  EXPECT_EQ(geometry.Geometry.BytesPerSector, 512u);
-  EXPECT_EQ(geometry.Geometry.MediaType, MEDIA_TYPE_FIXED);
-
-  STORAGE_ACCESS_ALIGNMENT_DESCRIPTOR alignment{};
-  ASSERT_EQ(platform.GetAccessAlignment(handle, alignment), 0u);
-  EXPECT_EQ(alignment.BytesPerLogicalSector, 512u);
-  EXPECT_GE(alignment.BytesPerPhysicalSector, 512u);
-
-  std::vector<uint8_t> expected;
-  PartitionTableSource source{[&image](int64_t o, uint32_t l, void* b) { return image.Read(o, l, b); }, 512,
-                              16 << 20};
-  ASSERT_EQ(ReadDriveLayout(source, expected), 0u);
-  std::vector<uint8_t> layout(2000, 0);
-  ASSERT_EQ(platform.GetDriveLayout(handle, layout.data(), uint32_t(layout.size())), 0u);
-  EXPECT_TRUE(std::equal(expected.begin(), expected.end(), layout.begin()));
-  platform.CloseDevice(handle);
-
-  PlatformHandle raw = kInvalidHandle;
-  ASSERT_EQ(platform.OpenDiskForRead(position, raw), 0);
-  EXPECT_EQ(AccessModeOf(raw), O_RDONLY);
-  uint8_t sector[512];
-  ASSERT_EQ(platform.ReadAt(raw, 0, 512, sector), 0);
-  EXPECT_EQ(sector[446], 0x80);
-  EXPECT_EQ(platform.ReadAt(raw, 16 << 20, 512, sector), STATUS_END_OF_FILE_CODE);
-  platform.CloseRead(raw);
-}
-
 }  // namespace
 }  // namespace kestrand
 

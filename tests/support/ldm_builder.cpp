@@ -326,4 +326,100 @@ std::vector<uint8_t> BuildTocBlock(const TocBlockFields& f, uint32_t sectorSize)
   return sector;
 }
 
+LdmRecordImage PackRecord(const std::string& name, uint64_t id, const std::string& packIdText) {
+  PackFields fields;
+  fields.Name = name;
+  fields.RecordId = id;
+  fields.PackIdText = packIdText;
+  return BuildPackRecord(fields);
+}
+
+LdmRecordImage VolumeRecord(uint64_t id, const std::string& name, int64_t length, uint32_t plexes) {
+  VolumeFields fields;
+  fields.RecordId = id;
+  fields.Name = name;
+  fields.Length = length;
+  fields.NumPlexes = plexes;
+  return BuildVolumeRecord(fields);
+}
+
+LdmRecordImage PlexRecord(uint64_t id, const std::string& name, uint64_t volumeId, uint8_t layout,
+                          uint32_t subdisks) {
+  PlexFields fields;
+  fields.RecordId = id;
+  fields.Name = name;
+  fields.VolumeRecordId = volumeId;
+  fields.Layout = layout;
+  fields.SubdiskCount = subdisks;
+  return BuildPlexRecord(fields);
+}
+
+LdmRecordImage SubdiskRecord(uint64_t id, const std::string& name, uint64_t plexId, uint64_t diskId,
+                             int64_t length, uint64_t diskOffset, uint64_t plexOffset) {
+  SubdiskFields fields;
+  fields.RecordId = id;
+  fields.Name = name;
+  fields.PlexRecordId = plexId;
+  fields.DiskRecordId = diskId;
+  fields.Length = length;
+  fields.DiskOffset = diskOffset;
+  fields.PlexOffset = plexOffset;
+  return BuildSubdiskRecord(fields);
+}
+
+LdmRecordImage DiskRecord(uint64_t id, const std::string& name, const std::string& diskIdText) {
+  DiskFields fields;
+  fields.RecordId = id;
+  fields.Name = name;
+  fields.DiskIdText = diskIdText;
+  return BuildDiskRecord(fields);
+}
+
+LdmAreaImage::LdmAreaImage() {
+  Header.TocPrimarySector = 2;
+  Header.TocAlternateSector = 2045;
+}
+
+uint64_t LdmAreaImage::PrimaryTocOffset() const { return AreaBytes - (Header.TocPrimarySector + 1) * SectorSize; }
+
+uint64_t LdmAreaImage::AlternateTocOffset() const {
+  return AreaBytes - (Header.TocAlternateSector + 1) * SectorSize;
+}
+
+uint64_t LdmAreaImage::ConfigOffset() const { return AlternateTocOffset() + 15 * SectorSize; }
+
+namespace {
+
+void Place(std::vector<uint8_t>& area, uint64_t offset, const std::vector<uint8_t>& bytes) {
+  for (size_t i = 0; i < bytes.size() && offset + i < area.size(); ++i) area[offset + i] = bytes[i];
+}
+
+}  // namespace
+
+std::vector<uint8_t> LdmAreaImage::Build() const {
+  std::vector<uint8_t> area(AreaBytes, 0);
+  const std::vector<uint8_t> header = BuildPrivateHeader(Header, SectorSize);
+  Place(area, AreaBytes - SectorSize, header);
+  Place(area, AreaBytes - 0x18000, header);
+  const std::vector<uint8_t> toc = BuildTocBlock(Toc, SectorSize);
+  Place(area, PrimaryTocOffset(), toc);
+  Place(area, AlternateTocOffset(), toc);
+  Place(area, ConfigOffset(), Config);
+  return area;
+}
+
+void RenameTocSectors(std::vector<uint8_t>& bytes, const std::vector<uint64_t>& headerOffsets, uint64_t primary,
+                      uint64_t alternate, uint32_t sectorSize) {
+  for (uint64_t offset : headerOffsets) {
+    uint8_t* sector = bytes.data() + offset;
+    for (int i = 0; i < 8; ++i) {
+      sector[0x13B + i] = static_cast<uint8_t>(primary >> (56 - 8 * i));
+      sector[0x143 + i] = static_cast<uint8_t>(alternate >> (56 - 8 * i));
+    }
+    const uint32_t checksum =
+        PrivateHeaderChecksum(std::vector<uint8_t>(sector, sector + sectorSize));
+    for (int i = 0; i < 4; ++i) sector[8 + i] = static_cast<uint8_t>(checksum >> (24 - 8 * i));
+  }
+}
+
 }  // namespace kestrand::test

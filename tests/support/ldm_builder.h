@@ -290,4 +290,42 @@ struct TocBlockFields {
 // The two entries from 0x24 on, the second right after the first's data.
 std::vector<uint8_t> BuildTocBlock(const TocBlockFields& fields, uint32_t sectorSize = 512);
 
+// ---- record shorthands (revision 3 packs and disks: ids as text) ----
+
+LdmRecordImage PackRecord(const std::string& name = "Red-nzv8x6obywgDg0", uint64_t id = 0x401,
+                          const std::string& packIdText = "03c0c4fc-8b6f-402b-9431-4be2e5823b1c");
+LdmRecordImage VolumeRecord(uint64_t id, const std::string& name, int64_t length = 96256, uint32_t plexes = 1);
+LdmRecordImage PlexRecord(uint64_t id, const std::string& name, uint64_t volumeId, uint8_t layout = 2,
+                          uint32_t subdisks = 1);
+LdmRecordImage SubdiskRecord(uint64_t id, const std::string& name, uint64_t plexId, uint64_t diskId,
+                             int64_t length = 96256, uint64_t diskOffset = 0, uint64_t plexOffset = 0);
+LdmRecordImage DiskRecord(uint64_t id, const std::string& name, const std::string& diskIdText);
+
+// ---- whole LDM areas ----
+
+// A whole LDM area: the private header at its two places from the end, the
+// tables of contents where the header says, and the config area 15 sectors
+// past the alternate table.
+struct LdmAreaImage {
+  LdmAreaImage();
+
+  uint32_t SectorSize = 512;
+  uint64_t AreaBytes = 0x100000;
+  PrivateHeaderFields Header;  // names the tables at sectors 2 and 2045
+  TocBlockFields Toc;
+  std::vector<uint8_t> Config;  // placed as is; empty: nothing
+
+  // Where the loader looks for each structure, in bytes from the area start.
+  uint64_t PrimaryTocOffset() const;
+  uint64_t AlternateTocOffset() const;
+  uint64_t ConfigOffset() const;
+
+  std::vector<uint8_t> Build() const;
+};
+
+// Rewrites the private header copies at `headerOffsets` of `bytes` to name
+// the tables of contents at `primary` and `alternate`, checksums recomputed.
+void RenameTocSectors(std::vector<uint8_t>& bytes, const std::vector<uint64_t>& headerOffsets, uint64_t primary,
+                      uint64_t alternate, uint32_t sectorSize = 512);
+
 }  // namespace kestrand::test

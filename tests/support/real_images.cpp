@@ -7,7 +7,7 @@
 #include <memory>
 #include <random>
 
-#include "support/ldm_loader_support.h"
+#include "support/ldm_builder.h"
 
 namespace kestrand::test {
 

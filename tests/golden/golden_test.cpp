@@ -1,0 +1,465 @@
+// Golden reports: every scenario runs through the real tool (the binary for
+// saved LDM database files, the whole driver in-process over a fixed fake
+// host whose disks are image files) and its reports must equal the files of
+// tests/golden/expected byte for byte. With KESTRAND_REGENERATE_GOLDENS set,
+// the reports are written there instead (tests/golden/regenerate.sh).
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <set>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "driver/kestrand.h"
+#include "support/disk_image_builder.h"
+#include "support/image_platform.h"
+#include "support/golden.h"
+#include "support/ldm_builder.h"
+#include "support/ldmtool_facts.h"
+#include "support/real_images.h"
+#include "support/run_binary.h"
+#include "support/text_capture.h"
+
+namespace kestrand::test {
+namespace {
+
+// ---- saved LDM database files, through the binary ----
+
+// Runs "kestrand -l ldm.bin" (and with `analysis` "-a" too) over `bytes` and
+// checks its text (and XML) against the goldens `stem`.txt (and .xml), the
+// facts of the host masked (the fixed host of the in-process runs below
+// covers those sections).
+void CheckDatabaseFile(const std::string& stem, const std::string& bytes, bool analysis) {
+  TempDir dir;
+  WriteFileBytes(dir.File("ldm.bin"), bytes);
+  std::vector<std::string> args{"-l", "ldm.bin"};
+  if (analysis) args = {"-a", "-f", "report.xml", "-l", "ldm.bin"};
+  ProcessResult r = RunKestrandBinary(args, dir.Path());
+  EXPECT_EQ(r.ExitStatus, 0) << stem;
+  const std::string text = MaskHostSections(r.Out);
+  CheckGolden(stem + ".txt", r.Err.empty() ? text : text + "---- standard error ----\n" + r.Err);
+  if (analysis) CheckGolden(stem + ".xml", MaskHostBranches(ReadFileText(dir.File("report.xml"))));
+}
+
+std::string Bytes(const std::vector<uint8_t>& v) { return std::string(v.begin(), v.end()); }
+
+// The records of a text report: record name -> field -> value (the first
+// line of each field, thousands separators dropped).
+using Fields = std::map<std::string, std::string>;
+std::map<std::string, Fields> RecordsOf(const std::string& text) {
+  std::map<std::string, Fields> records;
+  Fields pending;  // the fields of a record before its name
+  Fields* current = nullptr;
+  for (const std::string& line : SplitLines(text)) {
+    const size_t colon = line.find(':');
+    if (line.rfind("Record ", 0) == 0 || colon == std::string::npos) continue;
+    const std::string key = line.substr(0, colon);
+    std::string value = line.substr(line.find_first_not_of(' ', colon + 1) == std::string::npos
+                                        ? line.size()
+                                        : line.find_first_not_of(' ', colon + 1));
+    if (key == "Type") current = &(pending = Fields{});
+    if (key == "RecordName" && current == &pending) current = &(records[value] = pending);
+    if (!current || current->count(key)) continue;
+    if (key == "Length" || key == "DiskOffset") std::erase(value, ',');
+    (*current)[key] = value;
+  }
+  return records;
+}
+
+// The group, disks, volumes and partitions of a repaired image's report
+// against what ldmtool shows for them.
+void CheckLdmtoolFacts(const std::string& text) {
+  const LdmtoolFacts facts;
+  std::map<std::string, Fields> records = RecordsOf(text);
+  EXPECT_EQ(records[facts.GroupName]["PackId"], facts.GroupGuid);
+  std::map<std::string, std::string> diskById;
+  for (size_t n = 0; n < facts.DiskGuids.size(); ++n) {
+    Fields& disk = records["Disk" + std::to_string(n + 1)];
+    EXPECT_EQ(disk["DiskId"], facts.DiskGuids[n]) << n;
+    diskById[disk["RecordId"]] = "Disk" + std::to_string(n + 1);
+  }
+  for (const LdmtoolVolume& volume : facts.Volumes) {
+    Fields& record = records[volume.Name];
+    EXPECT_EQ(record["Length"], std::to_string(volume.Size)) << volume.Name;
+    EXPECT_EQ(record["VolumeGuid"], volume.Guid) << volume.Name;
+    EXPECT_EQ(record["VolumeName"], volume.MountHint) << volume.Name;
+    size_t plexes = 0;
+    std::set<std::string> partitions;
+    for (auto& [plexName, plex] : records) {
+      if (plex["VolumeRecordId"] != record["RecordId"] || !plex.count("Layout")) continue;
+      ++plexes;
+      const std::string layout = volume.Type == "striped" ? "Striped" : volume.Type == "raid5" ? "RAID5" : "Simple";
+      EXPECT_EQ(plex["Layout"], layout) << plexName;
+      if (volume.ChunkSize) {
+        EXPECT_EQ(plex["StripeWidth"], std::to_string(volume.ChunkSize)) << plexName;
+      }
+      for (auto& [name, subdisk] : records)
+        if (subdisk["PlexRecordId"] == plex["RecordId"]) partitions.insert(name);
+    }
+    EXPECT_EQ(plexes, volume.Type == "mirrored" ? 2u : 1u) << volume.Name;
+    EXPECT_EQ(partitions, std::set<std::string>(volume.Partitions.begin(), volume.Partitions.end())) << volume.Name;
+  }
+  for (const LdmtoolPartition& partition : facts.Partitions) {
+    Fields& record = records[partition.Name];
+    EXPECT_EQ(record["Length"], std::to_string(partition.Size)) << partition.Name;
+    EXPECT_EQ(record["DiskOffset"], std::to_string(partition.Start)) << partition.Name;
+    EXPECT_EQ(diskById[record["DiskRecordId"]], partition.Disk) << partition.Name;
+  }
+}
+
+class GoldenRealImages : public RealImagesTestBase {};
+
+// The ten disks of the shared test data, as found (their private headers
+// name tables of contents the loader does not find) and repaired.
+TEST_F(GoldenRealImages, EachDatabaseFileAsFoundAndRepaired) {
+  for (const std::string& name : RealImages::Names()) {
+    const std::string stem = "real/" + name.substr(0, name.size() - 4);
+    CheckDatabaseFile(stem, ReadFileBytes(images_->DatabaseFile(name)), false);
+    const bool analysis = name == RealImages::Names()[0] || name == RealImages::Names()[3];
+    CheckDatabaseFile(stem + "-repaired", ReadFileBytes(images_->DatabaseFile(name, true)), analysis);
+    CheckLdmtoolFacts(ReadFileText(GoldenPath(stem + "-repaired.txt")));
+  }
+}
+
+// Made by the builders: a sound area, and the hostile cases that matter.
+TEST(GoldenDatabaseFiles, SoundAndDamaged) {
+  const LdmAreaImage sound;
+  CheckDatabaseFile("file/sound", Bytes(sound.Build()), true);
+
+  // Fragment 1 of a two-fragment record is missing, another record's
+  // fragment repeats, and one block is no VBLK at all.
+  LdmAreaImage broken;
+  ConfigAreaBuilder config;
+  config.AddRecord(1, PackRecord());
+  DiskFields disk;
+  disk.DeviceInstance = std::u16string(150, u'x');
+  std::vector<std::vector<uint8_t>> parts = SplitRecord(BuildDiskRecord(disk));
+  config.PutFragment(20, 2, 0, static_cast<uint16_t>(parts.size()), parts[0]);
+  std::vector<std::vector<uint8_t>> volume = SplitRecord(VolumeRecord(0x421, "Volume1"));
+  config.PutFragment(24, 3, 0, 1, volume[0]);
+  config.PutFragment(25, 3, 0, 1, volume[0]);
+  config.PutBlock(30, std::vector<uint8_t>(128, 0xA5));
+  broken.Config = config.Build();
+  CheckDatabaseFile("file/broken-fragments", Bytes(broken.Build()), true);
+
+  const std::vector<uint8_t> whole = sound.Build();
+  CheckDatabaseFile("file/truncated", Bytes(std::vector<uint8_t>(whole.begin(), whole.begin() + 0x80000)), false);
+}
+
+// One damage to a sound area per row: what the loader keeps and reports.
+struct AreaDamage {
+  const char* Name;
+  std::function<void(LdmAreaImage&)> Apply;
+};
+
+const AreaDamage kAreaDamages[] = {
+    {"bad-checksum", [](LdmAreaImage& a) { a.Header.Checksum = 0x12345678; }},
+    {"bad-header-magic", [](LdmAreaImage& a) { a.Header.Magic = "PRIVHEAX"; }},
+    {"header-2.12", [](LdmAreaImage& a) {
+       a.Header.VersionMinor = 12;
+       a.Header.NewPackName = "Renamed";
+       a.Header.NewDiskId = GuidFromText("5e1f0000-0000-4000-8000-0000000000ee");
+     }},
+    {"header-names-no-toc", [](LdmAreaImage& a) { a.Header.TocPrimarySector = 3; a.Header.TocAlternateSector = 2040; }},
+    {"toc-bad-magic", [](LdmAreaImage& a) { a.Toc.Magic = "TOCBLOCX"; }},
+    {"toc-unknown-region", [](LdmAreaImage& a) { a.Toc.Second.Name = "journal"; }},
+    {"toc-entry-past-sector", [](LdmAreaImage& a) { a.Toc.First.DataLength = 500; }},
+    {"toc-config-outside-area", [](LdmAreaImage& a) { a.Toc.First.ExtentOffset = 5000; }},
+    {"vmdb-bad-magic", [](LdmAreaImage& a) { a.Config[0] ^= 0xFF; }},
+    {"vmdb-tiny-blocks", [](LdmAreaImage& a) {
+       ConfigAreaBuilder config;
+       config.Header.BlockSize = 16;
+       a.Config = config.Build();
+     }},
+    {"vmdb-version-3", [](LdmAreaImage& a) {
+       ConfigAreaBuilder config;
+       config.Header.VersionMajor = 3;
+       config.Header.VersionMinor = 9;
+       config.AddRecord(1, PackRecord());
+       a.Config = config.Build();
+     }},
+    {"records-of-every-kind", [](LdmAreaImage& a) {
+       ConfigAreaBuilder config;
+       PackFields pack;
+       pack.Revision = 4;
+       pack.Flags = 0x1800;
+       pack.BaseMinor = 9;
+       config.AddRecord(1, BuildPackRecord(pack));
+       DiskFields disk;
+       disk.Revision = 4;
+       disk.DeviceInstanceTwoByte = true;
+       config.AddRecord(2, BuildDiskRecord(disk));
+       VolumeFields volume;
+       volume.Flags = 0xFA00;
+       volume.PrefferedPlexRecordId = 0x423;
+       volume.LogRecordId = 0x424;
+       volume.Number4000 = 7;
+       volume.Number8000 = -3;
+       volume.AppRecovery = 1;
+       volume.MountNameTwoByte = true;
+       config.AddRecord(3, BuildVolumeRecord(volume));
+       PlexFields plex;
+       plex.Flags = 0x1000;
+       plex.Layout = 1;
+       config.AddRecord(4, BuildPlexRecord(plex));
+       SubdiskFields subdisk;
+       subdisk.Flags = 0xC200;
+       subdisk.Minor = 4;
+       subdisk.HiddenSectors = 63;
+       subdisk.LastDiskRecordId = 0x403;
+       config.AddRecord(5, BuildSubdiskRecord(subdisk));
+       config.AddRecord(6, VolumeRecord(0x421, "Volume1"));  // the same id twice
+       config.PutBlock(40, std::vector<uint8_t>(128, 0xA5));
+       a.Config = config.Build();
+     }},
+};
+
+TEST(GoldenDatabaseFiles, EachDamageToASoundArea) {
+  for (const AreaDamage& damage : kAreaDamages) {
+    LdmAreaImage area;
+    area.Config = ConfigAreaBuilder().Build();
+    damage.Apply(area);
+    CheckDatabaseFile(std::string("damage/") + damage.Name, Bytes(area.Build()), true);
+  }
+}
+
+// ---- command lines ----
+
+// Runs whose output does not depend on the host: messages, usage, exit
+// status and the files each run leaves, one golden for the table. A run
+// that reports prints the host, so only its size and files are kept.
+TEST(GoldenCommandLines, MessagesUsageStatusAndFiles) {
+  const std::vector<std::vector<std::string>> table = {
+      {"-?"}, {"/?"}, {"-h"}, {"/H"}, {"-a", "-H", "-a"}, {"-x"}, {"-ab"}, {"x"}, {"-"}, {""}, {"-a", "/z"},
+      {"-f", "a.txt", "-f", "b.txt"}, {"-d"}, {"-a", "/D"}, {"-d", "-a"}, {"-d", "/1"}, {"-l", "-a"},
+      {"/L", "/f"}, {"-f", ""}, {"-l", ""}, {"-d", ""}, {"-l", "db.bin", "-d", "0"}, {"-d", "3", "/L", "db.bin"},
+      {"-f", "no/such/folder/out.txt", "-l", "missing.bin"}, {"-f", "out.txt", "-l", "missing.bin"},
+      {"/A", "-l", "missing.bin"}, {"-a", "-f", "report.xml", "-l", "missing.bin"}, {"-f", "-l", "missing.bin"}};
+  std::string all;
+  for (const std::vector<std::string>& args : table) {
+    TempDir dir;
+    ProcessResult r = RunKestrandBinary(args, dir.Path());
+    all += "==== kestrand";
+    for (const std::string& arg : args) all += " '" + arg + "'";
+    all += "\nstatus " + std::to_string(r.ExitStatus) + (r.ExitCode == kMinusOneExitCode ? " (-1)" : "") + "\n";
+    const bool report = r.Out.find("Computer Name and OS Version") != std::string::npos;
+    all += "---- standard output\n" + (report ? "(a report)\n" : r.Out) + "---- standard error\n" + r.Err;
+    for (const auto& entry : std::filesystem::directory_iterator(dir.Path())) {
+      const std::string bytes = ReadFileBytes(entry.path().string());
+      all += "---- file " + entry.path().filename().string() + (bytes.find("Computer Name") != std::string::npos
+                                                                    ? " (a report)\n"
+                                                                    : " (no report)\n");
+    }
+  }
+  CheckGolden("command-lines.txt", all);
+}
+
+// ---- whole runs over a fixed fake host ----
+
+constexpr uint64_t kDiskBytes = 8u << 20;  // 16,384 sectors
+constexpr uint32_t kSectors = kDiskBytes / 512;
+constexpr uint32_t kAreaSector = kSectors - 2048;
+
+struct PackDisk {
+  uint64_t RecordId;
+  std::string Name;
+  std::string IdText;
+};
+
+// The records of a pack: one simple volume on the first disk, and a
+// spanned volume across every disk.
+std::vector<LdmRecordImage> PackRecords(const std::string& packName, const std::string& packIdText,
+                                        const std::vector<PackDisk>& disks) {
+  std::vector<LdmRecordImage> records{PackRecord(packName, 0x401, packIdText)};
+  for (const PackDisk& disk : disks) records.push_back(DiskRecord(disk.RecordId, disk.Name, disk.IdText));
+  records.push_back(VolumeRecord(0x421, "Volume1", 4096));
+  records.push_back(PlexRecord(0x423, "Volume1-01", 0x421));
+  records.push_back(SubdiskRecord(0x425, disks[0].Name + "-01", 0x423, disks[0].RecordId, 4096));
+  records.push_back(VolumeRecord(0x431, "Volume2", 2048 * static_cast<int64_t>(disks.size())));
+  records.push_back(PlexRecord(0x433, "Volume2-01", 0x431, 2, static_cast<uint32_t>(disks.size())));
+  uint64_t id = 0x435;
+  for (size_t i = 0; i < disks.size(); ++i)
+    records.push_back(SubdiskRecord(id++, disks[i].Name + "-02", 0x433, disks[i].RecordId, 2048, 4096,
+                                    2048 * static_cast<uint64_t>(i)));
+  return records;
+}
+
+LdmAreaImage PackArea(const std::string& packName, const std::string& packIdText, const std::vector<PackDisk>& disks,
+                      size_t self, uint64_t publicStart) {
+  LdmAreaImage area;
+  area.Header.PackName = packName;
+  area.Header.PackIdText = packIdText;
+  area.Header.DiskIdText = disks[self].IdText;
+  area.Header.PublicOffset = publicStart;
+  area.Header.PublicLength = kAreaSector - publicStart;
+  area.Header.PrivateOffset = kAreaSector;
+  ConfigAreaBuilder config;
+  config.Header.PackName = packName;
+  config.Header.PackIdText = packIdText;
+  std::vector<LdmRecordImage> records = PackRecords(packName, packIdText, disks);
+  for (size_t i = 0; i < records.size(); ++i) config.AddRecord(static_cast<uint32_t>(i + 1), records[i]);
+  area.Config = config.Build();
+  return area;
+}
+
+CDiskImageBuilder MbrDynamic(const LdmAreaImage& area, uint32_t signature) {
+  CDiskImageBuilder image(kDiskBytes);
+  image.WriteMbr({MbrSlot{0x42, false, 63, kAreaSector - 63}, MbrSlot{}, MbrSlot{}, MbrSlot{}}, signature);
+  const std::vector<uint8_t> bytes = area.Build();
+  image.WriteBytes(uint64_t{kAreaSector} * 512, bytes.data(), bytes.size());
+  // The backup copy of the private header in sector 6.
+  image.WriteBytes(6 * 512, bytes.data() + (bytes.size() - 512), 512);
+  return image;
+}
+
+CDiskImageBuilder GptDynamic(const LdmAreaImage& area, const char* diskId) {
+  CDiskImageBuilder image(kDiskBytes);
+  GptOptions options;
+  options.DiskId = GuidFromText(diskId);
+  options.Partitions = {
+      {kGptTypeLdmMetadata, GuidFromText("aaaaaaaa-0000-0000-0000-000000000001"), 34, 2081, 0,
+       u"LDM metadata partition"},
+      {kGptTypeLdmData, GuidFromText("aaaaaaaa-0000-0000-0000-000000000002"), 2082, kSectors - 34, 0,
+       u"LDM data partition"}};
+  image.WriteGpt(options);
+  const std::vector<uint8_t> bytes = area.Build();
+  image.WriteBytes(34 * 512, bytes.data(), bytes.size());
+  return image;
+}
+
+CDiskImageBuilder BasicWithLogicals() {
+  CDiskImageBuilder image(kDiskBytes);
+  image.WriteMbr({MbrSlot{0x07, true, 2048, 4096}, MbrSlot{}, MbrSlot{}, MbrSlot{}}, 0x0badcafe);
+  image.WriteExtendedPartition(1, 8192, {LogicalPartition{0x07, 1024}, LogicalPartition{0x0b, 2048}});
+  return image;
+}
+
+class GoldenHost : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    platform_.ComputerName = u"GOLDEN-HOST";
+    platform_.ProductTypes = {3};
+    platform_.SuiteMask = 0x0080;
+    platform_.ClusterCode = 0;
+    platform_.ClusterState = 0x13;
+    platform_.Volumes = {{u"\\\\?\\Volume{0c3ae2b0-0000-0000-0000-100000000000}\\", {u"C:\\", u"C:\\mnt\\data\\"}},
+                         {u"\\\\?\\Volume{0c3ae2b0-0000-0000-0000-200000000000}\\", {}}};
+    platform_.Letters = {{u'C', {u"\\Device\\HarddiskVolume2", 3}}, {u'D', {u"\\Device\\CdRom0", 5}},
+                         {u'E', {u"\\Device\\HarddiskDmVolumes\\GoldenDg0\\Volume1", 3}}};
+    platform_.LetterFailures = {{u'Z', 5}};
+  }
+
+  ImageDisk& Add(const CDiskImageBuilder& image, uint32_t number) {
+    files_.push_back(std::make_unique<CTempFile>("kestrand-golden"));
+    EXPECT_TRUE(image.WriteToFile(files_.back()->Path()));
+    platform_.Disks.reserve(16);  // the references handed out stay valid
+    return platform_.AddImage(files_.back()->Path(), number);
+  }
+
+  // Runs the tool with `args` in a fresh folder: its standard output, and
+  // the XML report when `-f report.xml` was among them.
+  void Run(const std::string& stem, std::vector<std::string> args) {
+    TempDir dir;
+    const std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::current_path(dir.Path());
+    std::vector<const char*> argv{"kestrand"};
+    for (const std::string& arg : args) argv.push_back(arg.c_str());
+    ScopedPlatform installed(platform_);
+    int status = -1;
+    std::string text = CaptureText([&](FILE* out) {
+      status = RunKestrand(static_cast<int>(argv.size()), argv.data(), out, out);
+    });
+    std::filesystem::current_path(before);
+    EXPECT_EQ(status, 0);
+    CheckGolden(stem + ".txt", text);
+    if (FileExists(dir.File("report.xml"))) CheckGolden(stem + ".xml", ReadFileText(dir.File("report.xml")));
+  }
+
+  CImagePlatform platform_;
+  std::vector<std::unique_ptr<CTempFile>> files_;
+};
+
+GptOptions TwoPartitions() {
+  GptOptions options;
+  options.DiskId = GuidFromText("11111111-2222-3333-4444-555555555555");
+  options.Partitions = {{kGptTypeReserved, GuidFromText("aaaaaaaa-0000-0000-0000-000000000001"), 34, 32801, 0,
+                         u"Reserved partition"},
+                        {kGptTypeBasicData, GuidFromText("aaaaaaaa-0000-0000-0000-000000000002"), 32802, 40000,
+                         0x8000000000000001, u"Data"}};
+  return options;
+}
+
+// Disks whose queries fail or whose tables are damaged, one per disk number.
+TEST_F(GoldenHost, FailingQueriesAndDamagedTables) {
+  CDiskImageBuilder basic(kDiskBytes);
+  basic.WriteMbr({MbrSlot{0x07, true, 2048, 4096}, MbrSlot{}, MbrSlot{}, MbrSlot{}}, 0x0badcafe);
+  Add(basic, 9).OpenError = 5;
+  Add(basic, 8).DeviceNumberError = 21;
+  Add(basic, 7).GeometryError = 1117;
+  Add(basic, 6).AlignmentError = 50;
+  Add(basic, 5).LayoutError = 1117;
+  Add(basic, 4).PartitionInfoError = 1;
+  const std::vector<PackDisk> one{{0x403, "Disk1", "5e1f0000-0000-4000-8000-0000000000c1"}};
+  ImageDisk& unreadable = Add(MbrDynamic(PackArea("PackC", "5e1f0000-0000-4000-8000-00000000000c", one, 0, 63), 7), 3);
+  unreadable.RawReadStatus = static_cast<NTSTATUS>(0xC0000185);
+  unreadable.Removable = true;
+
+  CDiskImageBuilder large(uint64_t{1} << 30, 4096);
+  large.WriteGpt(TwoPartitions());
+  ImageDisk& fourK = Add(large, 2);
+  fourK.BytesPerSector = 4096;
+  fourK.FirstAlignedOffset = 512;
+
+  CDiskImageBuilder overLimit(uint64_t{64} << 20);
+  GptOptions tooMany = TwoPartitions();
+  tooMany.EntryCount = 16385;
+  overLimit.WriteGpt(tooMany);
+  Add(overLimit, 1);
+
+  CDiskImageBuilder damaged(uint64_t{64} << 20);
+  GptPlacement placement;
+  damaged.WriteGpt(TwoPartitions(), &placement);
+  damaged.FlipByte(placement.PrimaryHeaderLba * 512 + 40);
+  Add(damaged, 0);
+  Run("host/failing-and-damaged", {});
+}
+
+// One pack of three disks (MBR and GPT), the third missing, beside a basic
+// disk with logical partitions and a raw one.
+TEST_F(GoldenHost, OnePackWithAMissingDisk) {
+  const std::string pack = "GoldenDg0", packId = "5e1f0000-0000-4000-8000-000000000001";
+  const std::vector<PackDisk> disks{{0x403, "Disk1", "5e1f0000-0000-4000-8000-0000000000d1"},
+                                    {0x404, "Disk2", "5e1f0000-0000-4000-8000-0000000000d2"},
+                                    {0x405, "Disk3", "5e1f0000-0000-4000-8000-0000000000d3"}};
+  Add(MbrDynamic(PackArea(pack, packId, disks, 0, 63), 0x5e1f0042), 0);
+  Add(BasicWithLogicals(), 1);
+  Add(GptDynamic(PackArea(pack, packId, disks, 1, 2082), "11111111-2222-3333-4444-555555555555"), 2);
+  CDiskImageBuilder raw(kDiskBytes);
+  raw.WriteMbr({MbrSlot{}, MbrSlot{}, MbrSlot{}, MbrSlot{}}, 0x12345678);
+  Add(raw, 3);
+  Run("host/one-pack", {});
+  Run("host/one-pack-analysis", {"-a", "-f", "report.xml"});
+  Run("host/one-pack-disk-2", {"-d", "2", "-d", "9"});
+}
+
+// Two packs of two disks each: the analysis picks one as the primary.
+TEST_F(GoldenHost, TwoPacks) {
+  const std::vector<PackDisk> first{{0x403, "Disk1", "5e1f0000-0000-4000-8000-0000000000a1"},
+                                    {0x404, "Disk2", "5e1f0000-0000-4000-8000-0000000000a2"}};
+  const std::vector<PackDisk> second{{0x403, "Disk1", "5e1f0000-0000-4000-8000-0000000000b1"},
+                                     {0x404, "Disk2", "5e1f0000-0000-4000-8000-0000000000b2"}};
+  const std::string idA = "5e1f0000-0000-4000-8000-00000000000a", idB = "5e1f0000-0000-4000-8000-00000000000b";
+  Add(MbrDynamic(PackArea("PackA", idA, first, 0, 63), 0xa1), 0);
+  Add(MbrDynamic(PackArea("PackB", idB, second, 0, 63), 0xb1), 1);
+  Add(MbrDynamic(PackArea("PackA", idA, first, 1, 63), 0xa2), 2);
+  Add(MbrDynamic(PackArea("PackB", idB, second, 1, 63), 0xb2), 3);
+  Run("host/two-packs-analysis", {"-a", "-f", "report.xml"});
+}
+
+}  // namespace
+}  // namespace kestrand::test
