@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "disk/disk.h"
@@ -78,6 +79,7 @@ std::vector<uint8_t> PackConfig() {
   addVolume("Volume2", 2, {{0, 1}});
   addVolume("Volume3", 1, {{2, 3}});
   addVolume("Volume4", 2, {{0}, {3}});
+  if (config.NextFreeBlock() >= kConfigBlocks) std::abort();  // the records no longer fit
   return config.Build();
 }
 
