@@ -8,6 +8,12 @@
 #include "fuzz_ldm_database.h"
 #include "fuzz_pack.h"
 
+// The images are built before the first input, outside its time limit.
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+  kestrand::fuzz::PackImages();
+  return 0;
+}
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static kestrand::fuzz::CEditedPack pack;
   pack.Apply(data, size);
