@@ -46,7 +46,7 @@ run() {
   local target=$1
   local log=build-fuzz/$target.log
   if build-fuzz/fuzz/"$target" -max_total_time="$seconds" -max_len="${maxlen[$target]}" -timeout=10 \
-      -rss_limit_mb=4096 -close_fd_mask=3 -print_final_stats=1 "$corpus/$target" "fuzz/corpus/$target" \
+      -rss_limit_mb=4096 -close_fd_mask=3 -print_final_stats=1 -artifact_prefix="build-fuzz/$target-" "$corpus/$target" "fuzz/corpus/$target" \
       >"$log" 2>&1; then
     echo "$target: $(grep -m1 -o 'stat::number_of_executed_units: *[0-9]*' "$log" | grep -o '[0-9]*$') executions, no finding"
   else
