@@ -4,27 +4,30 @@
 // -close_fd_mask=2 to keep them out of the log.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <vector>
 
 #include "common/xml_writer.h"
 #include "disk/disk.h"
 #include "driver/kestrand.h"
-#include "fuzz_memory_platform.h"
+#include "fuzz_pack.h"
 #include "ldm/ldm_database.h"
+#include "support/image_platform.h"
 
 namespace kestrand::fuzz {
 
-inline void LoadAndReport(std::vector<uint8_t> file) {
-  static MemoryFilePlatform platform;
-  static FILE* sink = std::fopen("/dev/null", "w");
-  platform.File = std::move(file);
+inline void LoadAndReport(const uint8_t* data, size_t size) {
+  static FILE* sink = std::fopen(NullDevice(), "w");
+  static const char* const kFileName = "fuzz.ldm";
+  CImagePlatform platform;
+  platform.RecordOpens = false;
+  platform.MemoryFiles[kFileName] = MemoryImage{data, size};
   InstallPlatform(&platform);
   {
     CKestrand owner;
     CLdmFileDisk disk;
-    disk.Initialize(kFuzzFileName, &owner);
+    disk.Initialize(kFileName, &owner);
     if (LDM_DATABASE* database = disk.LdmDatabase()) {
       database->PrintText(sink);
       CKestrandTreeNode root("Disk");

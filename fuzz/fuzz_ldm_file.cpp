@@ -2,11 +2,10 @@
 // LDM reports.
 #include <cstddef>
 #include <cstdint>
-#include <vector>
 
 #include "fuzz_ldm_database.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  kestrand::fuzz::LoadAndReport(std::vector<uint8_t>(data, data + size));
+  kestrand::fuzz::LoadAndReport(data, size);
   return 0;
 }

@@ -17,11 +17,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   CALENDAR_TIME time{};
   FileTimeToCalendarTime(header.UpdateTime, time);
 
+  // One file for every input: its last sector is written and cleared again.
   constexpr size_t kFileBytes = 0x100000;
   constexpr size_t kSector = 512;
-  std::vector<uint8_t> file(kFileBytes, 0);
+  static std::vector<uint8_t> file(kFileBytes, 0);
   const size_t copied = size < kSector ? size : kSector;
   std::memcpy(file.data() + kFileBytes - kSector, data, copied);
-  fuzz::LoadAndReport(std::move(file));
+  fuzz::LoadAndReport(file.data(), file.size());
+  std::memset(file.data() + kFileBytes - kSector, 0, copied);
   return 0;
 }

@@ -35,15 +35,20 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   TOC toc{};
   DecodeToc(data, static_cast<uint32_t>(size), toc);
 
+  // One file for every input: the two table sectors are written and
+  // cleared again, so no 1 MB buffer is made per input.
   constexpr size_t kFileBytes = 0x100000;
   constexpr size_t kSector = 512;
-  std::vector<uint8_t> file(kFileBytes, 0);
-  const std::vector<uint8_t> header = PrivateHeaderSector();
-  std::memcpy(file.data() + kFileBytes - kSector, header.data(), kSector);
-  std::memcpy(file.data() + kFileBytes - 0x18000, header.data(), kSector);
+  static std::vector<uint8_t> file = [] {
+    std::vector<uint8_t> bytes(kFileBytes, 0);
+    const std::vector<uint8_t> header = PrivateHeaderSector();
+    std::memcpy(bytes.data() + kFileBytes - kSector, header.data(), kSector);
+    std::memcpy(bytes.data() + kFileBytes - 0x18000, header.data(), kSector);
+    return bytes;
+  }();
   const size_t copied = size < kSector ? size : kSector;
-  std::memcpy(file.data() + 2 * kSector, data, copied);
-  std::memcpy(file.data() + 2045 * kSector, data, copied);
-  fuzz::LoadAndReport(std::move(file));
+  for (size_t at : {2 * kSector, 2045 * kSector}) std::memcpy(file.data() + at, data, copied);
+  fuzz::LoadAndReport(file.data(), file.size());
+  for (size_t at : {2 * kSector, 2045 * kSector}) std::memset(file.data() + at, 0, copied);
   return 0;
 }

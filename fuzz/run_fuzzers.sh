@@ -1,19 +1,33 @@
 #!/usr/bin/env bash
 # Builds the libFuzzer targets with clang and runs each for a bounded time
-# (FUZZ_SECONDS, default 60), two at a time, seeded from the real disk images
-# when the shared test data is there. Any crash, leak, timeout or sanitizer
-# finding fails the run.
+# (FUZZ_SECONDS, default 60), two at a time, from the committed corpus
+# (fuzz/corpus, read only) and, when the shared test data is there, seeds cut
+# from the real disk images; what the fuzzer adds goes to build-fuzz/corpus.
+# Prints one line per target, "NAME: N executions, no finding"; any crash,
+# leak, timeout or sanitizer finding fails the run and shows the log's end.
+# FUZZ_TARGETS (names separated by spaces) runs only those.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 seconds=${FUZZ_SECONDS:-60}
 tarball=${KESTRAND_TARBALL:-../shared/testdata/ldm-2003r2.tar.xz}
 
+# name and the longest input it is given
+declare -A maxlen=(
+  [fuzz_private_header]=4096 [fuzz_toc]=4096 [fuzz_config_area]=65536 [fuzz_ldm_file]=1048576
+  [fuzz_ldm_edits]=2048 [fuzz_partition_table]=131072 [fuzz_whole_run]=2048)
+order=(fuzz_private_header fuzz_toc fuzz_config_area fuzz_ldm_file fuzz_ldm_edits fuzz_partition_table
+       fuzz_whole_run)
+read -r -a targets <<<"${FUZZ_TARGETS:-${order[*]}}"
+
 CC=clang CXX=clang++ cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DKESTRAND_FUZZ=ON -DKESTRAND_TESTS=OFF >/dev/null
-cmake --build build-fuzz -j2
+cmake --build build-fuzz -j2 >/dev/null
 
+# Findings are replayed with the corpus replay (ctest), so the allocation
+# stacks that make every malloc several times slower are left out.
+export ASAN_OPTIONS=${ASAN_OPTIONS:-malloc_context_size=0}
 corpus=build-fuzz/corpus
-mkdir -p "$corpus"/{fuzz_config_area,fuzz_private_header,fuzz_toc,fuzz_ldm_file}
+for target in "${order[@]}"; do mkdir -p "$corpus/$target"; done
 if [[ -f "$tarball" ]]; then
   fuzz/make_seeds.sh "$corpus/fuzz_config_area" "$tarball" >/dev/null
   images=$(mktemp -d)
@@ -29,10 +43,11 @@ if [[ -f "$tarball" ]]; then
 fi
 
 run() {
-  local target=$1 maxlen=$2
+  local target=$1
   local log=build-fuzz/$target.log
-  if build-fuzz/fuzz/"$target" -max_total_time="$seconds" -max_len="$maxlen" -timeout=10 \
-      -rss_limit_mb=4096 -close_fd_mask=3 -print_final_stats=1 "$corpus/$target" >"$log" 2>&1; then
+  if build-fuzz/fuzz/"$target" -max_total_time="$seconds" -max_len="${maxlen[$target]}" -timeout=10 \
+      -rss_limit_mb=4096 -close_fd_mask=3 -print_final_stats=1 -artifact_prefix="build-fuzz/$target-" "$corpus/$target" "fuzz/corpus/$target" \
+      >"$log" 2>&1; then
     echo "$target: $(grep -m1 -o 'stat::number_of_executed_units: *[0-9]*' "$log" | grep -o '[0-9]*$') executions, no finding"
   else
     echo "$target: FINDING (see below)"
@@ -42,12 +57,11 @@ run() {
 }
 
 status=0
-run fuzz_private_header 4096 & a=$!
-run fuzz_toc 4096 & b=$!
-wait $a || status=1
-wait $b || status=1
-run fuzz_config_area 262144 & a=$!
-run fuzz_ldm_file 1048576 & b=$!
-wait $a || status=1
-wait $b || status=1
+for ((i = 0; i < ${#targets[@]}; i += 2)); do
+  run "${targets[i]}" & a=$!
+  b=
+  if ((i + 1 < ${#targets[@]})); then run "${targets[i + 1]}" & b=$!; fi
+  wait $a || status=1
+  if [[ -n $b ]]; then wait $b || status=1; fi
+done
 exit $status

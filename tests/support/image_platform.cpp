@@ -1,6 +1,7 @@
 #include "image_platform.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "partition/partition_table.h"
 #include "platform/platform.h"
@@ -23,6 +24,13 @@ ImageDisk& CImagePlatform::AddImage(const std::string& imagePath, uint32_t devic
   return Disks.back();
 }
 
+ImageDisk& CImagePlatform::AddMemoryImage(const std::string& name, const uint8_t* data, uint64_t size,
+                                          uint32_t deviceNumber) {
+  ImageDisk& disk = AddImage(name, deviceNumber);
+  disk.Memory = MemoryImage{data, size};
+  return disk;
+}
+
 bool CImagePlatform::OnlyReadOpens() const {
   const auto writing = std::ios::out | std::ios::app | std::ios::trunc;
   return std::none_of(Opens.begin(), Opens.end(), [&](const ImageOpenRecord& r) { return (r.Mode & writing) != 0; });
@@ -36,6 +44,7 @@ WIN32_ERROR CImagePlatform::ListDiskInterfaces(std::vector<DiskInterface>& out) 
 }
 
 void CImagePlatform::Record(const char* operation, const std::string& path) {
+  if (!RecordOpens) return;
   Opens.push_back(ImageOpenRecord{operation, path, kReadMode});
 }
 
@@ -43,7 +52,19 @@ bool CImagePlatform::OpenImageFile(const std::string& path, int diskIndex, bool 
   auto stream = std::make_unique<std::ifstream>(path, kReadMode);
   if (!stream->is_open()) return false;
   handle = nextHandle_++;
-  handles_[handle] = OpenImage{std::move(stream), diskIndex, isDevice};
+  handles_[handle] = OpenImage{std::move(stream), MemoryImage{}, diskIndex, isDevice};
+  return true;
+}
+
+void CImagePlatform::OpenMemory(const MemoryImage& memory, int diskIndex, bool isDevice, PlatformHandle& handle) {
+  handle = nextHandle_++;
+  handles_[handle] = OpenImage{nullptr, memory, diskIndex, isDevice};
+}
+
+bool CImagePlatform::OpenDiskImage(size_t index, bool isDevice, PlatformHandle& handle) {
+  const ImageDisk& disk = Disks[index];
+  if (disk.Memory.Data == nullptr) return OpenImageFile(disk.ImagePath, static_cast<int>(index), isDevice, handle);
+  OpenMemory(disk.Memory, static_cast<int>(index), isDevice, handle);
   return true;
 }
 
@@ -64,8 +85,7 @@ WIN32_ERROR CImagePlatform::OpenDevice(const std::u16string& devicePath, Platfor
     if (Disks[i].DevicePath != devicePath) continue;
     Record("OpenDevice", Disks[i].ImagePath);
     if (Disks[i].OpenError != 0) return Disks[i].OpenError;
-    return OpenImageFile(Disks[i].ImagePath, static_cast<int>(i), true, handle) ? ERROR_SUCCESS_CODE
-                                                                               : ERROR_FILE_NOT_FOUND_CODE;
+    return OpenDiskImage(i, true, handle) ? ERROR_SUCCESS_CODE : ERROR_FILE_NOT_FOUND_CODE;
   }
   Record("OpenDevice", Utf16ToUtf8(devicePath));
   return ERROR_FILE_NOT_FOUND_CODE;
@@ -82,6 +102,7 @@ WIN32_ERROR CImagePlatform::GetDeviceNumber(PlatformHandle device, uint32_t& dev
 }
 
 int64_t CImagePlatform::SizeOf(OpenImage& image) {
+  if (!image.Stream) return static_cast<int64_t>(image.Memory.Size);
   image.Stream->clear();
   image.Stream->seekg(0, std::ios::end);
   const std::streamoff size = image.Stream->tellg();
@@ -91,6 +112,12 @@ int64_t CImagePlatform::SizeOf(OpenImage& image) {
 NTSTATUS CImagePlatform::ReadImage(OpenImage& image, int64_t offset, uint32_t length, void* buffer) {
   if (offset < 0) return STATUS_INVALID_PARAMETER_CODE;
   if (offset >= SizeOf(image)) return STATUS_END_OF_FILE_CODE;
+  if (!image.Stream) {  // like a file: a short transfer across the end
+    const uint64_t start = static_cast<uint64_t>(offset);
+    const uint64_t available = image.Memory.Size - start;
+    std::memcpy(buffer, image.Memory.Data + start, available < length ? available : length);
+    return STATUS_SUCCESS_CODE;
+  }
   image.Stream->clear();
   image.Stream->seekg(static_cast<std::streamoff>(offset));
   image.Stream->read(static_cast<char*>(buffer), static_cast<std::streamsize>(length));
@@ -148,9 +175,7 @@ NTSTATUS CImagePlatform::OpenDiskForRead(uint32_t diskNumber, PlatformHandle& ha
     if (Disks[i].DeviceNumber != diskNumber) continue;
     Record("OpenDiskForRead", Disks[i].ImagePath);
     if (Disks[i].RawOpenStatus != 0) return Disks[i].RawOpenStatus;
-    return OpenImageFile(Disks[i].ImagePath, static_cast<int>(i), false, handle)
-               ? STATUS_SUCCESS_CODE
-               : STATUS_OBJECT_NAME_NOT_FOUND_CODE;
+    return OpenDiskImage(i, false, handle) ? STATUS_SUCCESS_CODE : STATUS_OBJECT_NAME_NOT_FOUND_CODE;
   }
   Record("OpenDiskForRead", "disk " + std::to_string(diskNumber));
   return STATUS_OBJECT_PATH_NOT_FOUND_CODE;
@@ -159,6 +184,11 @@ NTSTATUS CImagePlatform::OpenDiskForRead(uint32_t diskNumber, PlatformHandle& ha
 NTSTATUS CImagePlatform::OpenFileForRead(const std::string& fileName, PlatformHandle& handle) {
   handle = kInvalidHandle;
   Record("OpenFileForRead", fileName);
+  auto memory = MemoryFiles.find(fileName);
+  if (memory != MemoryFiles.end()) {
+    OpenMemory(memory->second, -1, false, handle);
+    return STATUS_SUCCESS_CODE;
+  }
   return OpenImageFile(fileName, -1, false, handle) ? STATUS_SUCCESS_CODE : STATUS_OBJECT_NAME_NOT_FOUND_CODE;
 }
 

@@ -1,6 +1,7 @@
-// A platform whose disks are image files, for in-process end-to-end runs
-// without root: the device queries are answered by the partition table
-// reader over the file, raw reads by reading the file, and everything else
+// A platform whose disks are image files or images held in memory, for
+// in-process end-to-end runs without root, for the fuzz targets and for the
+// benchmarks: the device queries are answered by the partition table reader
+// over the image, raw reads by reading it, and everything else
 // (volumes, drive letters, host facts) as FakeHostPlatform answers it. Each disk can be
 // told to fail any of its queries. Every file it opens is recorded with its
 // open mode, so a test can prove that nothing was opened for writing.
@@ -17,8 +18,16 @@
 
 namespace kestrand {
 
+// Bytes the platform serves without a file; the caller keeps them alive
+// while the platform may read them.
+struct MemoryImage {
+  const uint8_t* Data = nullptr;
+  uint64_t Size = 0;
+};
+
 struct ImageDisk {
-  std::string ImagePath;
+  std::string ImagePath;  // the image file, or a name for the Memory image
+  MemoryImage Memory;     // served instead of the file when Data is set
   uint32_t DeviceNumber = 0;
   std::u16string DevicePath;  // "image:N" unless set
   std::u16string InstanceId;  // "IMAGE\N" unless set
@@ -52,6 +61,13 @@ class CImagePlatform : public FakeHostPlatform {
   // Adds a disk for an image file with the default path and instance id;
   // the reference lasts until the next AddImage.
   ImageDisk& AddImage(const std::string& imagePath, uint32_t deviceNumber);
+  // The same for an image in memory (`name` only shows in Opens).
+  ImageDisk& AddMemoryImage(const std::string& name, const uint8_t* data, uint64_t size, uint32_t deviceNumber);
+
+  // Database files (-l) served from memory by name, before any real file.
+  std::map<std::string, MemoryImage> MemoryFiles;
+  // Off: Opens stays empty (the fuzz targets run millions of inputs).
+  bool RecordOpens = true;
 
   std::vector<ImageDisk> Disks;  // in enumeration order
   WIN32_ERROR ListEndCode = ERROR_NO_MORE_ITEMS_CODE;
@@ -79,13 +95,16 @@ class CImagePlatform : public FakeHostPlatform {
 
  private:
   struct OpenImage {
-    std::unique_ptr<std::ifstream> Stream;
+    std::unique_ptr<std::ifstream> Stream;  // null for a memory image
+    MemoryImage Memory;
     int DiskIndex = -1;  // -1: a database file, not a disk
     bool IsDevice = false;
   };
 
   void Record(const char* operation, const std::string& path);
   bool OpenImageFile(const std::string& path, int diskIndex, bool isDevice, PlatformHandle& handle);
+  void OpenMemory(const MemoryImage& memory, int diskIndex, bool isDevice, PlatformHandle& handle);
+  bool OpenDiskImage(size_t index, bool isDevice, PlatformHandle& handle);
   OpenImage* Find(PlatformHandle handle);
   // The disk behind a device handle, else nullptr.
   const ImageDisk* DeviceDisk(PlatformHandle handle);

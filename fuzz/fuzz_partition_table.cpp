@@ -1,0 +1,38 @@
+// A disk image of arbitrary bytes through the probe and the partition table
+// reader (MBR with extended boot record chains, GPT headers and entry
+// arrays), then both layout reports. Byte 0 picks the sector size (bit 0:
+// 4,096 bytes, else 512); the rest is the disk, as long as the input.
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+
+#include "common/xml_writer.h"
+#include "disk/disk.h"
+#include "disk/disk_layout.h"
+#include "driver/kestrand.h"
+#include "fuzz_pack.h"
+#include "support/image_platform.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  using namespace kestrand;
+  static FILE* sink = std::fopen(fuzz::NullDevice(), "w");
+  if (size < 1) return 0;
+  CImagePlatform platform;
+  platform.RecordOpens = false;
+  platform.AddMemoryImage("disk", data + 1, size - 1, 0).BytesPerSector = (data[0] & 1) != 0 ? 4096 : 512;
+  InstallPlatform(&platform);
+  {
+    CKestrand kestrand;
+    kestrand.EnumerateDisks();
+    for (CPtrListIterator<CDisk> it(kestrand.Disks); !it.AtEnd(); it.Advance()) {
+      CDiskLayout* layout = it.Current()->Layout();
+      if (!layout) continue;
+      layout->PrintText(sink);
+      CKestrandTreeNode root("Disk");
+      layout->AddToReport(&root);
+      CKestrandXMLWriter(sink).WriteNode(&root);
+    }
+  }
+  InstallPlatform(nullptr);
+  return 0;
+}
