@@ -19,6 +19,8 @@ TEST(TextFormat, WideStringsAndWidths) {
   EXPECT_EQ(FormatWide(u"%S and %s", "narrow", u"wide"), u"narrow and wide");
   EXPECT_EQ(FormatNarrow("\n%10s: %s", "DiskGroup", "Red"), "\n DiskGroup: Red");
   EXPECT_EQ(FormatNarrow("%.3s|%.0s|%.9s|", "abcdef", "abc", "abc"), "abc||abc|");
+  // A wide argument in a narrow format: every unit, beyond ASCII as "?".
+  EXPECT_EQ(FormatNarrow("%s|%-6s|%.2s|", u"wide", u"ab\u00e9", u"xyz"), std::string("wide|ab?   |xy|"));
 }
 
 TEST(TextFormat, MissingStringsAndArgumentsPrintAsNull) {
