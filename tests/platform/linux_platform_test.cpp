@@ -414,6 +414,7 @@ TEST(HostFactsTest, KernelReleaseSplitsIntoVersionAndRest) {
       {"4.19.0+", 4, 19, 0, u"+"},
       {"3.10.0.1160.el7", 3, 10, 0, u".1160.el7"},
       {"6.", 6, 0, 0, u"."},
+      {"6.rc1", 6, 0, 0, u".rc1"},
       {"custom", 0, 0, 0, u"custom"},
       {"99999999999.1.2", 0xFFFFFFFFu, 1, 2, u""},
   };
