@@ -79,8 +79,7 @@ std::string WithoutWineDiagnostics(const std::string& text) {
     size_t end = text.find('\n', start);
     end = end == std::string::npos ? text.size() : end + 1;
     const std::string line = text.substr(start, end - start);
-    size_t tag = line.find(':');
-    const bool threadPrefix = tag == 4 && line.find_first_not_of("0123456789abcdef") == 4;
+    const bool threadPrefix = line.size() > 4 && line[4] == ':' && line.find_first_not_of("0123456789abcdef") == 4;
     const std::string rest = threadPrefix ? line.substr(5) : line;
     const bool wine = rest.rfind("err:", 0) == 0 || rest.rfind("fixme:", 0) == 0 || rest.rfind("warn:", 0) == 0 ||
                       rest.rfind("wine: ", 0) == 0;
