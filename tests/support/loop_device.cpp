@@ -5,6 +5,8 @@
 
 #ifndef _WIN32
 #include <unistd.h>
+
+#include "platform/linux/linux_internal.h"
 #endif
 
 namespace kestrand::test {
@@ -54,6 +56,18 @@ bool LoopDevice::Available(std::string& reason) {
   }
   return true;
 #endif
+}
+
+std::vector<long> LoopDevice::DiskNumbers(const std::vector<std::string>& devices) {
+  std::vector<long> numbers(devices.size(), -1);
+#ifndef _WIN32
+  std::vector<ListedDisk> disks;
+  ListWholeDisks("/sys", "/dev", disks);
+  for (size_t i = 0; i < devices.size(); ++i)
+    for (const ListedDisk& disk : disks)
+      if (disk.DevicePath == devices[i]) numbers[i] = static_cast<long>(disk.Number);
+#endif
+  return numbers;
 }
 
 }  // namespace kestrand::test
