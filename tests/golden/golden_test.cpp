@@ -166,6 +166,47 @@ const AreaDamage kAreaDamages[] = {
        a.Header.NewDiskId = GuidFromText("5e1f0000-0000-4000-8000-0000000000ee");
      }},
     {"header-names-no-toc", [](LdmAreaImage& a) { a.Header.TocPrimarySector = 3; a.Header.TocAlternateSector = 2040; }},
+    // Every field the consistency tests compare differs between the copies.
+    {"copies-differ-everywhere", [](LdmAreaImage& a) {
+       a.Header.VersionMinor = 12;
+       PrivateHeaderFields h = a.Header;
+       h.Magic = "PRIVHEAx";
+       h.Checksum = 0x4321;
+       h.AlternateHeader = 0x741;
+       h.TocAlternateSector = 2044;
+       h.IOsize = 0x400;
+       h.BootSig = 0x1234;
+       h.ConfigCopiesCount = 2;
+       h.ConfigCopyLength = 1480;
+       h.DiskIdText = "5e1f0000-0000-4000-8000-0000000000e1";
+       h.DiskSetId = GuidFromText("5e1f0000-0000-4000-8000-0000000000e2");
+       h.Flags = 1;
+       h.HostIdText = "5e1f0000-0000-4000-8000-0000000000e3";
+       h.LogCopiesCount = 2;
+       h.LogCopyLength = 225;
+       h.NewDiskId = GuidFromText("5e1f0000-0000-4000-8000-0000000000e4");
+       h.NewDiskSetId = GuidFromText("5e1f0000-0000-4000-8000-0000000000e5");
+       h.NewPackId = GuidFromText("5e1f0000-0000-4000-8000-0000000000e6");
+       h.NewPackName = "Other";
+       h.PackIdText = "5e1f0000-0000-4000-8000-0000000000e7";
+       h.PackName = "OtherDg0";
+       h.PrimaryHeader = 0x7fe;
+       h.PrivateId = 1;
+       h.PrivateLength = 2047;
+       h.PrivateOffset = 100353;
+       h.PublicId = 1;
+       h.PublicLength = 96326;
+       h.PublicOffset = 64;
+       h.TocPrimarySector = 3;
+       h.UpdateSequence = 6;
+       h.UpdateTime += 1;
+       h.VersionMajor = 3;
+       h.VersionMinor = 13;
+       a.AlternateHeader = h;
+       TocBlockFields t = a.Toc;
+       t.Second = {"config", 1, 1499, 223, 6, 2, 1};  // the first entries agree
+       a.AlternateToc = t;
+     }},
     {"toc-bad-magic", [](LdmAreaImage& a) { a.Toc.Magic = "TOCBLOCX"; }},
     {"toc-unknown-region", [](LdmAreaImage& a) { a.Toc.Second.Name = "journal"; }},
     {"toc-entry-past-sector", [](LdmAreaImage& a) { a.Toc.First.DataLength = 500; }},
@@ -213,7 +254,15 @@ const AreaDamage kAreaDamages[] = {
        subdisk.HiddenSectors = 63;
        subdisk.LastDiskRecordId = 0x403;
        config.AddRecord(5, BuildSubdiskRecord(subdisk));
-       config.AddRecord(6, VolumeRecord(0x421, "Volume1"));  // the same id twice
+       for (uint16_t revision : {3, 4}) {
+         VolumeFields older;
+         older.RecordId = 0x440 + revision;
+         older.Name = "Revision" + std::to_string(revision);
+         older.Revision = revision;
+         older.PartitionType = 0x42;
+         config.AddRecord(3u + revision, BuildVolumeRecord(older));
+       }
+       config.AddRecord(8, VolumeRecord(0x421, "Volume1"));  // the same id twice: the walk ends
        config.PutBlock(40, std::vector<uint8_t>(128, 0xA5));
        a.Config = config.Build();
      }},
@@ -307,9 +356,9 @@ LdmAreaImage PackArea(const std::string& packName, const std::string& packIdText
   return area;
 }
 
-CDiskImageBuilder MbrDynamic(const LdmAreaImage& area, uint32_t signature) {
+CDiskImageBuilder MbrDynamic(const LdmAreaImage& area, uint32_t signature, bool boot = false) {
   CDiskImageBuilder image(kDiskBytes);
-  image.WriteMbr({MbrSlot{0x42, false, 63, kAreaSector - 63}, MbrSlot{}, MbrSlot{}, MbrSlot{}}, signature);
+  image.WriteMbr({MbrSlot{0x42, boot, 63, kAreaSector - 63}, MbrSlot{}, MbrSlot{}, MbrSlot{}}, signature);
   const std::vector<uint8_t> bytes = area.Build();
   image.WriteBytes(uint64_t{kAreaSector} * 512, bytes.data(), bytes.size());
   // The backup copy of the private header in sector 6.
@@ -459,6 +508,34 @@ TEST_F(GoldenHost, TwoPacks) {
   Add(MbrDynamic(PackArea("PackA", idA, first, 1, 63), 0xa2), 2);
   Add(MbrDynamic(PackArea("PackB", idB, second, 1, 63), 0xb2), 3);
   Run("host/two-packs-analysis", {"-a", "-f", "report.xml"});
+}
+
+// The primary pack reasoning: a dynamic boot disk, the registry naming a
+// pack, and boot signatures that name no disk, the disk itself, the boot
+// disk; two disks whose headers have the same time keep their order.
+TEST_F(GoldenHost, PrimaryPackCriteria) {
+  const std::vector<PackDisk> first{{0x403, "Disk1", "5e1f0000-0000-4000-8000-0000000000a1"},
+                                    {0x404, "Disk2", "5e1f0000-0000-4000-8000-0000000000a2"}};
+  const std::vector<PackDisk> second{{0x403, "Disk1", "5e1f0000-0000-4000-8000-0000000000b1"},
+                                     {0x404, "Disk2", "5e1f0000-0000-4000-8000-0000000000b2"}};
+  const std::string idA = "5e1f0000-0000-4000-8000-00000000000a", idB = "5e1f0000-0000-4000-8000-00000000000b";
+  platform_.PrimaryPackId = std::u16string(u"{5E1F0000-0000-4000-8000-00000000000B}") + u'\0';
+  struct Row {
+    bool PackA;
+    size_t Self;
+    uint32_t Signature, BootSig;
+    int Seconds;  // header time
+  };
+  const Row rows[] = {{true, 0, 0xa0, 0x77, -1}, {false, 0, 0x77, 0x77, 2}, {true, 1, 0xa2, 0x55, 1},
+                      {false, 1, 0xb2, 0xa0, 1}};
+  for (uint32_t n = 0; n < 4; ++n) {
+    const Row& r = rows[n];
+    LdmAreaImage area = PackArea(r.PackA ? "PackA" : "PackB", r.PackA ? idA : idB, r.PackA ? first : second, r.Self, 63);
+    area.Header.BootSig = r.BootSig;
+    area.Header.UpdateTime += static_cast<uint64_t>(int64_t{10000000} * r.Seconds);
+    Add(MbrDynamic(area, r.Signature, n == 0), n);
+  }
+  Run("host/primary-pack-analysis", {"-a", "-f", "report.xml"});
 }
 
 }  // namespace

@@ -117,7 +117,11 @@ class FakeHostPlatform : public CPlatform {
     return ClusterCode;
   }
 
-  NTSTATUS QueryPrimaryPackId(std::u16string&) override { return STATUS_OBJECT_NAME_NOT_FOUND_CODE; }
+  std::u16string PrimaryPackId;  // the registry value; empty: absent
+  NTSTATUS QueryPrimaryPackId(std::u16string& id) override {
+    id = PrimaryPackId;
+    return id.empty() ? STATUS_OBJECT_NAME_NOT_FOUND_CODE : 0;
+  }
 
  private:
   static constexpr WIN32_ERROR kFails = ERROR_NOT_SUPPORTED_CODE;

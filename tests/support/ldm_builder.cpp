@@ -401,10 +401,10 @@ std::vector<uint8_t> LdmAreaImage::Build() const {
   std::vector<uint8_t> area(AreaBytes, 0);
   const std::vector<uint8_t> header = BuildPrivateHeader(Header, SectorSize);
   Place(area, AreaBytes - SectorSize, header);
-  Place(area, AreaBytes - 0x18000, header);
+  Place(area, AreaBytes - 0x18000, AlternateHeader ? BuildPrivateHeader(*AlternateHeader, SectorSize) : header);
   const std::vector<uint8_t> toc = BuildTocBlock(Toc, SectorSize);
   Place(area, PrimaryTocOffset(), toc);
-  Place(area, AlternateTocOffset(), toc);
+  Place(area, AlternateTocOffset(), AlternateToc ? BuildTocBlock(*AlternateToc, SectorSize) : toc);
   Place(area, ConfigOffset(), Config);
   return area;
 }

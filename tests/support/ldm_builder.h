@@ -314,6 +314,9 @@ struct LdmAreaImage {
   PrivateHeaderFields Header;  // names the tables at sectors 2 and 2045
   TocBlockFields Toc;
   std::vector<uint8_t> Config;  // placed as is; empty: nothing
+  // The alternate copies, when they differ from the primary ones.
+  std::optional<PrivateHeaderFields> AlternateHeader;
+  std::optional<TocBlockFields> AlternateToc;
 
   // Where the loader looks for each structure, in bytes from the area start.
   uint64_t PrimaryTocOffset() const;
