@@ -1,11 +1,13 @@
 // The report format dialect: what the format strings of the reports must
-// produce on every build.
+// produce on every build; text conversions and small decoders of host answers.
 #include <gtest/gtest.h>
 
 #include <cstdint>
 
 #include "common/text_format.h"
+#include "disk/disk_report.h"
 #include "platform/platform.h"
+#include "platform/query_buffers.h"
 
 namespace kestrand {
 namespace {
@@ -76,11 +78,35 @@ TEST(TextFormat, AnsiConversionIsTheSameEverywhere) {
 // Names from the host (labels, mount paths) in UTF-8 and UTF-16, with
 // characters beyond the first plane as surrogate pairs.
 TEST(TextFormat, Utf8AndUtf16BothWays) {
-  const std::u16string wide = u"a\u00e9\u4e2d\U0001F600z";
-  const std::string narrow = "a\xc3\xa9\xe4\xb8\xad\xf0\x9f\x98\x80z";
+  const std::u16string wide = u"a\u007f\u0080\u00e9\u07ff\u0800\u4e2d\uffff\U0001F600z";
+  const std::string narrow = "a\x7f\xc2\x80\xc3\xa9\xdf\xbf\xe0\xa0\x80\xe4\xb8\xad\xef\xbf\xbf\xf0\x9f\x98\x80z";
   EXPECT_EQ(Utf16ToUtf8(wide), narrow);
   EXPECT_EQ(Utf8ToUtf16(narrow), wide);
   EXPECT_EQ(Utf16ToUtf8(u"\U0001F600\U0001F600\uFFFD"), "\xf0\x9f\x98\x80\xf0\x9f\x98\x80\xef\xbf\xbd");
+}
+
+TEST(HostAnswers, MediaTypeNamesAndMountPointDeviceNames) {
+  const std::pair<uint32_t, std::u16string> media[] = {{0, u"Unknown"},  {1, u"Floppy"},    {11, u"Removable"},
+                                                       {12, u"Fixed"},   {25, u"Floppy"},    {26, u"Unknown"},
+                                                       {0x80000000u, u"Unknown"}};
+  for (const auto& [type, name] : media) EXPECT_EQ(MediaTypeName(type), name) << type;
+
+  // Size, count, then the first entry: its device name's offset and length.
+  uint8_t answer[48] = {48, 0, 0, 0, 1};
+  answer[24] = 40;
+  answer[28] = 7;  // three characters and an odd byte
+  for (int i = 0; i < 4; ++i) answer[40 + 2 * i] = static_cast<uint8_t>('A' + i);
+  std::u16string name = u"old";
+  EXPECT_EQ(ReadMountPointDeviceName(answer, sizeof answer, name), 0u);
+  EXPECT_EQ(name, u"ABC");
+  answer[28] = 9;  // past the end
+  EXPECT_EQ(ReadMountPointDeviceName(answer, sizeof answer, name), ERROR_INVALID_DATA_CODE);
+  answer[4] = 0;
+  EXPECT_EQ(ReadMountPointDeviceName(answer, sizeof answer, name), ERROR_FILE_NOT_FOUND_CODE);
+  EXPECT_EQ(ReadMountPointDeviceName(answer, 31, name), ERROR_FILE_NOT_FOUND_CODE);
+  answer[4] = 1;
+  EXPECT_EQ(ReadMountPointDeviceName(answer, 31, name), ERROR_INVALID_DATA_CODE);
+  EXPECT_TRUE(name.empty());
 }
 
 }  // namespace

@@ -217,6 +217,12 @@ const AreaDamage kAreaDamages[] = {
        config.Header.BlockSize = 16;
        a.Config = config.Build();
      }},
+    {"vmdb-announces-32-mib", [](LdmAreaImage& a) {
+       ConfigAreaBuilder config;
+       config.Header.NumBlocks = 0x40000;
+       a.Config = config.Build();
+       a.Config.resize(64 * 128);
+     }},
     {"vmdb-version-3", [](LdmAreaImage& a) {
        ConfigAreaBuilder config;
        config.Header.VersionMajor = 3;

@@ -94,8 +94,10 @@ class DiskListingTest : public ::testing::Test {
     AddBlock(tree_, "dm-0", "252:0", "8192");
     AddBlock(tree_, "md127", "9:127", "8192");
     AddBlock(tree_, "loop0", "7:0", "8192");  // no backing file
-    AddBlock(tree_, "loop1", "7:1", "8192");
-    tree_.Write("sys/block/loop1/loop/backing_file", "/images/disk.img\n");
+    for (const char* loop : {"loop10", "loop2"}) {  // by number, not by name
+      AddBlock(tree_, loop, std::string("7:") + (loop + 4), "8192");
+      tree_.Write(std::string("sys/block/") + loop + "/loop/backing_file", "/images/disk.img\n");
+    }
     AddBlock(tree_, "vda", "254:0", "16384");
     AddBlock(tree_, "nvme0n1", "259:0", "16384");
     AddBlock(tree_, "broken", "not-a-number", "16384");
@@ -104,7 +106,7 @@ class DiskListingTest : public ::testing::Test {
     fs::create_directories(tree_.Path("dev"));
     CDiskImageBuilder image(8 << 20);
     image.WriteMbr({MbrSlot{0x42, false, 63, 16000}, {}, {}, {}}, 0xA1B2C3D4);
-    for (const char* name : {"sda", "sdd", "loop1", "vda", "nvme0n1"})
+    for (const char* name : {"sda", "sdd", "loop2", "loop10", "vda", "nvme0n1"})
       ASSERT_TRUE(image.WriteToFile(tree_.Path(std::string("dev/") + name)));
   }
 
@@ -120,23 +122,23 @@ TEST_F(DiskListingTest, WholeDisksWithMediaInDeviceNumberOrder) {
   std::vector<std::u16string> paths;
   for (const DiskInterface& disk : disks) paths.push_back(disk.DevicePath);
   const std::u16string dev = Utf8ToUtf16(tree_.Path("dev"));
-  EXPECT_EQ(paths, (std::vector<std::u16string>{dev + u"/loop1", dev + u"/sda", dev + u"/sdd", dev + u"/vda",
-                                                 dev + u"/nvme0n1"}));
-  EXPECT_EQ(disks[1].InstanceId, u"devices/pci0000:00/0000:00:1f.2/ata1/host0/target0:0:0/0:0:0:0/block/sda");
-  EXPECT_EQ(disks[0].InstanceId, u"block/loop1");
+  EXPECT_EQ(paths, (std::vector<std::u16string>{dev + u"/loop2", dev + u"/loop10", dev + u"/sda", dev + u"/sdd",
+                                                 dev + u"/vda", dev + u"/nvme0n1"}));
+  EXPECT_EQ(disks[2].InstanceId, u"devices/pci0000:00/0000:00:1f.2/ata1/host0/target0:0:0/0:0:0:0/block/sda");
+  EXPECT_EQ(disks[0].InstanceId, u"block/loop2");
 }
 
 TEST_F(DiskListingTest, OpenedDeviceAnswersWithItsPositionAndTable) {
   CLinuxPlatform platform = Platform();
   std::vector<DiskInterface> disks;
   platform.ListDiskInterfaces(disks);
-  ASSERT_EQ(disks.size(), 5u);
+  ASSERT_EQ(disks.size(), 6u);
 
   PlatformHandle handle = kInvalidHandle;
-  ASSERT_EQ(platform.OpenDevice(disks[2].DevicePath, handle), 0u);
+  ASSERT_EQ(platform.OpenDevice(disks[3].DevicePath, handle), 0u);
   uint32_t number = 99;
   EXPECT_EQ(platform.GetDeviceNumber(handle, number), 0u);
-  EXPECT_EQ(number, 2u);
+  EXPECT_EQ(number, 3u);
 
   DISK_GEOMETRY_EX geometry{};
   ASSERT_EQ(platform.GetDriveGeometry(handle, geometry), 0u);
@@ -161,12 +163,12 @@ TEST_F(DiskListingTest, OpenedDeviceAnswersWithItsPositionAndTable) {
   EXPECT_EQ(platform.GetDeviceNumber(handle, number), ERROR_INVALID_HANDLE_CODE);
 
   // Raw reads by disk number: vda is listed on demand.
-  ASSERT_EQ(platform.OpenDiskForRead(3, handle), 0);
+  ASSERT_EQ(platform.OpenDiskForRead(4, handle), 0);
   uint8_t sector[512] = {};
   ASSERT_EQ(platform.ReadAt(handle, 0, 512, sector), 0);
   EXPECT_EQ(sector[446 + 4], 0x42);
   platform.CloseRead(handle);
-  EXPECT_EQ(platform.OpenDiskForRead(5, handle), STATUS_OBJECT_PATH_NOT_FOUND_CODE);
+  EXPECT_EQ(platform.OpenDiskForRead(6, handle), STATUS_OBJECT_PATH_NOT_FOUND_CODE);
 }
 
 TEST_F(DiskListingTest, DiskAddedAfterTheListingIsFoundByListingAgain) {
@@ -179,7 +181,7 @@ TEST_F(DiskListingTest, DiskAddedAfterTheListingIsFoundByListingAgain) {
   ASSERT_EQ(platform.OpenDevice(Utf8ToUtf16(tree_.Path("dev/sde")), handle), 0u);
   uint32_t number = 99;
   EXPECT_EQ(platform.GetDeviceNumber(handle, number), 0u);
-  EXPECT_EQ(number, 3u);  // between sdd (8:48) and vda
+  EXPECT_EQ(number, 4u);  // between sdd (8:48) and vda
   platform.CloseDevice(handle);
 }
 
@@ -281,7 +283,7 @@ TEST_F(FileReadTest, UnreadableFileIsAccessDenied) {
 TEST(MountInfoTest, FieldsEscapesAndOptionalFields) {
   const std::string text =
       "27 1 254:1 / / rw,relatime shared:1 - ext4 /dev/vda1 rw\n"
-      "40 27 254:1 /data /mnt/my\\040disk\\011tab\\134x rw master:3 shared:9 - ext4 /dev/vda1 rw\n"
+      "4 27 254:1 /data /mnt/my\\040disk\\011tab\\134x rw master:3 shared:9 - ext4 /dev/vda1 rw\n"
       "41 27 0:23 / /run rw - tmpfs tmpfs rw\n"
       "garbage line\n"
       "42 27 8:1 / /no-separator rw ext4 /dev/sda1 rw\n"
