@@ -19,7 +19,7 @@
 #include "driver/kestrand.h"
 #include "platform/linux/linux_internal.h"
 #include "support/disk_image_builder.h"
-#include "support/fake_host_platform.h"
+#include "support/image_platform.h"
 #include "support/loop_device.h"
 #include "support/real_images.h"
 #include "support/run_binary.h"
