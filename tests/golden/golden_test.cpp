@@ -169,43 +169,15 @@ const AreaDamage kAreaDamages[] = {
     // Every field the consistency tests compare differs between the copies.
     {"copies-differ-everywhere", [](LdmAreaImage& a) {
        a.Header.VersionMinor = 12;
-       PrivateHeaderFields h = a.Header;
-       h.Magic = "PRIVHEAx";
-       h.Checksum = 0x4321;
-       h.AlternateHeader = 0x741;
-       h.TocAlternateSector = 2044;
-       h.IOsize = 0x400;
-       h.BootSig = 0x1234;
-       h.ConfigCopiesCount = 2;
-       h.ConfigCopyLength = 1480;
-       h.DiskIdText = "5e1f0000-0000-4000-8000-0000000000e1";
-       h.DiskSetId = GuidFromText("5e1f0000-0000-4000-8000-0000000000e2");
-       h.Flags = 1;
-       h.HostIdText = "5e1f0000-0000-4000-8000-0000000000e3";
-       h.LogCopiesCount = 2;
-       h.LogCopyLength = 225;
-       h.NewDiskId = GuidFromText("5e1f0000-0000-4000-8000-0000000000e4");
-       h.NewDiskSetId = GuidFromText("5e1f0000-0000-4000-8000-0000000000e5");
-       h.NewPackId = GuidFromText("5e1f0000-0000-4000-8000-0000000000e6");
-       h.NewPackName = "Other";
-       h.PackIdText = "5e1f0000-0000-4000-8000-0000000000e7";
-       h.PackName = "OtherDg0";
-       h.PrimaryHeader = 0x7fe;
-       h.PrivateId = 1;
-       h.PrivateLength = 2047;
-       h.PrivateOffset = 100353;
-       h.PublicId = 1;
-       h.PublicLength = 96326;
-       h.PublicOffset = 64;
-       h.TocPrimarySector = 3;
-       h.UpdateSequence = 6;
-       h.UpdateTime += 1;
-       h.VersionMajor = 3;
-       h.VersionMinor = 13;
-       a.AlternateHeader = h;
-       TocBlockFields t = a.Toc;
-       t.Second = {"config", 1, 1499, 223, 6, 2, 1};  // the first entries agree
-       a.AlternateToc = t;
+       a.AlternateHeader = PrivateHeaderFields{
+           "PRIVHEAx", 0x4321, 3, 13, a.Header.UpdateTime + 1, 6, 0x7fe, 0x741, "5e1f0000-0000-4000-8000-0000000000e1",
+           "5e1f0000-0000-4000-8000-0000000000e3", "5e1f0000-0000-4000-8000-0000000000e7", "OtherDg0", 0x400, 1, 1, 1,
+           64, 96326, 100353, 2047, 3, 2044, 2, 2, 1480, 225, 0x1234,
+           GuidFromText("5e1f0000-0000-4000-8000-0000000000e2"), GuidFromText("5e1f0000-0000-4000-8000-0000000000e5"),
+           GuidFromText("5e1f0000-0000-4000-8000-0000000000e4"), GuidFromText("5e1f0000-0000-4000-8000-0000000000e6"),
+           "Other"};
+       a.AlternateToc = a.Toc;
+       a.AlternateToc->Second = {"config", 1, 1499, 223, 6, 2, 1};  // the first entries agree
      }},
     {"toc-bad-magic", [](LdmAreaImage& a) { a.Toc.Magic = "TOCBLOCX"; }},
     {"toc-unknown-region", [](LdmAreaImage& a) { a.Toc.Second.Name = "journal"; }},
@@ -232,42 +204,18 @@ const AreaDamage kAreaDamages[] = {
      }},
     {"records-of-every-kind", [](LdmAreaImage& a) {
        ConfigAreaBuilder config;
-       PackFields pack;
-       pack.Revision = 4;
-       pack.Flags = 0x1800;
-       pack.BaseMinor = 9;
-       config.AddRecord(1, BuildPackRecord(pack));
-       DiskFields disk;
-       disk.Revision = 4;
-       disk.DeviceInstanceTwoByte = true;
-       config.AddRecord(2, BuildDiskRecord(disk));
-       VolumeFields volume;
-       volume.Flags = 0xFA00;
-       volume.PrefferedPlexRecordId = 0x423;
-       volume.LogRecordId = 0x424;
-       volume.Number4000 = 7;
-       volume.Number8000 = -3;
-       volume.AppRecovery = 1;
-       volume.MountNameTwoByte = true;
-       config.AddRecord(3, BuildVolumeRecord(volume));
-       PlexFields plex;
-       plex.Flags = 0x1000;
-       plex.Layout = 1;
-       config.AddRecord(4, BuildPlexRecord(plex));
-       SubdiskFields subdisk;
-       subdisk.Flags = 0xC200;
-       subdisk.Minor = 4;
-       subdisk.HiddenSectors = 63;
-       subdisk.LastDiskRecordId = 0x403;
-       config.AddRecord(5, BuildSubdiskRecord(subdisk));
-       for (uint16_t revision : {3, 4}) {
-         VolumeFields older;
-         older.RecordId = 0x440 + revision;
-         older.Name = "Revision" + std::to_string(revision);
-         older.Revision = revision;
-         older.PartitionType = 0x42;
-         config.AddRecord(3u + revision, BuildVolumeRecord(older));
-       }
+       config.AddRecord(1, BuildPackRecord({.Revision = 4, .Flags = 0x1800, .BaseMinor = 9}));
+       config.AddRecord(2, BuildDiskRecord({.Revision = 4, .DeviceInstanceTwoByte = true}));
+       config.AddRecord(3, BuildVolumeRecord({.Flags = 0xFA00, .PrefferedPlexRecordId = 0x423, .LogRecordId = 0x424,
+                                              .Number4000 = 7, .Number8000 = -3, .AppRecovery = 1,
+                                              .MountNameTwoByte = true}));
+       config.AddRecord(4, BuildPlexRecord({.Flags = 0x1000, .Layout = 1}));
+       config.AddRecord(5, BuildSubdiskRecord({.Flags = 0xC200, .Minor = 4, .HiddenSectors = 63,
+                                               .LastDiskRecordId = 0x403}));
+       for (uint16_t revision : {3, 4})  // the partition type from revision 4 on
+         config.AddRecord(3u + revision, BuildVolumeRecord({.RecordId = 0x440u + revision,
+                                                            .Name = "Revision" + std::to_string(revision),
+                                                            .Revision = revision, .PartitionType = 0x42}));
        config.AddRecord(8, VolumeRecord(0x421, "Volume1"));  // the same id twice: the walk ends
        config.PutBlock(40, std::vector<uint8_t>(128, 0xA5));
        a.Config = config.Build();
