@@ -27,11 +27,6 @@ LdmBytes& LdmBytes::U64(uint64_t value) {
   return U32(static_cast<uint32_t>(value >> 32)).U32(static_cast<uint32_t>(value));
 }
 
-LdmBytes& LdmBytes::Raw(std::initializer_list<uint8_t> values) {
-  bytes.insert(bytes.end(), values.begin(), values.end());
-  return *this;
-}
-
 LdmBytes& LdmBytes::Raw(const std::vector<uint8_t>& values) {
   bytes.insert(bytes.end(), values.begin(), values.end());
   return *this;
@@ -328,57 +323,27 @@ std::vector<uint8_t> BuildTocBlock(const TocBlockFields& f, uint32_t sectorSize)
 }
 
 LdmRecordImage PackRecord(const std::string& name, uint64_t id, const std::string& packIdText) {
-  PackFields fields;
-  fields.Name = name;
-  fields.RecordId = id;
-  fields.PackIdText = packIdText;
-  return BuildPackRecord(fields);
+  return BuildPackRecord({.RecordId = id, .Name = name, .PackIdText = packIdText});
 }
 
 LdmRecordImage VolumeRecord(uint64_t id, const std::string& name, int64_t length, uint32_t plexes) {
-  VolumeFields fields;
-  fields.RecordId = id;
-  fields.Name = name;
-  fields.Length = length;
-  fields.NumPlexes = plexes;
-  return BuildVolumeRecord(fields);
+  return BuildVolumeRecord({.RecordId = id, .Name = name, .NumPlexes = plexes, .Length = length});
 }
 
 LdmRecordImage PlexRecord(uint64_t id, const std::string& name, uint64_t volumeId, uint8_t layout,
                           uint32_t subdisks) {
-  PlexFields fields;
-  fields.RecordId = id;
-  fields.Name = name;
-  fields.VolumeRecordId = volumeId;
-  fields.Layout = layout;
-  fields.SubdiskCount = subdisks;
-  return BuildPlexRecord(fields);
+  return BuildPlexRecord(
+      {.RecordId = id, .Name = name, .Layout = layout, .SubdiskCount = subdisks, .VolumeRecordId = volumeId});
 }
 
 LdmRecordImage SubdiskRecord(uint64_t id, const std::string& name, uint64_t plexId, uint64_t diskId,
                              int64_t length, uint64_t diskOffset, uint64_t plexOffset) {
-  SubdiskFields fields;
-  fields.RecordId = id;
-  fields.Name = name;
-  fields.PlexRecordId = plexId;
-  fields.DiskRecordId = diskId;
-  fields.Length = length;
-  fields.DiskOffset = diskOffset;
-  fields.PlexOffset = plexOffset;
-  return BuildSubdiskRecord(fields);
+  return BuildSubdiskRecord({.RecordId = id, .Name = name, .DiskOffset = diskOffset, .PlexOffset = plexOffset,
+                             .Length = length, .PlexRecordId = plexId, .DiskRecordId = diskId});
 }
 
 LdmRecordImage DiskRecord(uint64_t id, const std::string& name, const std::string& diskIdText) {
-  DiskFields fields;
-  fields.RecordId = id;
-  fields.Name = name;
-  fields.DiskIdText = diskIdText;
-  return BuildDiskRecord(fields);
-}
-
-LdmAreaImage::LdmAreaImage() {
-  Header.TocPrimarySector = 2;
-  Header.TocAlternateSector = 2045;
+  return BuildDiskRecord({.RecordId = id, .Name = name, .DiskIdText = diskIdText});
 }
 
 uint64_t LdmAreaImage::PrimaryTocOffset() const { return AreaBytes - (Header.TocPrimarySector + 1) * SectorSize; }

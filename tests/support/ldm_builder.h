@@ -28,7 +28,6 @@ class LdmBytes {
   LdmBytes& U16(uint16_t value);
   LdmBytes& U32(uint32_t value);
   LdmBytes& U64(uint64_t value);
-  LdmBytes& Raw(std::initializer_list<uint8_t> bytes);
   LdmBytes& Raw(const std::vector<uint8_t>& bytes);
   LdmBytes& Zeros(size_t count);
   // `text` zero-padded (or cut) to exactly `width` bytes.
@@ -307,11 +306,9 @@ LdmRecordImage DiskRecord(uint64_t id, const std::string& name, const std::strin
 // tables of contents where the header says, and the config area 15 sectors
 // past the alternate table.
 struct LdmAreaImage {
-  LdmAreaImage();
-
   uint32_t SectorSize = 512;
   uint64_t AreaBytes = 0x100000;
-  PrivateHeaderFields Header;  // names the tables at sectors 2 and 2045
+  PrivateHeaderFields Header{.TocPrimarySector = 2, .TocAlternateSector = 2045};
   TocBlockFields Toc;
   std::vector<uint8_t> Config;  // placed as is; empty: nothing
   // The alternate copies, when they differ from the primary ones.
