@@ -107,6 +107,17 @@ TEST(HostAnswers, MediaTypeNamesAndMountPointDeviceNames) {
   answer[4] = 1;
   EXPECT_EQ(ReadMountPointDeviceName(answer, 31, name), ERROR_INVALID_DATA_CODE);
   EXPECT_TRUE(name.empty());
+
+  // The registry's primary pack id: its characters up to the first zero one,
+  // an odd byte at the end left out; only a string value is taken.
+  CRegistryStringCopy value;
+  EXPECT_EQ(value.Assign(REG_SZ_TYPE, "{\0A\0}\0\0\0x\0", 10), 0);
+  EXPECT_EQ(value.Text(), u"{A}");
+  EXPECT_EQ(value.Assign(REG_SZ_TYPE, "a\0b\0c", 5), 0);
+  EXPECT_EQ(value.Text(), u"ab");
+  EXPECT_EQ(value.Assign(3, "a\0", 2), STATUS_UNSUCCESSFUL_CODE);
+  EXPECT_EQ(value.Assign(REG_SZ_TYPE, nullptr, 2), STATUS_INVALID_PARAMETER_CODE);
+  EXPECT_EQ(value.Text(), u"ab");
 }
 
 }  // namespace
