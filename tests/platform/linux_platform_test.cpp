@@ -171,38 +171,31 @@ TEST_F(DiskListingTest, OpenedDeviceAnswersWithItsPositionAndTable) {
   EXPECT_EQ(platform.OpenDiskForRead(6, handle), STATUS_OBJECT_PATH_NOT_FOUND_CODE);
 }
 
-TEST_F(DiskListingTest, DiskAddedAfterTheListingIsFoundByListingAgain) {
+// A disk added after the listing is found by listing again; files that are
+// no listed disk have no number; without sysfs the listing ends with its code.
+TEST_F(DiskListingTest, NumbersOfLaterDisksAndOtherFiles) {
   CLinuxPlatform platform = Platform();
   std::vector<DiskInterface> disks;
   platform.ListDiskInterfaces(disks);
   AddBlock(tree_, "sde", "8:64", "100");
   tree_.Write("dev/sde", std::string(512, '\0'));
-  PlatformHandle handle = kInvalidHandle;
-  ASSERT_EQ(platform.OpenDevice(Utf8ToUtf16(tree_.Path("dev/sde")), handle), 0u);
-  uint32_t number = 99;
-  EXPECT_EQ(platform.GetDeviceNumber(handle, number), 0u);
-  EXPECT_EQ(number, 4u);  // between sdd (8:48) and vda
-  platform.CloseDevice(handle);
-}
-
-TEST_F(DiskListingTest, FilesThatAreNoListedDiskHaveNoNumber) {
-  CLinuxPlatform platform = Platform();
   tree_.Write("elsewhere.img", std::string(4096, '\0'));
+  for (const auto& [file, code, number] : {std::tuple{"dev/sde", 0u, 4u}, {"elsewhere.img", 1u, 99u}}) {
+    PlatformHandle handle = kInvalidHandle;
+    ASSERT_EQ(platform.OpenDevice(Utf8ToUtf16(tree_.Path(file)), handle), 0u);
+    uint32_t found = 99;
+    EXPECT_EQ(platform.GetDeviceNumber(handle, found), code) << file;  // sde: between sdd (8:48) and vda
+    EXPECT_EQ(found, number) << file;
+    platform.CloseDevice(handle);
+  }
   PlatformHandle handle = kInvalidHandle;
-  ASSERT_EQ(platform.OpenDevice(Utf8ToUtf16(tree_.Path("elsewhere.img")), handle), 0u);
-  uint32_t number = 99;
-  EXPECT_EQ(platform.GetDeviceNumber(handle, number), ERROR_INVALID_FUNCTION_CODE);
-  platform.CloseDevice(handle);
-
   EXPECT_EQ(platform.OpenDevice(Utf8ToUtf16(tree_.Path("dev/nothing")), handle), ERROR_FILE_NOT_FOUND_CODE);
   EXPECT_EQ(handle, kInvalidHandle);
   EXPECT_EQ(platform.OpenDevice(Utf8ToUtf16(tree_.Path("dev")), handle), ERROR_ACCESS_DENIED_CODE);
-}
 
-TEST_F(DiskListingTest, MissingSysfsEndsTheListingWithItsCode) {
-  CLinuxPlatform platform(tree_.Path("nosys"), tree_.Path("proc"), tree_.Path("dev"));
-  std::vector<DiskInterface> disks{{u"stale", u"stale"}};
-  EXPECT_EQ(platform.ListDiskInterfaces(disks), ERROR_FILE_NOT_FOUND_CODE);
+  CLinuxPlatform noSys(tree_.Path("nosys"), tree_.Path("proc"), tree_.Path("dev"));
+  disks = {{u"stale", u"stale"}};
+  EXPECT_EQ(noSys.ListDiskInterfaces(disks), ERROR_FILE_NOT_FOUND_CODE);
   EXPECT_TRUE(disks.empty());
 }
 
@@ -231,51 +224,36 @@ TEST_F(DiskListingTest, EveryHandleIsOpenedReadOnly) {
 
 // ------------------------------------------------------------ database files
 
-class FileReadTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    std::string bytes(1000, '\0');
-    for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>(i * 7);
-    tree_.Write("ldm.bin", bytes);
-    ASSERT_EQ(platform_.OpenFileForRead(tree_.Path("ldm.bin"), handle_), 0);
-  }
-  void TearDown() override { platform_.CloseRead(handle_); }
-
-  TempTree tree_;
-  CLinuxPlatform platform_;
-  PlatformHandle handle_ = kInvalidHandle;
-};
-
-TEST_F(FileReadTest, ReadsInsideAcrossAndBeyondTheEnd) {
+TEST(FileReadTest, ReadsInsideAcrossAndBeyondTheEndAndRefusesTheRest) {
+  TempTree tree;
+  std::string bytes(1000, '\0');
+  for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>(i * 7);
+  tree.Write("ldm.bin", bytes);
+  CLinuxPlatform platform;
+  PlatformHandle handle = kInvalidHandle, other = kInvalidHandle;
+  ASSERT_EQ(platform.OpenFileForRead(tree.Path("ldm.bin"), handle), 0);
   std::vector<uint8_t> buffer(512, 0xCC);
-  ASSERT_EQ(platform_.ReadAt(handle_, 900, 512, buffer.data()), 0);  // transfers 100 bytes
+  ASSERT_EQ(platform.ReadAt(handle, 900, 512, buffer.data()), 0);  // transfers 100 bytes
   EXPECT_EQ(buffer[0], static_cast<uint8_t>(900 * 7));
   EXPECT_EQ(buffer[99], static_cast<uint8_t>(999 * 7));
   EXPECT_EQ(buffer[100], 0xCC);
+  EXPECT_EQ(platform.ReadAt(handle, 1000, 512, buffer.data()), STATUS_END_OF_FILE_CODE);
+  EXPECT_EQ(platform.ReadAt(handle, int64_t{1} << 40, 512, buffer.data()), STATUS_END_OF_FILE_CODE);
+  EXPECT_EQ(platform.ReadAt(handle, -512, 512, buffer.data()), STATUS_INVALID_PARAMETER_CODE);
+  EXPECT_EQ(platform.ReadAt(handle, INT64_MAX - 100, 512, buffer.data()), STATUS_INVALID_PARAMETER_CODE);
+  platform.CloseRead(handle);
 
-  EXPECT_EQ(platform_.ReadAt(handle_, 1000, 512, buffer.data()), STATUS_END_OF_FILE_CODE);
-  EXPECT_EQ(platform_.ReadAt(handle_, int64_t{1} << 40, 512, buffer.data()), STATUS_END_OF_FILE_CODE);
-  EXPECT_EQ(platform_.ReadAt(handle_, -512, 512, buffer.data()), STATUS_INVALID_PARAMETER_CODE);
-  EXPECT_EQ(platform_.ReadAt(handle_, INT64_MAX - 100, 512, buffer.data()), STATUS_INVALID_PARAMETER_CODE);
-}
-
-TEST_F(FileReadTest, OpenFailuresAndStaleHandles) {
-  PlatformHandle other = kInvalidHandle;
-  EXPECT_EQ(platform_.OpenFileForRead(tree_.Path("missing.bin"), other), STATUS_OBJECT_NAME_NOT_FOUND_CODE);
-  EXPECT_EQ(platform_.OpenFileForRead(tree_.Path("ldm.bin/below"), other), STATUS_OBJECT_PATH_NOT_FOUND_CODE);
-  EXPECT_EQ(platform_.OpenFileForRead(tree_.Path(""), other), STATUS_FILE_IS_A_DIRECTORY_CODE);
+  EXPECT_EQ(platform.OpenFileForRead(tree.Path("missing.bin"), other), STATUS_OBJECT_NAME_NOT_FOUND_CODE);
+  EXPECT_EQ(platform.OpenFileForRead(tree.Path("ldm.bin/below"), other), STATUS_OBJECT_PATH_NOT_FOUND_CODE);
+  EXPECT_EQ(platform.OpenFileForRead(tree.Path(""), other), STATUS_FILE_IS_A_DIRECTORY_CODE);
   EXPECT_EQ(other, kInvalidHandle);
-  uint8_t byte = 0;
-  EXPECT_EQ(platform_.ReadAt(kInvalidHandle, 0, 1, &byte), STATUS_INVALID_HANDLE_CODE);
-  EXPECT_EQ(platform_.ReadAt(0, 0, 1, &byte), STATUS_INVALID_HANDLE_CODE);  // stdin was never ours
-}
-
-TEST_F(FileReadTest, UnreadableFileIsAccessDenied) {
-  if (geteuid() == 0) GTEST_SKIP() << "root reads every file; permissions cannot be tested";
-  tree_.Write("secret.bin", "x");
-  fs::permissions(tree_.Path("secret.bin"), fs::perms::none);
-  PlatformHandle other = kInvalidHandle;
-  EXPECT_EQ(platform_.OpenFileForRead(tree_.Path("secret.bin"), other), STATUS_ACCESS_DENIED_CODE);
+  EXPECT_EQ(platform.ReadAt(handle, 0, 1, buffer.data()), STATUS_INVALID_HANDLE_CODE);  // closed
+  EXPECT_EQ(platform.ReadAt(kInvalidHandle, 0, 1, buffer.data()), STATUS_INVALID_HANDLE_CODE);
+  EXPECT_EQ(platform.ReadAt(0, 0, 1, buffer.data()), STATUS_INVALID_HANDLE_CODE);  // stdin was never ours
+  if (geteuid() == 0) return;  // root reads every file
+  tree.Write("secret.bin", "x");
+  fs::permissions(tree.Path("secret.bin"), fs::perms::none);
+  EXPECT_EQ(platform.OpenFileForRead(tree.Path("secret.bin"), other), STATUS_ACCESS_DENIED_CODE);
 }
 
 // ------------------------------------------------------------ volumes and mount names
