@@ -132,15 +132,10 @@ class CImagePlatform : public FakeHostPlatform {
   bool RecordOpens = true;
 
   std::vector<ImageDisk> Disks;  // in enumeration order
-  WIN32_ERROR ListEndCode = ERROR_NO_MORE_ITEMS_CODE;
 
-  std::vector<uint32_t> LayoutQuerySizes;  // the buffer size of every layout query, in order
 
   // Every open, successful, failed or refused by an injected failure, in order.
   std::vector<ImageOpenRecord> Opens;
-  // Whether every recorded open was for reading only.
-  bool OnlyReadOpens() const;
-  size_t OpenHandleCount() const { return handles_.size(); }
 
   WIN32_ERROR ListDiskInterfaces(std::vector<DiskInterface>& out) override;
   WIN32_ERROR OpenDevice(const std::u16string& devicePath, PlatformHandle& handle) override;

@@ -122,6 +122,11 @@ std::string GuidToText(const GUID& guid) {
 
 namespace {
 
+// The record's type word: type, revision and the record flags in place.
+constexpr uint16_t MakeTypeWord(uint16_t type, uint16_t revision, uint16_t flags) {
+  return static_cast<uint16_t>((type & 0x0F) | ((revision & 0x0F) << 4) | (flags & 0xFF00));
+}
+
 LdmBytes CommonHeader(uint64_t recordId, const std::string& name) {
   LdmBytes out;
   out.VarUnsigned(recordId).String(name);
@@ -192,6 +197,9 @@ LdmRecordImage BuildPackRecord(const PackFields& f) {
 
 // ---- VMDB header and VBLK blocks ----
 
+namespace {
+
+// The header in HeaderSize bytes (at least the 0xC5 bytes of its fields).
 std::vector<uint8_t> BuildVmdbHeader(const VmdbHeaderFields& f) {
   LdmBytes out;
   out.FixedText(f.Magic, 4).U32(f.NumBlocks).U32(f.BlockSize).U32(f.HeaderSize);
@@ -204,6 +212,18 @@ std::vector<uint8_t> BuildVmdbHeader(const VmdbHeaderFields& f) {
   if (out.bytes.size() < f.HeaderSize) out.Zeros(f.HeaderSize - out.bytes.size());
   return out.bytes;
 }
+
+// One VBLK block: magic, sequence, group, fragment number and count, payload
+// (zero-padded to the block size).
+std::vector<uint8_t> BuildVblk(uint32_t sequence, uint32_t group, uint16_t fragment, uint16_t count,
+                               const std::vector<uint8_t>& payload, uint32_t blockSize) {
+  LdmBytes out;
+  out.FixedText("VBLK", 4).U32(sequence).U32(group).U16(fragment).U16(count).Raw(payload);
+  out.bytes.resize(blockSize, 0);
+  return out.bytes;
+}
+
+}  // namespace
 
 uint16_t FragmentCountFor(uint32_t recordSize, uint32_t blockSize) {
   const uint64_t payload = blockSize - 16;
@@ -224,14 +244,6 @@ std::vector<std::vector<uint8_t>> SplitRecord(const LdmRecordImage& record, uint
     fragments.push_back(std::move(fragment));
   }
   return fragments;
-}
-
-std::vector<uint8_t> BuildVblk(uint32_t sequence, uint32_t group, uint16_t fragment, uint16_t count,
-                               const std::vector<uint8_t>& payload, uint32_t blockSize) {
-  LdmBytes out;
-  out.FixedText("VBLK", 4).U32(sequence).U32(group).U16(fragment).U16(count).Raw(payload);
-  out.bytes.resize(blockSize, 0);
-  return out.bytes;
 }
 
 uint32_t ConfigAreaBuilder::AddRecord(uint32_t group, const LdmRecordImage& record, uint16_t transFlags) {

@@ -66,10 +66,6 @@ struct LdmRecordImage {
   std::vector<uint8_t> Data;
 };
 
-constexpr uint16_t MakeTypeWord(uint16_t type, uint16_t revision, uint16_t flags) {
-  return static_cast<uint16_t>((type & 0x0F) | ((revision & 0x0F) << 4) | (flags & 0xFF00));
-}
-
 struct VolumeFields {
   uint64_t RecordId = 0x0421;
   std::string Name = "Volume1";
@@ -187,20 +183,12 @@ struct VmdbHeaderFields {
   uint64_t TrailingValue = 0;  // at 0xBD, written from minor version 10 on
 };
 
-// The header in HeaderSize bytes (at least the 0xC5 bytes of its fields).
-std::vector<uint8_t> BuildVmdbHeader(const VmdbHeaderFields& fields);
-
 // The fragment payloads (BlockSize - 16 bytes each, zero-padded) of a record:
 // fragment 0 begins with the preamble (TransFlags, type word, record size).
 std::vector<std::vector<uint8_t>> SplitRecord(const LdmRecordImage& record, uint16_t transFlags = 0,
                                               uint32_t blockSize = 128);
 // The preamble's fragment count for a record of `recordSize` bytes.
 uint16_t FragmentCountFor(uint32_t recordSize, uint32_t blockSize = 128);
-
-// One VBLK block: magic, sequence, group, fragment number and count, payload
-// (zero-padded to the block size).
-std::vector<uint8_t> BuildVblk(uint32_t sequence, uint32_t group, uint16_t fragment, uint16_t count,
-                               const std::vector<uint8_t>& payload, uint32_t blockSize = 128);
 
 // A whole config area: the VMDB header, then NumBlocks - HeaderSize/BlockSize
 // blocks, each an empty VBLK with its own sequence number unless placed.
