@@ -355,6 +355,7 @@ class GoldenHost : public ::testing::Test {
     platform_.Letters = {{u'C', {u"\\Device\\HarddiskVolume2", 3}}, {u'D', {u"\\Device\\CdRom0", 5}},
                          {u'E', {u"\\Device\\HarddiskDmVolumes\\GoldenDg0\\Volume1", 3}}};
     platform_.LetterFailures = {{u'Z', 5}};
+    platform_.DynamicVolumes = {{VolumeFields().VolumeGuid, u"\\Device\\HarddiskDmVolumes\\Dg0\\Volume1"}};
   }
 
   ImageDisk& Add(const CDiskImageBuilder& image, uint32_t number) {

@@ -1,7 +1,4 @@
-// The Linux platform against trees of its own (sysfs, /proc, /dev stand-ins)
-// and, where the machine allows, against a real read-only loop device.
-// Also a dynamic volume that the host sees as a device-mapper device, which
-// shows its /dev/mapper name in the record report.
+// The Linux platform against trees of its own (sysfs, /proc, /dev stand-ins).
 #if defined(__linux__)
 
 #include "platform/linux/linux_platform.h"
@@ -16,12 +13,8 @@
 #include <fstream>
 #include <tuple>
 
-#include "driver/kestrand.h"
 #include "platform/linux/linux_internal.h"
 #include "support/disk_image_builder.h"
-#include "support/image_platform.h"
-#include "support/loop_device.h"
-#include "support/real_images.h"
 #include "support/run_binary.h"
 
 namespace kestrand {
@@ -340,43 +333,6 @@ TEST(DynamicVolumeNameTest, UuidShapes) {
   EXPECT_FALSE(IsLdmVolumeUuid("LDM-V-" + guid + "x", guid));
   EXPECT_EQ(GuidToLowerText(GuidFromText("ABCDEF01-2345-6789-ABCD-EF0123456789")),
             "abcdef01-2345-6789-abcd-ef0123456789");
-}
-
-// What `ldmtool create volume` leaves behind, seen through a sysfs root of
-// the test's own (this machine's kernel has no device-mapper).
-TEST(DeviceMapperVolumeName, RecordReportShowsTheMapperPathOfTheVolumeThatHasOne) {
-  std::string reason;
-  const test::RealImages* images = test::RealImages::Get(reason);
-  if (images == nullptr) GTEST_SKIP() << reason;
-  const std::string database = images->DatabaseFile(test::RealImages::Names()[0], true);
-
-  // Volume1 of the test pack.
-  test::TempDir tree;
-  fs::create_directories(tree.File("sys/block/dm-0/dm"));
-  std::ofstream(tree.File("sys/block/dm-0/dm/uuid")) << "LDM-Volume1-6e30daae-8e42-40fb-9af0-807416c3fede\n";
-  std::ofstream(tree.File("sys/block/dm-0/dm/name")) << "ldm_vol_Red-nzv8x6obywgDg0_Volume1\n";
-  fs::create_directories(tree.File("proc/self"));
-  CLinuxPlatform platform(tree.File("sys"), tree.File("proc"), "/dev");
-  ScopedPlatform installed(platform);
-
-  CKestrand kestrand;
-  ASSERT_EQ(kestrand.OpenLdmFile(database.c_str()), 0u);
-  const std::string textFile = tree.File("report.txt");
-  FILE* text = std::fopen(textFile.c_str(), "w");
-  ASSERT_NE(text, nullptr);
-  kestrand.PrintDisks(text);
-  std::fclose(text);
-  const std::string report = test::ReadFileBytes(textFile);
-  EXPECT_NE(report.find("VolumeName:        /dev/mapper/ldm_vol_Red-nzv8x6obywgDg0_Volume1\n"), std::string::npos);
-  // The five other volumes have no device: only their drive letter hints.
-  size_t mapped = 0;
-  for (size_t at = report.find("/dev/mapper/"); at != std::string::npos; at = report.find("/dev/mapper/", at + 1)) ++mapped;
-  EXPECT_EQ(mapped, 1u);
-
-  const std::string xmlFile = tree.File("report.xml");
-  ASSERT_EQ(kestrand.WriteAnalysis(xmlFile.c_str()), 0u);
-  const std::string xml = test::ReadFileBytes(xmlFile);
-  EXPECT_NE(xml.find("VolumeName=\"/dev/mapper/ldm_vol_Red-nzv8x6obywgDg0_Volume1\""), std::string::npos);
 }
 
 // ------------------------------------------------------------ host facts

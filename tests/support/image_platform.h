@@ -34,6 +34,7 @@ class FakeHostPlatform : public CPlatform {
   std::map<char16_t, std::pair<std::u16string, uint32_t>> Letters;
   std::map<char16_t, WIN32_ERROR> LetterFailures;  // answered instead of the device name
   std::u16string PrimaryPackId;                     // the registry value; empty: absent
+  std::vector<std::pair<GUID, std::u16string>> DynamicVolumes;  // the device of each volume GUID
 
   uint32_t SetErrorMode(uint32_t mode) override { return std::exchange(errorMode_, mode); }
   WIN32_ERROR ListVolumes(std::vector<VolumeMounts>& out) override {
@@ -47,7 +48,14 @@ class FakeHostPlatform : public CPlatform {
     return 0;
   }
   uint32_t GetDriveType(char16_t letter) override { return Letters.count(letter) ? Letters[letter].second : 1; }
-  WIN32_ERROR QueryDynamicVolumeName(const GUID&, std::u16string&) override { return ERROR_FILE_NOT_FOUND_CODE; }
+  WIN32_ERROR QueryDynamicVolumeName(const GUID& volume, std::u16string& deviceName) override {
+    for (const auto& [guid, name] : DynamicVolumes) {
+      if (guid != volume) continue;
+      deviceName = name;
+      return 0;
+    }
+    return ERROR_FILE_NOT_FOUND_CODE;
+  }
   WIN32_ERROR GetComputerName(std::u16string& name) override {
     name = ComputerName;
     return 0;
