@@ -78,8 +78,9 @@ TEST(TextFormat, AnsiConversionIsTheSameEverywhere) {
 // Names from the host (labels, mount paths) in UTF-8 and UTF-16, with
 // characters beyond the first plane as surrogate pairs.
 TEST(TextFormat, Utf8AndUtf16BothWays) {
-  const std::u16string wide = u"a\u007f\u0080\u00e9\u07ff\u0800\u4e2d\uffff\U0001F600z";
-  const std::string narrow = "a\x7f\xc2\x80\xc3\xa9\xdf\xbf\xe0\xa0\x80\xe4\xb8\xad\xef\xbf\xbf\xf0\x9f\x98\x80z";
+  const std::u16string wide = u"a\u007f\u0080\u00e9\u07ff\u0800\u4e2d\uffff\U00010000\U0001F600z";
+  const std::string narrow =
+      "a\x7f\xc2\x80\xc3\xa9\xdf\xbf\xe0\xa0\x80\xe4\xb8\xad\xef\xbf\xbf\xf0\x90\x80\x80\xf0\x9f\x98\x80z";
   EXPECT_EQ(Utf16ToUtf8(wide), narrow);
   EXPECT_EQ(Utf8ToUtf16(narrow), wide);
   EXPECT_EQ(Utf16ToUtf8(u"\U0001F600\U0001F600\uFFFD"), "\xf0\x9f\x98\x80\xf0\x9f\x98\x80\xef\xbf\xbd");

@@ -408,6 +408,10 @@ TEST_F(GoldenHost, FailingQueriesAndDamagedTables) {
   Add(basic, 6).AlignmentError = 50;
   Add(basic, 5).LayoutError = 1117;
   Add(basic, 4).PartitionInfoError = 1;
+  CDiskImageBuilder member(kDiskBytes);  // fault-tolerant members: recognized but for FAT16
+  member.WriteMbr({MbrSlot{0x84, false, 63, 100}, MbrSlot{0x87, false, 200, 100}, MbrSlot{0xC6, false, 400, 100},
+                   MbrSlot{0x1B, false, 600, 100}}, 0x12345678);
+  Add(member, 10);
   const std::vector<PackDisk> one{{0x403, "Disk1", "5e1f0000-0000-4000-8000-0000000000c1"}};
   ImageDisk& unreadable = Add(MbrDynamic(PackArea("PackC", "5e1f0000-0000-4000-8000-00000000000c", one, 0, 63), 7), 3);
   unreadable.RawReadStatus = static_cast<NTSTATUS>(0xC0000185);
