@@ -157,6 +157,32 @@ struct AreaDamage {
   std::function<void(LdmAreaImage&)> Apply;
 };
 
+// A config of status `status` whose records carry each transaction flag;
+// later fragments of a group never begun, of a group with a fragment
+// missing, of an ignored group; a whole record of four fragments; the walk
+// ends at a record with both flags.
+std::function<void(LdmAreaImage&)> Transactions(uint16_t status) {
+  return [status](LdmAreaImage& a) {
+    ConfigAreaBuilder config;
+    config.Header.Status = status;
+    config.AddRecord(1, PackRecord());
+    config.AddRecord(2, VolumeRecord(0x421, "Flag1"), 1);
+    config.AddRecord(3, VolumeRecord(0x422, "Flag2"), 2);
+    auto disk = [](uint64_t id, uint16_t flags) {
+      return SplitRecord(BuildDiskRecord({.RecordId = id, .DeviceInstance = std::u16string(350, u'x')}), flags);
+    };
+    const uint16_t count = static_cast<uint16_t>(disk(0, 0).size());  // four
+    uint32_t block = config.NextFreeBlock();
+    config.PutFragment(block++, 4, 1, count, disk(0x403, 0)[1]);
+    for (uint16_t fragment : {0, 2, 3}) config.PutFragment(block++, 5, fragment, count, disk(0x404, 0)[fragment]);
+    for (uint16_t fragment : {0, 1, 2, 3}) config.PutFragment(block++, 6, fragment, count, disk(0x405, 2)[fragment]);
+    for (uint16_t fragment : {0, 1, 2, 3}) config.PutFragment(block++, 7, fragment, count, disk(0x406, 0)[fragment]);
+    config.AddRecord(8, VolumeRecord(0x423, "Flags3"), 3);
+    config.AddRecord(9, VolumeRecord(0x424, "NotReached"));
+    a.Config = config.Build();
+  };
+}
+
 const AreaDamage kAreaDamages[] = {
     {"bad-checksum", [](LdmAreaImage& a) { a.Header.Checksum = 0x12345678; }},
     {"bad-header-magic", [](LdmAreaImage& a) { a.Header.Magic = "PRIVHEAX"; }},
@@ -179,6 +205,12 @@ const AreaDamage kAreaDamages[] = {
        a.AlternateToc = a.Toc;
        a.AlternateToc->Second = {"config", 1, 1499, 223, 6, 2, 1};  // the first entries agree
      }},
+    {"transactions-clean", Transactions(1)},
+    {"transactions-change", Transactions(2)},
+    {"transactions-commit", Transactions(3)},
+    {"transactions-abort", Transactions(4)},
+    {"transactions-status-5", Transactions(5)},
+    {"transactions-stale", Transactions(6)},
     {"toc-bad-magic", [](LdmAreaImage& a) { a.Toc.Magic = "TOCBLOCX"; }},
     {"toc-unknown-region", [](LdmAreaImage& a) { a.Toc.Second.Name = "journal"; }},
     {"toc-entry-past-sector", [](LdmAreaImage& a) { a.Toc.First.DataLength = 500; }},

@@ -47,6 +47,17 @@ TEST(ErrnoStatusTest, FailedCallsMapToWindowsCodes) {
       {EIO, 31, 0xC0000185},
       {ENXIO, 21, 0xC000000E},
       {EINVAL, 87, 0xC000000D},
+      {ENOTDIR, 3, 0xC000003A},
+      {EISDIR, 5, 0xC00000BA},
+      {ENODEV, 2, 0xC000000E},
+      {ENOMEDIUM, 21, 0xC0000013},
+      {EBUSY, 32, 0xC0000043},
+      {ENOMEM, 8, 0xC000009A},
+      {EMFILE, 4, 0xC000011F},
+      {ENAMETOOLONG, 206, 0xC0000106},
+      {ELOOP, 1921, 0xC0000280},
+      {EBADF, 6, 0xC0000008},
+      {ENOTTY, 1, 0xC0000001},
       {EDOM, 31, 0xC0000001},  // anything else
   };
   for (const auto& [error, code, status] : cases) {
