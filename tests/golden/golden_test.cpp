@@ -426,7 +426,11 @@ GptOptions TwoPartitions() {
   options.Partitions = {{kGptTypeReserved, GuidFromText("aaaaaaaa-0000-0000-0000-000000000001"), 34, 32801, 0,
                          u"Reserved partition"},
                         {kGptTypeBasicData, GuidFromText("aaaaaaaa-0000-0000-0000-000000000002"), 32802, 40000,
-                         0x8000000000000001, u"Data"}};
+                         0x8000000000000001, u"Data"},
+                        {GuidFromText("c12a7328-f81f-11d2-ba4b-00a0c93ec93b"),
+                         GuidFromText("aaaaaaaa-0000-0000-0000-000000000003"), 40001, 40100, 1, u"EFI", 3},
+                        {GuidFromText("c12a7328-f81f-11d2-ba4b-00a0c93ec93c"),
+                         GuidFromText("aaaaaaaa-0000-0000-0000-000000000004"), 40101, 40200, 0, u"Unknown kind"}};
   return options;
 }
 
