@@ -59,6 +59,20 @@ TEST(TextFormat, PaddingFlagsAndHex) {
   EXPECT_EQ(FormatWide(u"\t%c: = %s", u'C', u"dev"), u"\tC: = dev");
 }
 
+// Every conversion, flag and size in both widths; characters marked wide
+// or narrow, and wide ones beyond ASCII in a narrow format as "?".
+TEST(TextFormat, EveryConversionInBothWidths) {
+  const uint64_t big = 5000000000ull;
+  EXPECT_EQ(FormatNarrow("%p|% d|% d|%*d|%.3d|%#o|%o|%hc|%lc|%wc|%C|%c", uint64_t{0xbeef}, 5, -5, -4, 7, 7, 8, 8, 'a',
+                         u'\u00e9', u'b', u'c', 'd'),
+            "000000000000BEEF| 5|-5|7   |007|010|10|a|?|b|c|d");
+  EXPECT_EQ(FormatWide(u"%p|% d|%*d|%.3d|%#o|%hc|%c|%C|%hu|%hhu|%lld|%I32u|%Iu|%I64u|%.2f|%y|%n|%%|%Lu",
+                       uint64_t{0xbeef}, 5, -4, 7, 7, 8, 'a', u'\u00e9', 'x', 70000, 300, int64_t{-1}, big, big, big,
+                       3.14159, 1, big),
+            u"000000000000BEEF| 5|7   |007|010|a|\u00e9|x|4464|44|-1|705032704|5000000000|5000000000|3.14|%y||%|"
+            u"705032704");
+}
+
 TEST(TextFormat, HostileFormatsStayBounded) {
   // A trailing "%", an unknown conversion and %n neither crash nor write.
   EXPECT_EQ(FormatNarrow("50%"), "50");
