@@ -376,6 +376,9 @@ TEST(HostFactsTest, KernelReleaseSplitsIntoVersionAndRest) {
 
 TEST(HostFactsTest, MachineNamesBecomeArchitectureCodes) {
   EXPECT_EQ(ArchitectureFromMachine("x86_64"), 9);
+  EXPECT_EQ(ArchitectureFromMachine("aarch64"), 12);
+  EXPECT_EQ(ArchitectureFromMachine("ia64"), 6);
+  EXPECT_EQ(ArchitectureFromMachine("i386"), 0);
   EXPECT_EQ(ArchitectureFromMachine("i686"), 0);
   EXPECT_EQ(ArchitectureFromMachine("i786"), 0xFFFF);  // not a known x86 name
   EXPECT_EQ(ArchitectureFromMachine(""), 0xFFFF);
