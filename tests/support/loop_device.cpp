@@ -31,8 +31,12 @@ std::string RunAndRead(const std::string& command) {
 }  // namespace
 
 LoopDevice::LoopDevice(const std::string& image) {
-  device_ = RunAndRead("losetup -r -f --show '" + image + "' 2>/dev/null");
-  if (device_.rfind("/dev/", 0) != 0) device_.clear();
+  // Another program attaching at the same moment may take the free device
+  // first: try again.
+  for (int attempt = 0; attempt < 5 && device_.empty(); ++attempt) {
+    device_ = RunAndRead("losetup -r -f --show '" + image + "' 2>/dev/null");
+    if (device_.rfind("/dev/", 0) != 0) device_.clear();
+  }
 }
 
 LoopDevice::~LoopDevice() {
