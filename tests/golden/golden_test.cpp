@@ -13,9 +13,11 @@
 #include <set>
 #include <memory>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "driver/kestrand.h"
+#include "partition/table_bytes.h"
 #include "support/disk_image_builder.h"
 #include "support/image_platform.h"
 #include "support/golden.h"
@@ -470,6 +472,19 @@ TEST_F(GoldenHost, FailingQueriesAndDamagedTables) {
   damaged.WriteGpt(TwoPartitions(), &placement);
   damaged.FlipByte(placement.PrimaryHeaderLba * 512 + 40);
   Add(damaged, 0);
+  // Headers whose checksums hold but whose usable ranges do not: the first
+  // usable sector past the last, the last past the end of the disk.
+  for (const auto& [number, firstUsable, lastUsable] : {std::tuple{11u, 40000ull, 39999ull}, {12u, 34ull, 131072ull}}) {
+    CDiskImageBuilder image(uint64_t{64} << 20);
+    image.WriteGpt(TwoPartitions());
+    uint8_t header[92];
+    image.Read(512, sizeof header, header);
+    StoreLe64(header + 40, firstUsable);
+    StoreLe64(header + 48, lastUsable);
+    StoreLe32(header + 16, 0);
+    StoreLe32(header + 16, Crc32(header, sizeof header));
+    Add(image.WriteBytes(512, header, sizeof header), number);
+  }
   Run("host/failing-and-damaged", {});
 }
 
