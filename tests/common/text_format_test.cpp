@@ -78,6 +78,7 @@ TEST(TextFormat, HostileFormatsStayBounded) {
   EXPECT_EQ(FormatNarrow("50%"), "50");
   EXPECT_EQ(FormatNarrow("%y|%n|", 1), "%y||");
   EXPECT_EQ(FormatNarrow("%99999999d", 1).size(), 4096u);
+  EXPECT_EQ(FormatNarrow("%.70f", 0.5), "0." + std::string(60, '0').replace(0, 1, "5"));  // 60 digits at most
 }
 
 TEST(TextFormat, AnsiConversionIsTheSameEverywhere) {

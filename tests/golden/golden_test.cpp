@@ -414,6 +414,10 @@ class GoldenHost : public ::testing::Test {
     });
     std::filesystem::current_path(before);
     EXPECT_EQ(status, 0);
+    // No critical-error or open-failure boxes while the disks are read, and
+    // the host's mode again at the end.
+    EXPECT_EQ(platform_.ErrorModeBitsSet, 0x8001u);
+    EXPECT_EQ(platform_.ErrorMode, 0u);
     CheckGolden(stem + ".txt", text);
     if (FileExists(dir.File("report.xml"))) CheckGolden(stem + ".xml", ReadFileText(dir.File("report.xml")));
   }
@@ -472,15 +476,16 @@ TEST_F(GoldenHost, FailingQueriesAndDamagedTables) {
   damaged.WriteGpt(TwoPartitions(), &placement);
   damaged.FlipByte(placement.PrimaryHeaderLba * 512 + 40);
   Add(damaged, 0);
-  // Headers whose checksums hold but whose usable ranges do not: the first
-  // usable sector past the last, the last past the end of the disk.
-  for (const auto& [number, firstUsable, lastUsable] : {std::tuple{11u, 40000ull, 39999ull}, {12u, 34ull, 131072ull}}) {
+  // Headers whose checksums hold but whose places do not: the first usable
+  // sector past the last, the last past the end of the disk, the entries
+  // past the end.
+  for (const auto& [number, field, value] :
+       {std::tuple{11u, 40, 131050ull}, {12u, 48, 131072ull}, {13u, 72, 131072ull}}) {
     CDiskImageBuilder image(uint64_t{64} << 20);
     image.WriteGpt(TwoPartitions());
     uint8_t header[92];
     image.Read(512, sizeof header, header);
-    StoreLe64(header + 40, firstUsable);
-    StoreLe64(header + 48, lastUsable);
+    StoreLe64(header + field, value);
     StoreLe32(header + 16, 0);
     StoreLe32(header + 16, Crc32(header, sizeof header));
     Add(image.WriteBytes(512, header, sizeof header), number);
@@ -540,7 +545,8 @@ TEST_F(GoldenHost, PrimaryPackCriteria) {
                       {false, 1, 0xb2, 0xa0, 1}};
   for (uint32_t n = 0; n < 4; ++n) {
     const Row& r = rows[n];
-    LdmAreaImage area = PackArea(r.PackA ? "PackA" : "PackB", r.PackA ? idA : idB, r.PackA ? first : second, r.Self, 63);
+    LdmAreaImage area =
+        PackArea(r.PackA ? "PackA" : "PackB", r.PackA ? idA : idB, r.PackA ? first : second, r.Self, 63);
     area.Header.BootSig = r.BootSig;
     area.Header.UpdateTime += static_cast<uint64_t>(int64_t{10000000} * r.Seconds);
     Add(MbrDynamic(area, r.Signature, n == 0), n);

@@ -13,7 +13,8 @@ namespace kestrand::test {
 namespace {
 
 TEST(GeneratedPacks, LdmtoolAndTheToolAgree) {
-  if (std::system("command -v ldmtool >/dev/null 2>&1") != 0) GTEST_SKIP() << "ldmtool is not installed (Debian package ldmtool)";
+  if (std::system("command -v ldmtool >/dev/null 2>&1") != 0)
+    GTEST_SKIP() << "ldmtool is not installed (Debian package ldmtool)";
   const bench::PackRequest requests[] = {{2, 64, 512ull << 20}, {3, 256, 1ull << 30}, {4, 700, 8ull << 30}};
   for (const bench::PackRequest& request : requests) {
     TempDir dir;

@@ -36,7 +36,12 @@ class FakeHostPlatform : public CPlatform {
   std::u16string PrimaryPackId;                     // the registry value; empty: absent
   std::vector<std::pair<GUID, std::u16string>> DynamicVolumes;  // the device of each volume GUID
 
-  uint32_t SetErrorMode(uint32_t mode) override { return std::exchange(errorMode_, mode); }
+  uint32_t ErrorMode = 0;
+  uint32_t ErrorModeBitsSet = 0;  // every bit any call set
+  uint32_t SetErrorMode(uint32_t mode) override {
+    ErrorModeBitsSet |= mode;
+    return std::exchange(ErrorMode, mode);
+  }
   WIN32_ERROR ListVolumes(std::vector<VolumeMounts>& out) override {
     out.insert(out.end(), Volumes.begin(), Volumes.end());
     return 0;
@@ -74,9 +79,6 @@ class FakeHostPlatform : public CPlatform {
     id = PrimaryPackId;
     return id.empty() ? STATUS_OBJECT_NAME_NOT_FOUND_CODE : 0;
   }
-
- private:
-  uint32_t errorMode_ = 0;
 };
 
 // Installs a platform for the lifetime of the object, then the native one.
