@@ -1,11 +1,13 @@
 // The report format dialect: what the format strings of the reports must
-// produce on every build.
+// produce on every build; text conversions and small decoders of host answers.
 #include <gtest/gtest.h>
 
 #include <cstdint>
 
 #include "common/text_format.h"
+#include "disk/disk_report.h"
 #include "platform/platform.h"
+#include "platform/query_buffers.h"
 
 namespace kestrand {
 namespace {
@@ -57,11 +59,26 @@ TEST(TextFormat, PaddingFlagsAndHex) {
   EXPECT_EQ(FormatWide(u"\t%c: = %s", u'C', u"dev"), u"\tC: = dev");
 }
 
+// Every conversion, flag and size in both widths; characters marked wide
+// or narrow, and wide ones beyond ASCII in a narrow format as "?".
+TEST(TextFormat, EveryConversionInBothWidths) {
+  const uint64_t big = 5000000000ull;
+  EXPECT_EQ(FormatNarrow("%p|% d|% d|%*d|%.3d|%#o|%o|%hc|%lc|%wc|%C|%c", uint64_t{0xbeef}, 5, -5, -4, 7, 7, 8, 8, 'a',
+                         u'\u00e9', u'b', u'c', 'd'),
+            "000000000000BEEF| 5|-5|7   |007|010|10|a|?|b|c|d");
+  EXPECT_EQ(FormatWide(u"%p|% d|%*d|%.3d|%#o|%hc|%c|%C|%hu|%hhu|%lld|%I32u|%Iu|%I64u|%.2f|%y|%n|%%|%Lu",
+                       uint64_t{0xbeef}, 5, -4, 7, 7, 8, 'a', u'\u00e9', 'x', 70000, 300, int64_t{-1}, big, big, big,
+                       3.14159, 1, big),
+            u"000000000000BEEF| 5|7   |007|010|a|\u00e9|x|4464|44|-1|705032704|5000000000|5000000000|3.14|%y||%|"
+            u"705032704");
+}
+
 TEST(TextFormat, HostileFormatsStayBounded) {
   // A trailing "%", an unknown conversion and %n neither crash nor write.
   EXPECT_EQ(FormatNarrow("50%"), "50");
   EXPECT_EQ(FormatNarrow("%y|%n|", 1), "%y||");
   EXPECT_EQ(FormatNarrow("%99999999d", 1).size(), 4096u);
+  EXPECT_EQ(FormatNarrow("%.70f", 0.5), "0." + std::string(60, '0').replace(0, 1, "5"));  // 60 digits at most
 }
 
 TEST(TextFormat, AnsiConversionIsTheSameEverywhere) {
@@ -76,11 +93,52 @@ TEST(TextFormat, AnsiConversionIsTheSameEverywhere) {
 // Names from the host (labels, mount paths) in UTF-8 and UTF-16, with
 // characters beyond the first plane as surrogate pairs.
 TEST(TextFormat, Utf8AndUtf16BothWays) {
-  const std::u16string wide = u"a\u00e9\u4e2d\U0001F600z";
-  const std::string narrow = "a\xc3\xa9\xe4\xb8\xad\xf0\x9f\x98\x80z";
+  const std::u16string wide = u"a\u007f\u0080\u00e9\u07ff\u0800\u4e2d\uffff\U00010000\U0001F600z";
+  const std::string narrow =
+      "a\x7f\xc2\x80\xc3\xa9\xdf\xbf\xe0\xa0\x80\xe4\xb8\xad\xef\xbf\xbf\xf0\x90\x80\x80\xf0\x9f\x98\x80z";
   EXPECT_EQ(Utf16ToUtf8(wide), narrow);
   EXPECT_EQ(Utf8ToUtf16(narrow), wide);
   EXPECT_EQ(Utf16ToUtf8(u"\U0001F600\U0001F600\uFFFD"), "\xf0\x9f\x98\x80\xf0\x9f\x98\x80\xef\xbf\xbd");
+  // Surrogates, overlong forms, values past U+10FFFF, bad and cut sequences:
+  // one replacement each; the last values on either side of them stay.
+  EXPECT_EQ(Utf8ToUtf16("\xed\xa0\x80|\xed\xbf\xbf|\xe0\x9f\xbf|\xf4\x90\x80\x80|\xc1\x81|\xc3(|"
+                        "\xed\x9f\xbf\xee\x80\x80\xf4\x8f\xbf\xbf|\xc3"),
+            u"\uFFFD|\uFFFD|\uFFFD|\uFFFD|\uFFFD\uFFFD|\uFFFD(|\uD7FF\uE000\U0010FFFF|\uFFFD");
+}
+
+TEST(HostAnswers, MediaTypeNamesAndMountPointDeviceNames) {
+  const std::pair<uint32_t, std::u16string> media[] = {{0, u"Unknown"},  {1, u"Floppy"},    {11, u"Removable"},
+                                                       {12, u"Fixed"},   {25, u"Floppy"},    {26, u"Unknown"},
+                                                       {0x80000000u, u"Unknown"}};
+  for (const auto& [type, name] : media) EXPECT_EQ(MediaTypeName(type), name) << type;
+
+  // Size, count, then the first entry: its device name's offset and length.
+  uint8_t answer[48] = {48, 0, 0, 0, 1};
+  answer[24] = 40;
+  answer[28] = 7;  // three characters and an odd byte
+  for (int i = 0; i < 4; ++i) answer[40 + 2 * i] = static_cast<uint8_t>('A' + i);
+  std::u16string name = u"old";
+  EXPECT_EQ(ReadMountPointDeviceName(answer, sizeof answer, name), 0u);
+  EXPECT_EQ(name, u"ABC");
+  answer[28] = 9;  // past the end
+  EXPECT_EQ(ReadMountPointDeviceName(answer, sizeof answer, name), ERROR_INVALID_DATA_CODE);
+  answer[4] = 0;
+  EXPECT_EQ(ReadMountPointDeviceName(answer, sizeof answer, name), ERROR_FILE_NOT_FOUND_CODE);
+  EXPECT_EQ(ReadMountPointDeviceName(answer, 31, name), ERROR_FILE_NOT_FOUND_CODE);
+  answer[4] = 1;
+  EXPECT_EQ(ReadMountPointDeviceName(answer, 31, name), ERROR_INVALID_DATA_CODE);
+  EXPECT_TRUE(name.empty());
+
+  // The registry's primary pack id: its characters up to the first zero one,
+  // an odd byte at the end left out; only a string value is taken.
+  CRegistryStringCopy value;
+  EXPECT_EQ(value.Assign(REG_SZ_TYPE, "{\0A\0}\0\0\0x\0", 10), 0);
+  EXPECT_EQ(value.Text(), u"{A}");
+  EXPECT_EQ(value.Assign(REG_SZ_TYPE, "a\0b\0c", 5), 0);
+  EXPECT_EQ(value.Text(), u"ab");
+  EXPECT_EQ(value.Assign(3, "a\0", 2), STATUS_UNSUCCESSFUL_CODE);
+  EXPECT_EQ(value.Assign(REG_SZ_TYPE, nullptr, 2), STATUS_INVALID_PARAMETER_CODE);
+  EXPECT_EQ(value.Text(), u"ab");
 }
 
 }  // namespace

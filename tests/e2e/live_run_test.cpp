@@ -1,10 +1,18 @@
 // The real binary without arguments examines the host it runs on (under wine
-// for the Windows build): it runs to its end and reports what it found.
+// for the Windows build): it runs to its end and reports what it found; on
+// Linux its host section says what the C library says about the machine.
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <regex>
+#include <string>
+#include <vector>
+#ifndef _WIN32
+#include <sys/utsname.h>
+#include <unistd.h>
+#endif
 
 #include "support/run_binary.h"
 
@@ -28,6 +36,32 @@ TEST(LiveRun, WithoutArgumentsReportsTheHostAndEveryDiskInOrder) {
   ASSERT_NE(mounts, std::string::npos);
   ASSERT_NE(letters, std::string::npos);
   EXPECT_NE(r.Out.find("       Computer Name: "), std::string::npos);
+
+#ifndef _WIN32
+  auto line = [](const std::string& label, const std::string& value) {
+    return "\n" + std::string(20 - label.size(), ' ') + label + ": " + value + "\n";
+  };
+  char name[256] = {};
+  ASSERT_EQ(gethostname(name, sizeof name - 1), 0);
+  struct utsname names {};
+  ASSERT_EQ(uname(&names), 0);
+  const std::string machine = names.machine;
+  std::string processor = "UNKNOWN";
+  if (machine == "x86_64") processor = "AMD64";
+  if (machine == "i386" || machine == "i486" || machine == "i586" || machine == "i686") processor = "x86";
+  if (machine == "ia64") processor = "IA64";
+  std::vector<std::string> lines = {line("Computer Name", name), line("Product Type", "(null)"), line("Suites", ""),
+                                    line("CPU Type", processor + " (" + std::to_string(sysconf(_SC_NPROCESSORS_ONLN)) +
+                                                         " CPU)"),
+                                    line("Cluster State", "Not Installed"), line("Kestrand Version", "1.0")};
+  // A release such as "6.1.0-18-amd64" shows as 6.1 Build 0 -18-amd64.
+  unsigned major = 0, minor = 0, build = 0;
+  int consumed = 0;
+  if (std::sscanf(names.release, "%u.%u.%u%n", &major, &minor, &build, &consumed) == 3)
+    lines.push_back(line("Version", std::to_string(major) + "." + std::to_string(minor) + " Build " +
+                                        std::to_string(build) + " " + (names.release + consumed)));
+  for (const std::string& expected : lines) EXPECT_NE(r.Out.find(expected), std::string::npos) << expected;
+#endif
 
   // Every disk found has its section, in ascending disk number.
   static const std::regex heading(R"(\n {24}Disk (\d+) Summary\n)");

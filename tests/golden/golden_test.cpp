@@ -13,9 +13,11 @@
 #include <set>
 #include <memory>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "driver/kestrand.h"
+#include "partition/table_bytes.h"
 #include "support/disk_image_builder.h"
 #include "support/image_platform.h"
 #include "support/golden.h"
@@ -157,6 +159,32 @@ struct AreaDamage {
   std::function<void(LdmAreaImage&)> Apply;
 };
 
+// A config of status `status` whose records carry each transaction flag;
+// later fragments of a group never begun, of a group with a fragment
+// missing, of an ignored group; a whole record of four fragments; the walk
+// ends at a record with both flags.
+std::function<void(LdmAreaImage&)> Transactions(uint16_t status) {
+  return [status](LdmAreaImage& a) {
+    ConfigAreaBuilder config;
+    config.Header.Status = status;
+    config.AddRecord(1, PackRecord());
+    config.AddRecord(2, VolumeRecord(0x421, "Flag1"), 1);
+    config.AddRecord(3, VolumeRecord(0x422, "Flag2"), 2);
+    auto disk = [](uint64_t id, uint16_t flags) {
+      return SplitRecord(BuildDiskRecord({.RecordId = id, .DeviceInstance = std::u16string(350, u'x')}), flags);
+    };
+    const uint16_t count = static_cast<uint16_t>(disk(0, 0).size());  // four
+    uint32_t block = config.NextFreeBlock();
+    config.PutFragment(block++, 4, 1, count, disk(0x403, 0)[1]);
+    for (uint16_t fragment : {0, 2, 3}) config.PutFragment(block++, 5, fragment, count, disk(0x404, 0)[fragment]);
+    for (uint16_t fragment : {0, 1, 2, 3}) config.PutFragment(block++, 6, fragment, count, disk(0x405, 2)[fragment]);
+    for (uint16_t fragment : {0, 1, 2, 3}) config.PutFragment(block++, 7, fragment, count, disk(0x406, 0)[fragment]);
+    config.AddRecord(8, VolumeRecord(0x423, "Flags3"), 3);
+    config.AddRecord(9, VolumeRecord(0x424, "NotReached"));
+    a.Config = config.Build();
+  };
+}
+
 const AreaDamage kAreaDamages[] = {
     {"bad-checksum", [](LdmAreaImage& a) { a.Header.Checksum = 0x12345678; }},
     {"bad-header-magic", [](LdmAreaImage& a) { a.Header.Magic = "PRIVHEAX"; }},
@@ -166,6 +194,25 @@ const AreaDamage kAreaDamages[] = {
        a.Header.NewDiskId = GuidFromText("5e1f0000-0000-4000-8000-0000000000ee");
      }},
     {"header-names-no-toc", [](LdmAreaImage& a) { a.Header.TocPrimarySector = 3; a.Header.TocAlternateSector = 2040; }},
+    // Every field the consistency tests compare differs between the copies.
+    {"copies-differ-everywhere", [](LdmAreaImage& a) {
+       a.Header.VersionMinor = 12;
+       a.AlternateHeader = PrivateHeaderFields{
+           "PRIVHEAx", 0x4321, 3, 13, a.Header.UpdateTime + 1, 6, 0x7fe, 0x741, "5e1f0000-0000-4000-8000-0000000000e1",
+           "5e1f0000-0000-4000-8000-0000000000e3", "5e1f0000-0000-4000-8000-0000000000e7", "OtherDg0", 0x400, 1, 1, 1,
+           64, 96326, 100353, 2047, 3, 2044, 2, 2, 1480, 225, 0x1234,
+           GuidFromText("5e1f0000-0000-4000-8000-0000000000e2"), GuidFromText("5e1f0000-0000-4000-8000-0000000000e5"),
+           GuidFromText("5e1f0000-0000-4000-8000-0000000000e4"), GuidFromText("5e1f0000-0000-4000-8000-0000000000e6"),
+           "Other"};
+       a.AlternateToc = a.Toc;
+       a.AlternateToc->Second = {"config", 1, 1499, 223, 6, 2, 1};  // the first entries agree
+     }},
+    {"transactions-clean", Transactions(1)},
+    {"transactions-change", Transactions(2)},
+    {"transactions-commit", Transactions(3)},
+    {"transactions-abort", Transactions(4)},
+    {"transactions-status-5", Transactions(5)},
+    {"transactions-stale", Transactions(6)},
     {"toc-bad-magic", [](LdmAreaImage& a) { a.Toc.Magic = "TOCBLOCX"; }},
     {"toc-unknown-region", [](LdmAreaImage& a) { a.Toc.Second.Name = "journal"; }},
     {"toc-entry-past-sector", [](LdmAreaImage& a) { a.Toc.First.DataLength = 500; }},
@@ -176,6 +223,12 @@ const AreaDamage kAreaDamages[] = {
        config.Header.BlockSize = 16;
        a.Config = config.Build();
      }},
+    {"vmdb-announces-32-mib", [](LdmAreaImage& a) {
+       ConfigAreaBuilder config;
+       config.Header.NumBlocks = 0x40000;
+       a.Config = config.Build();
+       a.Config.resize(64 * 128);
+     }},
     {"vmdb-version-3", [](LdmAreaImage& a) {
        ConfigAreaBuilder config;
        config.Header.VersionMajor = 3;
@@ -185,35 +238,19 @@ const AreaDamage kAreaDamages[] = {
      }},
     {"records-of-every-kind", [](LdmAreaImage& a) {
        ConfigAreaBuilder config;
-       PackFields pack;
-       pack.Revision = 4;
-       pack.Flags = 0x1800;
-       pack.BaseMinor = 9;
-       config.AddRecord(1, BuildPackRecord(pack));
-       DiskFields disk;
-       disk.Revision = 4;
-       disk.DeviceInstanceTwoByte = true;
-       config.AddRecord(2, BuildDiskRecord(disk));
-       VolumeFields volume;
-       volume.Flags = 0xFA00;
-       volume.PrefferedPlexRecordId = 0x423;
-       volume.LogRecordId = 0x424;
-       volume.Number4000 = 7;
-       volume.Number8000 = -3;
-       volume.AppRecovery = 1;
-       volume.MountNameTwoByte = true;
-       config.AddRecord(3, BuildVolumeRecord(volume));
-       PlexFields plex;
-       plex.Flags = 0x1000;
-       plex.Layout = 1;
-       config.AddRecord(4, BuildPlexRecord(plex));
-       SubdiskFields subdisk;
-       subdisk.Flags = 0xC200;
-       subdisk.Minor = 4;
-       subdisk.HiddenSectors = 63;
-       subdisk.LastDiskRecordId = 0x403;
-       config.AddRecord(5, BuildSubdiskRecord(subdisk));
-       config.AddRecord(6, VolumeRecord(0x421, "Volume1"));  // the same id twice
+       config.AddRecord(1, BuildPackRecord({.Revision = 4, .Flags = 0x1800, .BaseMinor = 9}));
+       config.AddRecord(2, BuildDiskRecord({.Revision = 4, .DeviceInstanceTwoByte = true}));
+       config.AddRecord(3, BuildVolumeRecord({.Flags = 0xFA00, .PrefferedPlexRecordId = 0x423, .LogRecordId = 0x424,
+                                              .Number4000 = 7, .Number8000 = -3, .AppRecovery = 1,
+                                              .MountNameTwoByte = true}));
+       config.AddRecord(4, BuildPlexRecord({.Flags = 0x1000, .Layout = 1}));
+       config.AddRecord(5, BuildSubdiskRecord({.Flags = 0xC200, .Minor = 4, .HiddenSectors = 63,
+                                               .LastDiskRecordId = 0x403}));
+       for (uint16_t revision : {3, 4})  // the partition type from revision 4 on
+         config.AddRecord(3u + revision, BuildVolumeRecord({.RecordId = 0x440u + revision,
+                                                            .Name = "Revision" + std::to_string(revision),
+                                                            .Revision = revision, .PartitionType = 0x42}));
+       config.AddRecord(8, VolumeRecord(0x421, "Volume1"));  // the same id twice: the walk ends
        config.PutBlock(40, std::vector<uint8_t>(128, 0xA5));
        a.Config = config.Build();
      }},
@@ -307,9 +344,9 @@ LdmAreaImage PackArea(const std::string& packName, const std::string& packIdText
   return area;
 }
 
-CDiskImageBuilder MbrDynamic(const LdmAreaImage& area, uint32_t signature) {
+CDiskImageBuilder MbrDynamic(const LdmAreaImage& area, uint32_t signature, bool boot = false) {
   CDiskImageBuilder image(kDiskBytes);
-  image.WriteMbr({MbrSlot{0x42, false, 63, kAreaSector - 63}, MbrSlot{}, MbrSlot{}, MbrSlot{}}, signature);
+  image.WriteMbr({MbrSlot{0x42, boot, 63, kAreaSector - 63}, MbrSlot{}, MbrSlot{}, MbrSlot{}}, signature);
   const std::vector<uint8_t> bytes = area.Build();
   image.WriteBytes(uint64_t{kAreaSector} * 512, bytes.data(), bytes.size());
   // The backup copy of the private header in sector 6.
@@ -352,6 +389,7 @@ class GoldenHost : public ::testing::Test {
     platform_.Letters = {{u'C', {u"\\Device\\HarddiskVolume2", 3}}, {u'D', {u"\\Device\\CdRom0", 5}},
                          {u'E', {u"\\Device\\HarddiskDmVolumes\\GoldenDg0\\Volume1", 3}}};
     platform_.LetterFailures = {{u'Z', 5}};
+    platform_.DynamicVolumes = {{VolumeFields().VolumeGuid, u"\\Device\\HarddiskDmVolumes\\Dg0\\Volume1"}};
   }
 
   ImageDisk& Add(const CDiskImageBuilder& image, uint32_t number) {
@@ -376,6 +414,10 @@ class GoldenHost : public ::testing::Test {
     });
     std::filesystem::current_path(before);
     EXPECT_EQ(status, 0);
+    // No critical-error or open-failure boxes while the disks are read, and
+    // the host's mode again at the end.
+    EXPECT_EQ(platform_.ErrorModeBitsSet, 0x8001u);
+    EXPECT_EQ(platform_.ErrorMode, 0u);
     CheckGolden(stem + ".txt", text);
     if (FileExists(dir.File("report.xml"))) CheckGolden(stem + ".xml", ReadFileText(dir.File("report.xml")));
   }
@@ -390,7 +432,11 @@ GptOptions TwoPartitions() {
   options.Partitions = {{kGptTypeReserved, GuidFromText("aaaaaaaa-0000-0000-0000-000000000001"), 34, 32801, 0,
                          u"Reserved partition"},
                         {kGptTypeBasicData, GuidFromText("aaaaaaaa-0000-0000-0000-000000000002"), 32802, 40000,
-                         0x8000000000000001, u"Data"}};
+                         0x8000000000000001, u"Data"},
+                        {GuidFromText("c12a7328-f81f-11d2-ba4b-00a0c93ec93b"),
+                         GuidFromText("aaaaaaaa-0000-0000-0000-000000000003"), 40001, 40100, 1, u"EFI", 3},
+                        {GuidFromText("c12a7328-f81f-11d2-ba4b-00a0c93ec93c"),
+                         GuidFromText("aaaaaaaa-0000-0000-0000-000000000004"), 40101, 40200, 0, u"Unknown kind"}};
   return options;
 }
 
@@ -404,6 +450,10 @@ TEST_F(GoldenHost, FailingQueriesAndDamagedTables) {
   Add(basic, 6).AlignmentError = 50;
   Add(basic, 5).LayoutError = 1117;
   Add(basic, 4).PartitionInfoError = 1;
+  CDiskImageBuilder member(kDiskBytes);  // fault-tolerant members: recognized but for FAT16
+  member.WriteMbr({MbrSlot{0x84, false, 63, 100}, MbrSlot{0x87, false, 200, 100}, MbrSlot{0xC6, false, 400, 100},
+                   MbrSlot{0x1B, false, 600, 100}}, 0x12345678);
+  Add(member, 10);
   const std::vector<PackDisk> one{{0x403, "Disk1", "5e1f0000-0000-4000-8000-0000000000c1"}};
   ImageDisk& unreadable = Add(MbrDynamic(PackArea("PackC", "5e1f0000-0000-4000-8000-00000000000c", one, 0, 63), 7), 3);
   unreadable.RawReadStatus = static_cast<NTSTATUS>(0xC0000185);
@@ -426,6 +476,20 @@ TEST_F(GoldenHost, FailingQueriesAndDamagedTables) {
   damaged.WriteGpt(TwoPartitions(), &placement);
   damaged.FlipByte(placement.PrimaryHeaderLba * 512 + 40);
   Add(damaged, 0);
+  // Headers whose checksums hold but whose places do not: the first usable
+  // sector past the last, the last past the end of the disk, the entries
+  // past the end.
+  for (const auto& [number, field, value] :
+       {std::tuple{11u, 40, 131050ull}, {12u, 48, 131072ull}, {13u, 72, 131072ull}}) {
+    CDiskImageBuilder image(uint64_t{64} << 20);
+    image.WriteGpt(TwoPartitions());
+    uint8_t header[92];
+    image.Read(512, sizeof header, header);
+    StoreLe64(header + field, value);
+    StoreLe32(header + 16, 0);
+    StoreLe32(header + 16, Crc32(header, sizeof header));
+    Add(image.WriteBytes(512, header, sizeof header), number);
+  }
   Run("host/failing-and-damaged", {});
 }
 
@@ -459,6 +523,35 @@ TEST_F(GoldenHost, TwoPacks) {
   Add(MbrDynamic(PackArea("PackA", idA, first, 1, 63), 0xa2), 2);
   Add(MbrDynamic(PackArea("PackB", idB, second, 1, 63), 0xb2), 3);
   Run("host/two-packs-analysis", {"-a", "-f", "report.xml"});
+}
+
+// The primary pack reasoning: a dynamic boot disk, the registry naming a
+// pack, and boot signatures that name no disk, the disk itself, the boot
+// disk; two disks whose headers have the same time keep their order.
+TEST_F(GoldenHost, PrimaryPackCriteria) {
+  const std::vector<PackDisk> first{{0x403, "Disk1", "5e1f0000-0000-4000-8000-0000000000a1"},
+                                    {0x404, "Disk2", "5e1f0000-0000-4000-8000-0000000000a2"}};
+  const std::vector<PackDisk> second{{0x403, "Disk1", "5e1f0000-0000-4000-8000-0000000000b1"},
+                                     {0x404, "Disk2", "5e1f0000-0000-4000-8000-0000000000b2"}};
+  const std::string idA = "5e1f0000-0000-4000-8000-00000000000a", idB = "5e1f0000-0000-4000-8000-00000000000b";
+  platform_.PrimaryPackId = std::u16string(u"{5E1F0000-0000-4000-8000-00000000000B}") + u'\0';
+  struct Row {
+    bool PackA;
+    size_t Self;
+    uint32_t Signature, BootSig;
+    int Seconds;  // header time
+  };
+  const Row rows[] = {{true, 0, 0xa0, 0x77, -1}, {false, 0, 0x77, 0x77, 2}, {true, 1, 0xa2, 0x55, 1},
+                      {false, 1, 0xb2, 0xa0, 1}};
+  for (uint32_t n = 0; n < 4; ++n) {
+    const Row& r = rows[n];
+    LdmAreaImage area =
+        PackArea(r.PackA ? "PackA" : "PackB", r.PackA ? idA : idB, r.PackA ? first : second, r.Self, 63);
+    area.Header.BootSig = r.BootSig;
+    area.Header.UpdateTime += static_cast<uint64_t>(int64_t{10000000} * r.Seconds);
+    Add(MbrDynamic(area, r.Signature, n == 0), n);
+  }
+  Run("host/primary-pack-analysis", {"-a", "-f", "report.xml"});
 }
 
 }  // namespace

@@ -121,6 +121,7 @@ INSTANTIATE_TEST_SUITE_P(
         FieldCase{"wstring_empty", kWide, {0x00, 0x41}, 1, "(none)"},
         FieldCase{"wstring_two_byte_empty", kWide, {0xFF, 0x00}, 2, "(none)"},
         FieldCase{"wstring_no_count", kWide, {0xFF}, -1, ""},
+        FieldCase{"wstring_nothing_left", kWide, {}, -1, ""},
         FieldCase{"wstring_half_character", kWide, {0xFF, 0x02, 0x00, 0x41, 0x00}, -1, ""},
         FieldCase{"wstring_past_end", kWide, {0x03, 'a', 'b'}, -1, ""},
         FieldCase{"guid_bytes",

@@ -1,5 +1,7 @@
 // The real binary on the real dynamic disk images attached read-only as loop
-// devices: the live path from enumeration to both reports.
+// devices: the live path from enumeration to both reports. Other programs
+// may have loop devices of their own attached meanwhile, so the tests look
+// only at the disks of their own devices, found by disk number.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -21,14 +23,12 @@ const char* const kDiskIds[] = {
     "47980158-abc7-46e3-a95f-7c00f8539073", "ce3fd206-854c-4207-985b-9e0125885f20",
     "fa21d8d9-e087-4585-9761-5710b88e4c92", "bb1570c9-aa66-47df-a8f1-4c89db3e0704"};
 
-// The text of the disk section that holds `marker`, from its heading to the
-// next heading.
-std::string SectionWith(const std::string& report, const std::string& marker) {
-  const size_t at = report.find(marker);
+// The text from `begin` to the first `end` after it (or the end).
+std::string Between(const std::string& text, const std::string& begin, const std::string& end) {
+  const size_t at = text.find(begin);
   if (at == std::string::npos) return {};
-  const size_t start = report.rfind(" Summary\n", at);
-  const size_t end = report.find(" Summary\n", at);
-  return report.substr(start == std::string::npos ? 0 : start, end == std::string::npos ? std::string::npos : end - start);
+  const size_t stop = text.find(end, at + begin.size());
+  return text.substr(at, stop == std::string::npos ? std::string::npos : stop - at);
 }
 
 class LoopDevices : public RealImagesTestBase {
@@ -39,84 +39,105 @@ class LoopDevices : public RealImagesTestBase {
     if (!IsSkipped() && !LoopDevice::Available(reason)) GTEST_SKIP() << reason;
   }
 
-  // Attaches the images (or their repaired copies) whose indexes are given.
-  void Attach(const std::vector<size_t>& indexes, bool repaired) {
-    for (size_t i : indexes) {
-      const std::string& name = RealImages::Names()[i];
+  // Attaches the ten images (or their repaired copies) and runs the tool
+  // with `args`; a run during which the disk numbers of our devices changed
+  // is repeated. Sets numbers_[i] to the disk number of image i.
+  ProcessResult AttachAndRun(bool repaired, const std::vector<std::string>& args) {
+    std::vector<std::string> paths;
+    for (const std::string& name : RealImages::Names()) {
       devices_.push_back(std::make_unique<LoopDevice>(repaired ? images_->RepairedPath(name) : images_->Path(name)));
-      ASSERT_TRUE(devices_.back()->Attached()) << "could not attach " << name;
+      EXPECT_TRUE(devices_.back()->Attached()) << "could not attach " << name;
+      paths.push_back(devices_.back()->Device());
     }
+    ProcessResult run;
+    for (int attempt = 0; attempt < 5; ++attempt) {
+      numbers_ = LoopDevice::DiskNumbers(paths);
+      run = RunKestrandBinary(args, dir_.Path());
+      if (LoopDevice::DiskNumbers(paths) == numbers_) break;
+    }
+    for (long number : numbers_) EXPECT_GE(number, 0) << "a device of ours is not listed";
+    EXPECT_EQ(run.ExitStatus, 0);
+    return run;
+  }
+
+  // The text section of image i, from its heading to the next one.
+  std::string Section(const std::string& report, size_t i) const {
+    return Between(report, "Disk " + std::to_string(numbers_[i]) + " Summary\n", " Summary\n");
+  }
+
+  // The branch of image i among the XML's dynamic disks, without its tests
+  // (which name the copies too).
+  std::string Branch(const std::string& xml, size_t i) const {
+    const std::string disks = xml.substr(std::min(xml.find("<DynamicDisks "), xml.size()));
+    std::string branch =
+        Between(disks, "<Disk _ElementDisplayName=\"Disk " + std::to_string(numbers_[i]) + "\"",
+                "<Disk _ElementDisplayName=\"Disk ");
+    return branch.substr(0, branch.find("<Tests "));
   }
 
   std::vector<std::unique_ptr<LoopDevice>> devices_;
+  std::vector<long> numbers_;
   TempDir dir_;
 };
 
 TEST_F(LoopDevices, ImagesAsTheyAreShowTheirLayoutAndHeadersButNoRecords) {
-  Attach({0, 1, 2, 3, 4, 5, 6, 7, 8, 9}, false);
-  const ProcessResult text = RunKestrandBinary({}, dir_.Path());
-  ASSERT_EQ(text.ExitStatus, 0);
-  for (const char* id : kDiskIds) {
-    const std::string section = SectionWith(text.Out, std::string("DiskId:      ") + id);
-    ASSERT_FALSE(section.empty()) << id;
-    EXPECT_NE(section.find("                   4 PartitionCount\n"), std::string::npos) << id;
+  const ProcessResult text = AttachAndRun(false, {});
+  for (size_t i = 0; i < 10; ++i) {
+    const std::string section = Section(text.Out, i);
+    EXPECT_NE(section.find(std::string("DiskId:      ") + kDiskIds[i]), std::string::npos) << i;
+    EXPECT_NE(section.find("                   4 PartitionCount\n"), std::string::npos) << i;
     EXPECT_NE(section.find("          32,256         49,319,424         63         96,327          1           42"),
               std::string::npos)
-        << id;
-    EXPECT_NE(section.find("             Sectors 96,390               102,400"), std::string::npos) << id;
-    EXPECT_NE(section.find("Magic Str:   TOCBLOCK"), std::string::npos) << id;
+        << i;
+    EXPECT_NE(section.find("             Sectors 96,390               102,400"), std::string::npos) << i;
+    EXPECT_NE(section.find("Magic Str:   TOCBLOCK"), std::string::npos) << i;
+    // The config copy is read at sector 16, which is empty: no records.
+    EXPECT_EQ(section.find("RecordName:"), std::string::npos) << i;
   }
-  // The config copy is read at sector 16, which is empty: no records, no volumes.
-  EXPECT_EQ(text.Out.find("Dynamic Disk Information"), std::string::npos);
+  devices_.clear();
 
-  const ProcessResult analysis = RunKestrandBinary({"-a"}, dir_.Path());
-  ASSERT_EQ(analysis.ExitStatus, 0);
+  const ProcessResult analysis = AttachAndRun(false, {"-a"});
   const std::string xml = ReadFileBytes(dir_.File("kestrandanalysis.xml"));
-  EXPECT_NE(xml.find("<DynamicDisks _ElementDisplayName=\"Dynamic Disks\" _ElementIcon=\"0\">"), std::string::npos);
-  EXPECT_GE(CountOf(xml, "PartitionType=\"0x00000042\""), 10u);
-  for (const char* id : kDiskIds) EXPECT_NE(xml.find(std::string("DiskId=\"") + id + "\""), std::string::npos) << id;
-  EXPECT_NE(xml.find("<VirtualStructure _ElementDisplayName=\"NoValidDynamicDisks\" _ElementIcon=\"4\" />"),
-            std::string::npos);
+  for (size_t i = 0; i < 10; ++i) {
+    const std::string branch = Branch(xml, i);
+    EXPECT_NE(branch.find(std::string("DiskId=\"") + kDiskIds[i] + "\""), std::string::npos) << i;
+    EXPECT_NE(branch.find("PartitionType=\"0x00000042\""), std::string::npos) << i;
+    EXPECT_EQ(branch.find("<Record "), std::string::npos) << i;
+  }
 }
 
 TEST_F(LoopDevices, RepairedImagesShowThePackAndItsVolumes) {
-  Attach({0, 1, 2, 3, 4, 5, 6, 7, 8, 9}, true);
-  const ProcessResult text = RunKestrandBinary({}, dir_.Path());
-  ASSERT_EQ(text.ExitStatus, 0);
-  const size_t info = text.Out.find("---------- Dynamic Disk Information ----------");
-  ASSERT_NE(info, std::string::npos);
-  const std::string table = text.Out.substr(info);
-  EXPECT_NE(table.find(" DiskGroup: Red-nzv8x6obywgDg0"), std::string::npos);
-  EXPECT_NE(table.find("  Group-ID: 03c0c4fc-8b6f-402b-9431-4be2e5823b1c"), std::string::npos);
+  const ProcessResult text = AttachAndRun(true, {});
+  const std::string group = Between(text.Out, " DiskGroup: Red-nzv8x6obywgDg0", " DiskGroup: ");
+  EXPECT_NE(group.find("  Group-ID: 03c0c4fc-8b6f-402b-9431-4be2e5823b1c"), std::string::npos);
   for (const char* volume : {"Volume1", "Volume2", "Volume3", "Volume4", "Stripe1", "Raid1"})
-    EXPECT_NE(table.find(volume), std::string::npos) << volume;
+    EXPECT_NE(group.find(volume), std::string::npos) << volume;
+  for (size_t i = 0; i < 10; ++i)
+    EXPECT_NE(Section(text.Out, i).find(std::string("DiskId:      ") + kDiskIds[i]), std::string::npos) << i;
+  devices_.clear();
 
-  const ProcessResult analysis = RunKestrandBinary({"-a", "-f", "pack.xml"}, dir_.Path());
-  ASSERT_EQ(analysis.ExitStatus, 0);
+  AttachAndRun(true, {"-a", "-f", "pack.xml"});
   const std::string xml = ReadFileBytes(dir_.File("pack.xml"));
-  const size_t virtualStructure = xml.find("<VirtualStructure ");
-  ASSERT_NE(virtualStructure, std::string::npos);
-  EXPECT_NE(xml.find("Red-nzv8x6obywgDg0", virtualStructure), std::string::npos);
-  EXPECT_EQ(xml.find("MissingDisk"), std::string::npos);
-  EXPECT_EQ(xml.find("NoValidDynamicDisks"), std::string::npos);
+  const std::string pack = Between(xml.substr(std::min(xml.find("<VirtualStructure "), xml.size())),
+                                   "\"Red-nzv8x6obywgDg0 (Pack)\"", "(Pack)\"");
+  EXPECT_NE(pack.find("\"Raid1 (Volume)\""), std::string::npos);
+  EXPECT_EQ(pack.find("MissingDisk"), std::string::npos);
 
   // Each dynamic disk carries its LDM branches in order: three private
   // header copies (a device has the backup in sector 6), both tables of
   // contents, the config header, the block list and the records.
-  const size_t section = xml.find("<DynamicDisks ");
-  const size_t disk = xml.find("<Disk _ElementDisplayName=\"Disk ", section);
-  ASSERT_NE(disk, std::string::npos);
-  const size_t next = std::min(xml.find("<Disk _ElementDisplayName=\"Disk ", disk + 1), xml.find("</DynamicDisks>"));
-  std::string branch = xml.substr(disk, next - disk);
-  branch = branch.substr(0, branch.find("<Tests "));  // the disk's own tests name the copies too
-  EXPECT_EQ(CountOf(branch, "<PrivateHeader "), 3u);
-  EXPECT_EQ(CountOf(branch, "<TableOfContents "), 2u);
-  size_t at = 0;
-  for (const char* tag : {"<PrivateHeader ", "<PrivateHeader ", "<PrivateHeader ", "<TableOfContents ",
-                          "<TableOfContents ", "<ConfigHeader ", "<BlockList ", "<Records "}) {
-    const size_t found = branch.find(tag, at);
-    ASSERT_NE(found, std::string::npos) << tag;
-    at = found + 1;
+  for (size_t i = 0; i < 10; ++i) {
+    const std::string branch = Branch(xml, i);
+    EXPECT_NE(branch.find(std::string("DiskId=\"") + kDiskIds[i] + "\""), std::string::npos) << i;
+    EXPECT_EQ(CountOf(branch, "<PrivateHeader "), 3u) << i;
+    EXPECT_EQ(CountOf(branch, "<TableOfContents "), 2u) << i;
+    size_t at = 0;
+    for (const char* tag : {"<PrivateHeader ", "<PrivateHeader ", "<PrivateHeader ", "<TableOfContents ",
+                            "<TableOfContents ", "<ConfigHeader ", "<BlockList ", "<Records "}) {
+      const size_t found = branch.find(tag, at);
+      ASSERT_NE(found, std::string::npos) << tag;
+      at = found + 1;
+    }
   }
 }
 

@@ -31,16 +31,11 @@ ImageDisk& CImagePlatform::AddMemoryImage(const std::string& name, const uint8_t
   return disk;
 }
 
-bool CImagePlatform::OnlyReadOpens() const {
-  const auto writing = std::ios::out | std::ios::app | std::ios::trunc;
-  return std::none_of(Opens.begin(), Opens.end(), [&](const ImageOpenRecord& r) { return (r.Mode & writing) != 0; });
-}
-
 WIN32_ERROR CImagePlatform::ListDiskInterfaces(std::vector<DiskInterface>& out) {
   out.clear();
   for (size_t i = 0; i < Disks.size(); ++i)
     out.push_back(DiskInterface{Disks[i].InstanceId, Disks[i].DevicePath});
-  return ListEndCode;
+  return ERROR_NO_MORE_ITEMS_CODE;
 }
 
 void CImagePlatform::Record(const char* operation, const std::string& path) {
@@ -143,7 +138,6 @@ WIN32_ERROR CImagePlatform::GetAccessAlignment(PlatformHandle device,
 }
 
 WIN32_ERROR CImagePlatform::GetDriveLayout(PlatformHandle device, void* buffer, uint32_t size) {
-  LayoutQuerySizes.push_back(size);
   const ImageDisk* disk = DeviceDisk(device);
   if (disk == nullptr) return ERROR_INVALID_HANDLE_CODE;
   if (disk->LayoutError != 0) return disk->LayoutError;

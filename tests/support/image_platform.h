@@ -1,22 +1,94 @@
 // A platform whose disks are image files or images held in memory, for
 // in-process end-to-end runs without root, for the fuzz targets and for the
 // benchmarks: the device queries are answered by the partition table reader
-// over the image, raw reads by reading it, and everything else
-// (volumes, drive letters, host facts) as FakeHostPlatform answers it. Each disk can be
-// told to fail any of its queries. Every file it opens is recorded with its
-// open mode, so a test can prove that nothing was opened for writing.
+// over the image, raw reads by reading it, and the host, volume and drive
+// letter questions from plain members, so that a test can set up any host.
+// Each disk can be told to fail any of its queries.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <fstream>
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include "support/fake_host_platform.h"
+#include "platform/platform.h"
 
 namespace kestrand {
+
+// The host facts, volumes and drive letters a test sets up.
+class FakeHostPlatform : public CPlatform {
+ public:
+  std::u16string ComputerName = u"host.example.test";
+  OsVersion Version{10, 0, 19045, u"Service Pack 1"};
+  std::vector<uint8_t> ProductTypes;  // the product types the host matches
+  uint16_t SuiteMask = 0;
+  ProcessorInfo Processor{9, 4};
+  WIN32_ERROR ClusterCode = 0;
+  uint32_t ClusterState = 0;
+  std::vector<VolumeMounts> Volumes;
+  // Letter -> (device name, drive type); letters absent here are not in use.
+  std::map<char16_t, std::pair<std::u16string, uint32_t>> Letters;
+  std::map<char16_t, WIN32_ERROR> LetterFailures;  // answered instead of the device name
+  std::u16string PrimaryPackId;                     // the registry value; empty: absent
+  std::vector<std::pair<GUID, std::u16string>> DynamicVolumes;  // the device of each volume GUID
+
+  uint32_t ErrorMode = 0;
+  uint32_t ErrorModeBitsSet = 0;  // every bit any call set
+  uint32_t SetErrorMode(uint32_t mode) override {
+    ErrorModeBitsSet |= mode;
+    return std::exchange(ErrorMode, mode);
+  }
+  WIN32_ERROR ListVolumes(std::vector<VolumeMounts>& out) override {
+    out.insert(out.end(), Volumes.begin(), Volumes.end());
+    return 0;
+  }
+  WIN32_ERROR QueryDosDevice(char16_t letter, std::u16string& deviceName) override {
+    if (LetterFailures.count(letter)) return LetterFailures[letter];
+    if (!Letters.count(letter)) return ERROR_FILE_NOT_FOUND_CODE;
+    deviceName = Letters[letter].first;
+    return 0;
+  }
+  uint32_t GetDriveType(char16_t letter) override { return Letters.count(letter) ? Letters[letter].second : 1; }
+  WIN32_ERROR QueryDynamicVolumeName(const GUID& volume, std::u16string& deviceName) override {
+    for (const auto& [guid, name] : DynamicVolumes) {
+      if (guid != volume) continue;
+      deviceName = name;
+      return 0;
+    }
+    return ERROR_FILE_NOT_FOUND_CODE;
+  }
+  WIN32_ERROR GetComputerName(std::u16string& name) override {
+    name = ComputerName;
+    return 0;
+  }
+  OsVersion GetVersion() override { return Version; }
+  bool IsProductType(uint8_t type) override {
+    return std::find(ProductTypes.begin(), ProductTypes.end(), type) != ProductTypes.end();
+  }
+  bool HasSuite(uint16_t suiteBit) override { return (SuiteMask & suiteBit) != 0; }
+  ProcessorInfo GetProcessorInfo() override { return Processor; }
+  WIN32_ERROR GetNodeClusterState(const std::u16string&, uint32_t& state) override {
+    if (ClusterCode == 0) state = ClusterState;
+    return ClusterCode;
+  }
+  NTSTATUS QueryPrimaryPackId(std::u16string& id) override {
+    id = PrimaryPackId;
+    return id.empty() ? STATUS_OBJECT_NAME_NOT_FOUND_CODE : 0;
+  }
+};
+
+// Installs a platform for the lifetime of the object, then the native one.
+class ScopedPlatform {
+ public:
+  explicit ScopedPlatform(CPlatform& platform) { InstallPlatform(&platform); }
+  ~ScopedPlatform() { InstallPlatform(nullptr); }
+  ScopedPlatform(const ScopedPlatform&) = delete;
+  ScopedPlatform& operator=(const ScopedPlatform&) = delete;
+};
 
 // Bytes the platform serves without a file; the caller keeps them alive
 // while the platform may read them.
@@ -70,15 +142,10 @@ class CImagePlatform : public FakeHostPlatform {
   bool RecordOpens = true;
 
   std::vector<ImageDisk> Disks;  // in enumeration order
-  WIN32_ERROR ListEndCode = ERROR_NO_MORE_ITEMS_CODE;
 
-  std::vector<uint32_t> LayoutQuerySizes;  // the buffer size of every layout query, in order
 
   // Every open, successful, failed or refused by an injected failure, in order.
   std::vector<ImageOpenRecord> Opens;
-  // Whether every recorded open was for reading only.
-  bool OnlyReadOpens() const;
-  size_t OpenHandleCount() const { return handles_.size(); }
 
   WIN32_ERROR ListDiskInterfaces(std::vector<DiskInterface>& out) override;
   WIN32_ERROR OpenDevice(const std::u16string& devicePath, PlatformHandle& handle) override;

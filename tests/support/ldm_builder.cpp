@@ -27,11 +27,6 @@ LdmBytes& LdmBytes::U64(uint64_t value) {
   return U32(static_cast<uint32_t>(value >> 32)).U32(static_cast<uint32_t>(value));
 }
 
-LdmBytes& LdmBytes::Raw(std::initializer_list<uint8_t> values) {
-  bytes.insert(bytes.end(), values.begin(), values.end());
-  return *this;
-}
-
 LdmBytes& LdmBytes::Raw(const std::vector<uint8_t>& values) {
   bytes.insert(bytes.end(), values.begin(), values.end());
   return *this;
@@ -127,6 +122,11 @@ std::string GuidToText(const GUID& guid) {
 
 namespace {
 
+// The record's type word: type, revision and the record flags in place.
+constexpr uint16_t MakeTypeWord(uint16_t type, uint16_t revision, uint16_t flags) {
+  return static_cast<uint16_t>((type & 0x0F) | ((revision & 0x0F) << 4) | (flags & 0xFF00));
+}
+
 LdmBytes CommonHeader(uint64_t recordId, const std::string& name) {
   LdmBytes out;
   out.VarUnsigned(recordId).String(name);
@@ -197,6 +197,9 @@ LdmRecordImage BuildPackRecord(const PackFields& f) {
 
 // ---- VMDB header and VBLK blocks ----
 
+namespace {
+
+// The header in HeaderSize bytes (at least the 0xC5 bytes of its fields).
 std::vector<uint8_t> BuildVmdbHeader(const VmdbHeaderFields& f) {
   LdmBytes out;
   out.FixedText(f.Magic, 4).U32(f.NumBlocks).U32(f.BlockSize).U32(f.HeaderSize);
@@ -209,6 +212,18 @@ std::vector<uint8_t> BuildVmdbHeader(const VmdbHeaderFields& f) {
   if (out.bytes.size() < f.HeaderSize) out.Zeros(f.HeaderSize - out.bytes.size());
   return out.bytes;
 }
+
+// One VBLK block: magic, sequence, group, fragment number and count, payload
+// (zero-padded to the block size).
+std::vector<uint8_t> BuildVblk(uint32_t sequence, uint32_t group, uint16_t fragment, uint16_t count,
+                               const std::vector<uint8_t>& payload, uint32_t blockSize) {
+  LdmBytes out;
+  out.FixedText("VBLK", 4).U32(sequence).U32(group).U16(fragment).U16(count).Raw(payload);
+  out.bytes.resize(blockSize, 0);
+  return out.bytes;
+}
+
+}  // namespace
 
 uint16_t FragmentCountFor(uint32_t recordSize, uint32_t blockSize) {
   const uint64_t payload = blockSize - 16;
@@ -229,14 +244,6 @@ std::vector<std::vector<uint8_t>> SplitRecord(const LdmRecordImage& record, uint
     fragments.push_back(std::move(fragment));
   }
   return fragments;
-}
-
-std::vector<uint8_t> BuildVblk(uint32_t sequence, uint32_t group, uint16_t fragment, uint16_t count,
-                               const std::vector<uint8_t>& payload, uint32_t blockSize) {
-  LdmBytes out;
-  out.FixedText("VBLK", 4).U32(sequence).U32(group).U16(fragment).U16(count).Raw(payload);
-  out.bytes.resize(blockSize, 0);
-  return out.bytes;
 }
 
 uint32_t ConfigAreaBuilder::AddRecord(uint32_t group, const LdmRecordImage& record, uint16_t transFlags) {
@@ -328,57 +335,27 @@ std::vector<uint8_t> BuildTocBlock(const TocBlockFields& f, uint32_t sectorSize)
 }
 
 LdmRecordImage PackRecord(const std::string& name, uint64_t id, const std::string& packIdText) {
-  PackFields fields;
-  fields.Name = name;
-  fields.RecordId = id;
-  fields.PackIdText = packIdText;
-  return BuildPackRecord(fields);
+  return BuildPackRecord({.RecordId = id, .Name = name, .PackIdText = packIdText});
 }
 
 LdmRecordImage VolumeRecord(uint64_t id, const std::string& name, int64_t length, uint32_t plexes) {
-  VolumeFields fields;
-  fields.RecordId = id;
-  fields.Name = name;
-  fields.Length = length;
-  fields.NumPlexes = plexes;
-  return BuildVolumeRecord(fields);
+  return BuildVolumeRecord({.RecordId = id, .Name = name, .NumPlexes = plexes, .Length = length});
 }
 
 LdmRecordImage PlexRecord(uint64_t id, const std::string& name, uint64_t volumeId, uint8_t layout,
                           uint32_t subdisks) {
-  PlexFields fields;
-  fields.RecordId = id;
-  fields.Name = name;
-  fields.VolumeRecordId = volumeId;
-  fields.Layout = layout;
-  fields.SubdiskCount = subdisks;
-  return BuildPlexRecord(fields);
+  return BuildPlexRecord(
+      {.RecordId = id, .Name = name, .Layout = layout, .SubdiskCount = subdisks, .VolumeRecordId = volumeId});
 }
 
 LdmRecordImage SubdiskRecord(uint64_t id, const std::string& name, uint64_t plexId, uint64_t diskId,
                              int64_t length, uint64_t diskOffset, uint64_t plexOffset) {
-  SubdiskFields fields;
-  fields.RecordId = id;
-  fields.Name = name;
-  fields.PlexRecordId = plexId;
-  fields.DiskRecordId = diskId;
-  fields.Length = length;
-  fields.DiskOffset = diskOffset;
-  fields.PlexOffset = plexOffset;
-  return BuildSubdiskRecord(fields);
+  return BuildSubdiskRecord({.RecordId = id, .Name = name, .DiskOffset = diskOffset, .PlexOffset = plexOffset,
+                             .Length = length, .PlexRecordId = plexId, .DiskRecordId = diskId});
 }
 
 LdmRecordImage DiskRecord(uint64_t id, const std::string& name, const std::string& diskIdText) {
-  DiskFields fields;
-  fields.RecordId = id;
-  fields.Name = name;
-  fields.DiskIdText = diskIdText;
-  return BuildDiskRecord(fields);
-}
-
-LdmAreaImage::LdmAreaImage() {
-  Header.TocPrimarySector = 2;
-  Header.TocAlternateSector = 2045;
+  return BuildDiskRecord({.RecordId = id, .Name = name, .DiskIdText = diskIdText});
 }
 
 uint64_t LdmAreaImage::PrimaryTocOffset() const { return AreaBytes - (Header.TocPrimarySector + 1) * SectorSize; }
@@ -401,10 +378,10 @@ std::vector<uint8_t> LdmAreaImage::Build() const {
   std::vector<uint8_t> area(AreaBytes, 0);
   const std::vector<uint8_t> header = BuildPrivateHeader(Header, SectorSize);
   Place(area, AreaBytes - SectorSize, header);
-  Place(area, AreaBytes - 0x18000, header);
+  Place(area, AreaBytes - 0x18000, AlternateHeader ? BuildPrivateHeader(*AlternateHeader, SectorSize) : header);
   const std::vector<uint8_t> toc = BuildTocBlock(Toc, SectorSize);
   Place(area, PrimaryTocOffset(), toc);
-  Place(area, AlternateTocOffset(), toc);
+  Place(area, AlternateTocOffset(), AlternateToc ? BuildTocBlock(*AlternateToc, SectorSize) : toc);
   Place(area, ConfigOffset(), Config);
   return area;
 }

@@ -28,7 +28,6 @@ class LdmBytes {
   LdmBytes& U16(uint16_t value);
   LdmBytes& U32(uint32_t value);
   LdmBytes& U64(uint64_t value);
-  LdmBytes& Raw(std::initializer_list<uint8_t> bytes);
   LdmBytes& Raw(const std::vector<uint8_t>& bytes);
   LdmBytes& Zeros(size_t count);
   // `text` zero-padded (or cut) to exactly `width` bytes.
@@ -66,10 +65,6 @@ struct LdmRecordImage {
   uint16_t TypeWord = 0;
   std::vector<uint8_t> Data;
 };
-
-constexpr uint16_t MakeTypeWord(uint16_t type, uint16_t revision, uint16_t flags) {
-  return static_cast<uint16_t>((type & 0x0F) | ((revision & 0x0F) << 4) | (flags & 0xFF00));
-}
 
 struct VolumeFields {
   uint64_t RecordId = 0x0421;
@@ -188,20 +183,12 @@ struct VmdbHeaderFields {
   uint64_t TrailingValue = 0;  // at 0xBD, written from minor version 10 on
 };
 
-// The header in HeaderSize bytes (at least the 0xC5 bytes of its fields).
-std::vector<uint8_t> BuildVmdbHeader(const VmdbHeaderFields& fields);
-
 // The fragment payloads (BlockSize - 16 bytes each, zero-padded) of a record:
 // fragment 0 begins with the preamble (TransFlags, type word, record size).
 std::vector<std::vector<uint8_t>> SplitRecord(const LdmRecordImage& record, uint16_t transFlags = 0,
                                               uint32_t blockSize = 128);
 // The preamble's fragment count for a record of `recordSize` bytes.
 uint16_t FragmentCountFor(uint32_t recordSize, uint32_t blockSize = 128);
-
-// One VBLK block: magic, sequence, group, fragment number and count, payload
-// (zero-padded to the block size).
-std::vector<uint8_t> BuildVblk(uint32_t sequence, uint32_t group, uint16_t fragment, uint16_t count,
-                               const std::vector<uint8_t>& payload, uint32_t blockSize = 128);
 
 // A whole config area: the VMDB header, then NumBlocks - HeaderSize/BlockSize
 // blocks, each an empty VBLK with its own sequence number unless placed.
@@ -307,13 +294,14 @@ LdmRecordImage DiskRecord(uint64_t id, const std::string& name, const std::strin
 // tables of contents where the header says, and the config area 15 sectors
 // past the alternate table.
 struct LdmAreaImage {
-  LdmAreaImage();
-
   uint32_t SectorSize = 512;
   uint64_t AreaBytes = 0x100000;
-  PrivateHeaderFields Header;  // names the tables at sectors 2 and 2045
+  PrivateHeaderFields Header{.TocPrimarySector = 2, .TocAlternateSector = 2045};
   TocBlockFields Toc;
   std::vector<uint8_t> Config;  // placed as is; empty: nothing
+  // The alternate copies, when they differ from the primary ones.
+  std::optional<PrivateHeaderFields> AlternateHeader;
+  std::optional<TocBlockFields> AlternateToc;
 
   // Where the loader looks for each structure, in bytes from the area start.
   uint64_t PrimaryTocOffset() const;

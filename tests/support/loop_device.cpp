@@ -5,6 +5,8 @@
 
 #ifndef _WIN32
 #include <unistd.h>
+
+#include "platform/linux/linux_internal.h"
 #endif
 
 namespace kestrand::test {
@@ -29,8 +31,12 @@ std::string RunAndRead(const std::string& command) {
 }  // namespace
 
 LoopDevice::LoopDevice(const std::string& image) {
-  device_ = RunAndRead("losetup -r -f --show '" + image + "' 2>/dev/null");
-  if (device_.rfind("/dev/", 0) != 0) device_.clear();
+  // Another program attaching at the same moment may take the free device
+  // first: try again.
+  for (int attempt = 0; attempt < 5 && device_.empty(); ++attempt) {
+    device_ = RunAndRead("losetup -r -f --show '" + image + "' 2>/dev/null");
+    if (device_.rfind("/dev/", 0) != 0) device_.clear();
+  }
 }
 
 LoopDevice::~LoopDevice() {
@@ -54,6 +60,18 @@ bool LoopDevice::Available(std::string& reason) {
   }
   return true;
 #endif
+}
+
+std::vector<long> LoopDevice::DiskNumbers(const std::vector<std::string>& devices) {
+  std::vector<long> numbers(devices.size(), -1);
+#ifndef _WIN32
+  std::vector<ListedDisk> disks;
+  ListWholeDisks("/sys", "/dev", disks);
+  for (size_t i = 0; i < devices.size(); ++i)
+    for (const ListedDisk& disk : disks)
+      if (disk.DevicePath == devices[i]) numbers[i] = static_cast<long>(disk.Number);
+#endif
+  return numbers;
 }
 
 }  // namespace kestrand::test

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace kestrand::test {
 
@@ -18,6 +19,11 @@ class LoopDevice {
 
   // Whether this machine lets us attach loop devices, with the reason if not.
   static bool Available(std::string& reason);
+
+  // The disk number the tool gives each device now (its position in the
+  // host's listing of whole disks), -1 for one not listed. Other programs'
+  // loop devices shift the numbers, so a test names its own disks by these.
+  static std::vector<long> DiskNumbers(const std::vector<std::string>& devices);
 
  private:
   std::string device_;

@@ -8,6 +8,7 @@
 #include <random>
 
 #include "support/ldm_builder.h"
+#include "support/run_binary.h"
 
 namespace kestrand::test {
 
@@ -24,11 +25,6 @@ std::string ReadTail(const std::string& path, uint64_t size) {
   in.seekg(length - static_cast<std::streamoff>(size));
   in.read(bytes.data(), static_cast<std::streamsize>(size));
   return in ? bytes : "";
-}
-
-void WriteAll(const std::string& path, const char* data, size_t size) {
-  std::ofstream out(path, std::ios::binary | std::ios::trunc);
-  out.write(data, static_cast<std::streamsize>(size));
 }
 
 }  // namespace
@@ -98,7 +94,7 @@ std::string RealImages::DatabaseFile(const std::string& name, bool repaired) con
   if (fs::exists(file)) return file;
   const std::string bytes = ReadTail(repaired ? RepairedPath(name) : Path(name), kLdmAreaBytes);
   if (bytes.empty()) return file;
-  WriteAll(file, bytes.data(), bytes.size());
+  WriteFileBytes(file, bytes);
   return file;
 }
 
