@@ -2,7 +2,7 @@
 # The long fuzzing campaign: every target run until it has executed its
 # input count (20 million for fuzz_config_area and fuzz_whole_run, 5 million
 # for the others), in two lanes under nice 19, each target in chunks of at
-# most CHUNK_SECONDS (default 1800) so that progress survives a stop.
+# most CHUNK_SECONDS (default 600) so that progress survives a stop.
 #
 #   fuzz/campaign.sh            # run (or continue) the campaign
 #   fuzz/campaign.sh status     # runs so far, cov/ft, findings per target
@@ -20,7 +20,7 @@ set -uo pipefail
 cd "$(dirname "$0")/.."
 repo=$(pwd)
 dir=${CAMPAIGN_DIR:-/work/fuzz-campaign}
-chunk=${CHUNK_SECONDS:-1800}
+chunk=${CHUNK_SECONDS:-600}
 
 declare -A goal=(
   [fuzz_config_area]=20000000 [fuzz_whole_run]=20000000 [fuzz_partition_table]=5000000
@@ -40,13 +40,17 @@ status() {
     local done last cov ft running=0 findings
     done=$(runs_done "$target")
     # The chunk that is running: its last status line.
-    last=$(grep -a -E '^#[0-9]+' "$dir/$target.log" 2>/dev/null | tail -1)
+    last=$(awk '/^== .* chunk:/ { line = "" } /^#[0-9]+/ { line = $0 } END { print line }' \
+      "$dir/$target.log" 2>/dev/null)
     if [[ -f $dir/$target.running ]]; then
       running=$(sed -E 's/^#([0-9]+).*/\1/' <<<"$last")
       [[ $running =~ ^[0-9]+$ ]] || running=0
     fi
-    cov=$(grep -o 'cov: [0-9]*' <<<"$last" | grep -o '[0-9]*')
-    ft=$(grep -o 'ft: [0-9]*' <<<"$last" | grep -o '[0-9]*')
+    # Coverage: the last status line of any chunk.
+    local any
+    any=$(grep -a -E '^#[0-9]+.*cov: ' "$dir/$target.log" 2>/dev/null | tail -1)
+    cov=$(grep -o 'cov: [0-9]*' <<<"$any" | grep -o '[0-9]*')
+    ft=$(grep -o 'ft: [0-9]*' <<<"$any" | grep -o '[0-9]*')
     findings=$(find "$dir" -maxdepth 1 -name "$target-*" -type f -printf '%f ' 2>/dev/null)
     printf '%-22s %12s %12s %7s %7s  %s\n' "$target" $((done + running)) "${goal[$target]}" "${cov:--}" "${ft:--}" \
       "${findings:-none}"
@@ -69,26 +73,27 @@ export ASAN_OPTIONS=${ASAN_OPTIONS:-malloc_context_size=0}
 fuzz_target() {
   local target=$1
   while :; do
-    local done remaining out code executed
+    local done remaining code executed log=$dir/$target.log
     done=$(runs_done "$target")
     remaining=$((goal[$target] - done))
     ((remaining > 0)) || return 0
     if compgen -G "$dir/$target-*" >/dev/null; then return 1; fi  # a finding waits for its fix
-    out=$(mktemp)
-    echo "== $(date -u '+%F %T') chunk: -runs=$remaining -max_total_time=$chunk" >>"$dir/$target.log"
     local seeds=("$repo/fuzz/corpus/$target")
     [[ -d $repo/build-fuzz/corpus/$target ]] && seeds+=("$repo/build-fuzz/corpus/$target")
+    local start
+    start=$(($(wc -l <"$log" 2>/dev/null || echo 0) + 1))
+    echo "== $(date -u '+%F %T') chunk: -runs=$remaining -max_total_time=$chunk" >>"$log"
     nice -n 19 "$dir/bin/$target" -runs="$remaining" -max_total_time="$chunk" -max_len="${maxlen[$target]}" \
       -timeout=10 -rss_limit_mb=4096 -close_fd_mask=3 -print_final_stats=1 -artifact_prefix="$dir/$target-" \
-      "$dir/$target" "${seeds[@]}" >"$out" 2>&1 &
+      "$dir/$target" "${seeds[@]}" >>"$log" 2>&1 &
     local pid=$!
     echo "$pid" >"$dir/$target.running"
     wait "$pid"
     code=$?
-    cat "$out" >>"$dir/$target.log"
     rm -f "$dir/$target.running"
-    executed=$(grep -a -m1 -o 'stat::number_of_executed_units: *[0-9]*' "$out" | grep -o '[0-9]*$')
-    rm -f "$out"
+    # The chunk's count: its final statistics, else (a finding) its last status line.
+    executed=$(tail -n +"$start" "$log" | grep -a -o 'stat::number_of_executed_units: *[0-9]*' | grep -o '[0-9]*$' | tail -1)
+    [[ -n $executed ]] || executed=$(tail -n +"$start" "$log" | grep -a -E -o '^#[0-9]+' | tail -1 | tr -d '#')
     echo $((done + ${executed:-0})) >"$dir/$target.runs"
     if ((code != 0)); then
       echo "== finding (exit $code)" >>"$dir/$target.log"
