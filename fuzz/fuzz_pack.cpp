@@ -246,8 +246,11 @@ const char* NullDevice() {
 
 void RunWholeTool(const CEditedPack& pack) {
   static FILE* sink = std::fopen(NullDevice(), "w");
-  CImagePlatform platform;
+  // Made once; its disk list is set again for every input.
+  static CImagePlatform platform;
   platform.RecordOpens = false;
+  platform.Disks.clear();
+  platform.LayoutQuerySizes.clear();
   for (size_t i = 0; i < pack.Count(); ++i)
     platform.AddMemoryImage("disk" + std::to_string(i), pack.Disk(i).data(), pack.Disk(i).size(),
                             static_cast<uint32_t>(i));

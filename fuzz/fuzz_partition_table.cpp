@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <string>
 
 #include "common/xml_writer.h"
 #include "disk/disk.h"
@@ -13,12 +14,17 @@
 #include "fuzz_pack.h"
 #include "support/image_platform.h"
 
+// The platform is made once (its disk list is set again for every input)
+// and the XML is rendered into one string kept from input to input.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   using namespace kestrand;
   static FILE* sink = std::fopen(fuzz::NullDevice(), "w");
+  static CImagePlatform platform;
+  static std::string xml;
   if (size < 1) return 0;
-  CImagePlatform platform;
   platform.RecordOpens = false;
+  platform.Disks.clear();
+  platform.LayoutQuerySizes.clear();
   platform.AddMemoryImage("disk", data + 1, size - 1, 0).BytesPerSector = (data[0] & 1) != 0 ? 4096 : 512;
   InstallPlatform(&platform);
   {
@@ -30,7 +36,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       layout->PrintText(sink);
       CKestrandTreeNode root("Disk");
       layout->AddToReport(&root);
-      CKestrandXMLWriter(sink).WriteNode(&root);
+      xml.clear();
+      CKestrandXMLWriter::RenderNode(&root, xml);
     }
   }
   InstallPlatform(nullptr);

@@ -38,7 +38,9 @@ if [[ -f "$tarball" ]]; then
     name=$(basename "$image" .img)
     dd if="$image" of="$corpus/fuzz_private_header/$name" bs=512 skip=$((area + 2047)) count=1 2>/dev/null
     dd if="$image" of="$corpus/fuzz_toc/$name" bs=512 skip=$((area + 1)) count=1 2>/dev/null
-    dd if="$image" of="$corpus/fuzz_ldm_file/$name" bs=512 skip=$area count=2048 2>/dev/null
+    # The last 200 sectors: both private headers and the primary table (the
+    # target puts a short input at the end of a 1 MiB file).
+    dd if="$image" of="$corpus/fuzz_ldm_file/$name" bs=512 skip=$((area + 2048 - 200)) count=200 2>/dev/null
   done
 fi
 

@@ -10,20 +10,50 @@
 
 namespace kestrand {
 
+namespace {
+
+// Every area is read into one buffer that lives from read to read: a fresh
+// zeroed 758,272 bytes for each disk cost more than decoding them. It is
+// cleared before each read, so a short read leaves zeros past its end as a
+// new buffer would; one larger than a real area is given back once decoded.
+struct AREA_BUFFER {
+  std::unique_ptr<uint8_t[], CFreeDeleter> Data;
+  size_t Capacity = 0;
+};
+thread_local AREA_BUFFER areaBuffer;
+
+uint8_t* ClearedAreaBuffer(size_t size) {
+  if (size > areaBuffer.Capacity) {
+    areaBuffer.Data.reset(static_cast<uint8_t*>(std::malloc(size)));
+    areaBuffer.Capacity = areaBuffer.Data ? size : 0;
+    if (!areaBuffer.Data) return nullptr;
+  }
+  std::memset(areaBuffer.Data.get(), 0, size);
+  return areaBuffer.Data.get();
+}
+
+void TrimAreaBuffer() {
+  if (areaBuffer.Capacity <= size_t{kConfigFirstReadBytes} + 1) return;
+  areaBuffer.Data.reset();
+  areaBuffer.Capacity = 0;
+}
+
+}  // namespace
+
 bool CONFIG_WRAPPER::ReadArea(CDisk* disk, uint32_t size, uint32_t& code) {
   code = 0;
-  Bytes.reset();
   ByteCount = 0;
-  // One spare byte keeps calloc from being asked for nothing.
-  Bytes.reset(static_cast<uint8_t*>(std::calloc(1, static_cast<size_t>(size) + 1)));
-  if (!Bytes) {
+  // One spare byte keeps the buffer from being asked for nothing.
+  uint8_t* bytes = ClearedAreaBuffer(static_cast<size_t>(size) + 1);
+  Bytes = bytes;
+  if (!bytes) {
     code = ERROR_NOT_ENOUGH_MEMORY_CODE;
     return false;
   }
   ByteCount = size;
   int64_t readOffset = static_cast<int64_t>(Offset);
   ReadAttempted = true;
-  ReadStatus = disk->ReadDisk(readOffset, size, Bytes.get());
+  ReadStatus = disk->ReadDisk(readOffset, size, bytes);
   if (ReadStatus < 0) {
     PrintReadFailure(ReadStatus, disk->DiskNumber(), u"CONFIG_WRAPPER::Initialize()",
                      u"Call to NtReadFile() failed. 7");
@@ -39,7 +69,15 @@ uint32_t CONFIG_WRAPPER::Initialize(LDM_DATABASE* owner, CDisk* disk, uint64_t o
   CopyBounded(Name, sizeof Name, "Primary");
   Header.reset(new (std::nothrow) CONFIG_HEADER());
   if (!Header) return ERROR_NOT_ENOUGH_MEMORY_CODE;
+  const uint32_t code = ReadAndDecode(disk);
+  // The decoded header, groups and records hold copies of everything the
+  // reports show; the area itself (up to 758,272 bytes a copy) is not kept.
+  Bytes = nullptr;
+  TrimAreaBuffer();
+  return code;
+}
 
+uint32_t CONFIG_WRAPPER::ReadAndDecode(CDisk* disk) {
   uint32_t size = kConfigFirstReadBytes;
   // The first read guesses the size; the header then tells the true one, and
   // the area is read once more at that size. A header that still disagrees
@@ -47,7 +85,7 @@ uint32_t CONFIG_WRAPPER::Initialize(LDM_DATABASE* owner, CDisk* disk, uint64_t o
   for (int attempt = 0;; ++attempt) {
     uint32_t code = 0;
     if (!ReadArea(disk, size, code)) return code;
-    const uint8_t* cursor = Bytes.get();
+    const uint8_t* cursor = Bytes;
     ParseStatus = Header->ParseConfigHeader(cursor, ByteCount);
     if (ParseStatus < 0) return 0;
     const uint64_t announced = static_cast<uint64_t>(Header->NumBlocks) * Header->BlockSize;
@@ -59,11 +97,8 @@ uint32_t CONFIG_WRAPPER::Initialize(LDM_DATABASE* owner, CDisk* disk, uint64_t o
     size = static_cast<uint32_t>(announced);
   }
 
-  std::memcpy(Magic, Bytes.get(), 4);
+  std::memcpy(Magic, Bytes, 4);
   ParseBlocks();
-  // The decoded header, groups and records hold copies of everything the
-  // reports show; the area itself (up to 758,272 bytes a copy) is not kept.
-  Bytes.reset();
   return 0;
 }
 
@@ -76,7 +111,7 @@ void CONFIG_WRAPPER::ParseBlocks() {
   // Without memory for the block table the walk is not started and the
   // header's status stands.
   if (!Header->CreateBlockTable()) return;
-  const uint8_t* cursor = Bytes.get() + Header->HeaderSize;
+  const uint8_t* cursor = Bytes + Header->HeaderSize;
   ParseStatus = Header->ParseConfigBlocks(cursor, ByteCount - Header->HeaderSize, Header->HeaderSize);
 }
 

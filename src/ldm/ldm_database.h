@@ -129,15 +129,18 @@ class CONFIG_WRAPPER {
   NTSTATUS ReadStatus = 0;     // of the last read; negative: unreadable
   NTSTATUS ParseStatus = 0;    // of the header parse, then of the block walk
   std::unique_ptr<CONFIG_HEADER> Header;
-  std::unique_ptr<uint8_t[], CFreeDeleter> Bytes;  // the area from the VMDB header on, until decoded
+  const uint8_t* Bytes = nullptr;  // the area from the VMDB header on, in the reader's buffer, until decoded
   uint32_t ByteCount = 0;
   uint64_t Offset = 0;  // bytes from the start of the disk or file
   char Magic[5] = {};   // the first 4 bytes of the area
 
  private:
-  // Reads `size` bytes at Offset into a new buffer. False when the read
-  // failed (ReadStatus says why); 8 in `code` when memory ran out.
+  // Reads `size` bytes at Offset into the reader's buffer, cleared first.
+  // False when the read failed (ReadStatus says why); 8 in `code` when
+  // memory ran out.
   bool ReadArea(CDisk* disk, uint32_t size, uint32_t& code);
+  // The reads and the decode of Initialize, the area left in the buffer.
+  uint32_t ReadAndDecode(CDisk* disk);
   // Walks the blocks after a header that parsed.
   void ParseBlocks();
 };
