@@ -100,6 +100,14 @@ const CKestrandTreeNode* CKestrandTreeNode::CollapseChildren() {
   return fragment;
 }
 
+const CKestrandTreeNode* CKestrandTreeNode::AddFragment(std::string bytes) {
+  if (target_) return nullptr;
+  auto* fragment = new CKestrandTreeNode(nullptr);
+  fragment->fragment_ = new std::string(std::move(bytes));
+  LinkChild(fragment);
+  return fragment;
+}
+
 void CKestrandTreeNode::LinkChild(CKestrandTreeNode* child) {
   child->parent_ = this;
   if (lastChild_)
@@ -293,10 +301,87 @@ uint32_t WriteXmlDocument(const char* fileName, const CKestrandTreeNode* root) {
   return code.Code();
 }
 
+bool CAttributeAdder::Open(const char* name) {
+  if (code_.Failed()) return false;
+  if (!name) {
+    code_.Keep(ERROR_INVALID_PARAMETER_CODE);
+    return false;
+  }
+  *bytes_ += ' ';
+  *bytes_ += name;
+  *bytes_ += "=\"";
+  return true;
+}
+
+CAttributeAdder& CAttributeAdder::Put(const char* name, const char* value) {
+  if (!Open(name)) return *this;
+  *bytes_ += value;
+  *bytes_ += '"';
+  return *this;
+}
+
+CAttributeAdder& CAttributeAdder::Wide(const char* name, const char16_t* value) {
+  if (!bytes_) {
+    code_.Then([&] { return CKestrandXMLWriter::NewAttributeW(node_, name, value); });
+    return *this;
+  }
+  if (!value) return Put(name, "(null)");
+  size_t length = 0;
+  while (value[length] != 0) {
+    if (value[length] >= 0x80) return Put(name, "Unknown");
+    ++length;
+  }
+  if (!Open(name)) return *this;
+  for (size_t i = 0; i < length; ++i) *bytes_ += static_cast<char>(value[i]);
+  *bytes_ += '"';
+  return *this;
+}
+
+CAttributeAdder& CAttributeAdder::Number(const char* name, uint64_t value) {
+  if (!bytes_) {
+    code_.Then([&] { return CKestrandXMLWriter::NewAttributeULL(node_, name, value); });
+    return *this;
+  }
+  if (!Open(name)) return *this;
+  AppendDecimal(*bytes_, value);
+  *bytes_ += '"';
+  return *this;
+}
+
 CAttributeAdder& CAttributeAdder::Flags(const char* name, uint32_t value) {
-  std::u16string text;
-  code_.Then([&] { return FormatHex(value, text); });
-  return Wide(name, text);
+  if (!bytes_) {
+    std::u16string text;
+    code_.Then([&] { return FormatHex(value, text); });
+    return Wide(name, text);
+  }
+  if (!Open(name)) return *this;
+  AppendHex8(*bytes_, value);
+  *bytes_ += '"';
+  return *this;
+}
+
+CAttributeAdder& CAttributeAdder::Grouped(const char* name, uint64_t value) {
+  if (!bytes_) {
+    std::u16string text;
+    code_.Then([&] { return FormatGrouped(value, text); });
+    return Wide(name, text);
+  }
+  if (!Open(name)) return *this;
+  AppendGrouped(*bytes_, value);
+  *bytes_ += '"';
+  return *this;
+}
+
+CAttributeAdder& CAttributeAdder::Guid(const char* name, const GUID& value) {
+  if (!bytes_) {
+    std::u16string text;
+    code_.Then([&] { return FormatGuid(value, text); });
+    return Wide(name, text);
+  }
+  if (!Open(name)) return *this;
+  AppendGuid(*bytes_, value);
+  *bytes_ += '"';
+  return *this;
 }
 
 }  // namespace kestrand

@@ -11,6 +11,7 @@
 
 #include "common/containers.h"
 #include "common/first_code.h"
+#include "platform/types.h"
 
 namespace kestrand {
 
@@ -66,6 +67,9 @@ class CKestrandTreeNode {
   // fragment, or nullptr when there were no children (then nothing changes)
   // or for a reference. Children added afterwards follow the fragment.
   const CKestrandTreeNode* CollapseChildren();
+  // A new last child that is a fragment holding `bytes`, written as they
+  // are; none for a reference.
+  const CKestrandTreeNode* AddFragment(std::string bytes);
 
   // Appends an attribute (taken over); the checks on names are the XML
   // writer's (CKestrandXMLWriter::NewAttribute). A reference takes none: the
@@ -187,28 +191,40 @@ uint32_t WriteXmlDocument(const char* fileName, const CKestrandTreeNode* root);
 
 // Adds attributes to one node in order; after the first failure nothing more
 // is added and Code() keeps that failure.
+//
+// An adder can also write straight into XML bytes (the text WriteNode gives
+// for the attributes, each as ` name="value"`), for branches of many leaf
+// elements that are kept as a fragment: no nodes and no copies of names and
+// values. The names are then the caller's own literals, without blanks and
+// each once per element, so they are not checked.
 class CAttributeAdder {
  public:
   explicit CAttributeAdder(CKestrandTreeNode* node, uint32_t code = 0) : node_(node), code_(code) {}
+  explicit CAttributeAdder(std::string* bytes) : node_(nullptr), bytes_(bytes) {}
 
+  // A missing value is "(null)".
   CAttributeAdder& Text(const char* name, const char* value) {
+    if (bytes_) return Put(name, value ? value : "(null)");
     code_.Then([&] { return CKestrandXMLWriter::NewAttribute(node_, name, value); });
     return *this;
   }
   CAttributeAdder& Text(const char* name, const std::string& value) { return Text(name, value.c_str()); }
-  CAttributeAdder& Wide(const char* name, const char16_t* value) {
-    code_.Then([&] { return CKestrandXMLWriter::NewAttributeW(node_, name, value); });
-    return *this;
-  }
+  // A value that is not plain ASCII is "Unknown".
+  CAttributeAdder& Wide(const char* name, const char16_t* value);
   CAttributeAdder& Wide(const char* name, const std::u16string& value) { return Wide(name, value.c_str()); }
-  CAttributeAdder& Number(const char* name, uint64_t value) {
-    code_.Then([&] { return CKestrandXMLWriter::NewAttributeULL(node_, name, value); });
-    return *this;
-  }
+  CAttributeAdder& Number(const char* name, uint64_t value);
   // "0x%08lx"
   CAttributeAdder& Flags(const char* name, uint32_t value);
+  // Decimal grouped in threes, as FormatGrouped gives it.
+  CAttributeAdder& Grouped(const char* name, uint64_t value);
+  // The GUID form of FormatGuid.
+  CAttributeAdder& Guid(const char* name, const GUID& value);
   // `_ElementDisplayName` then `_ElementIcon`.
   CAttributeAdder& Display(const char* caption, const char* icon) {
+    if (bytes_) {
+      if (!caption || !icon) return Fail(ERROR_INVALID_PARAMETER_CODE);
+      return Put("_ElementDisplayName", caption).Put("_ElementIcon", icon);
+    }
     code_.Then([&] { return CKestrandXMLWriter::SetElementDisplay(node_, caption, icon); });
     return *this;
   }
@@ -222,7 +238,18 @@ class CAttributeAdder {
   uint32_t Code() const { return code_.Code(); }
 
  private:
+  // Appends ` name="` to the bytes; false (and nothing appended) once a
+  // step has failed, or without a name (87).
+  bool Open(const char* name);
+  // Appends ` name="value"`.
+  CAttributeAdder& Put(const char* name, const char* value);
+  CAttributeAdder& Fail(uint32_t code) {
+    code_.Keep(code);
+    return *this;
+  }
+
   CKestrandTreeNode* node_;
+  std::string* bytes_ = nullptr;
   CFirstCode code_;
 };
 

@@ -454,21 +454,28 @@ uint32_t AddBlockList(CKestrandTreeNode* parent, const CONFIG_HEADER& header) {
   uint32_t code = 0;
   CKestrandTreeNode* list = AddDisplayedChild(parent, "BlockList", "Block List", "3", code);
   if (!list) return code;
+  // The Block elements are leaves that nothing looks at again: they are
+  // written straight into the list's bytes.
+  std::string bytes;
+  std::string caption;
   const uint32_t count = ListedBlockCount(header);
   for (uint32_t i = 0; i < count; ++i) {
     const BLOCK_ENTRY& entry = header.BlockTable[i];
     // Blocks without a group are listed too: the header blocks show next block 0.
     if (entry.FragmentSize > kLargestListedFragment) continue;
-    CKestrandTreeNode* block = AddDisplayedChild(list, "Block", FormatNarrow("Block %u", i + 1), "3", code);
-    if (!block) return code;
-    CAttributeAdder add(block);
+    caption = "Block ";
+    AppendDecimal(caption, i + 1);
+    bytes += "<Block";
+    CAttributeAdder add(&bytes);
+    add.Display(caption.c_str(), "3");
     add.Number("NextBlockNumber", entry.NextBlock);
     add.Flags("TransFlags", entry.Flag);
     add.Number("BlockNumber", i);
     add.Number("Offset", entry.RecordOffset);
     add.Number("FragmentSize", entry.FragmentSize);
-    if (add.Code() != 0) return add.Code();
+    bytes += " />";
   }
+  if (!bytes.empty() && !list->AddFragment(std::move(bytes))) return ERROR_NOT_ENOUGH_MEMORY_CODE;
   return 0;
 }
 
