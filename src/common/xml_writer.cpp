@@ -3,7 +3,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <memory>
+#include <mutex>
+#include <unordered_map>
 
 #include "common/formatters.h"
 #include "common/text_format.h"
@@ -54,7 +57,6 @@ CKestrandTreeNode::~CKestrandTreeNode() {
   }
   delete detached_;
   delete attributes_;
-  delete fragment_;
   std::free(name_);
 }
 
@@ -82,11 +84,7 @@ CKestrandTreeNode* CKestrandTreeNode::HoldNode(const char* name) {
 
 const CKestrandTreeNode* CKestrandTreeNode::CollapseChildren() {
   if (target_ || !firstChild_) return nullptr;
-  auto bytes = std::make_unique<std::string>();
-  for (const CKestrandTreeNode* child = firstChild_; child; child = child->nextSibling_)
-    CKestrandXMLWriter::RenderNode(child, *bytes);
-  // Growing by doubling may have left up to half of it unused.
-  bytes->shrink_to_fit();
+  std::vector<std::shared_ptr<const std::string>> pieces = CKestrandXMLWriter::RenderPieces(this);
   CKestrandTreeNode* child = firstChild_;
   while (child) {
     CKestrandTreeNode* next = child->nextSibling_;
@@ -94,16 +92,61 @@ const CKestrandTreeNode* CKestrandTreeNode::CollapseChildren() {
     child = next;
   }
   firstChild_ = lastChild_ = nullptr;
-  auto* fragment = new CKestrandTreeNode(nullptr);
-  fragment->fragment_ = bytes.release();
-  LinkChild(fragment);
-  return fragment;
+  const CKestrandTreeNode* first = nullptr;
+  for (auto& piece : pieces) {
+    auto* fragment = new CKestrandTreeNode(nullptr);
+    fragment->fragment_ = std::move(piece);
+    LinkChild(fragment);
+    if (!first) first = fragment;
+  }
+  return first;
 }
+
+namespace {
+
+// Fragments alive with their bytes' hash, so that equal bytes share one copy.
+// A fragment leaves when its last holder frees it; its entry goes when met.
+class CFragmentPool {
+ public:
+  std::shared_ptr<const std::string> Share(std::string bytes) {
+    const size_t hash = std::hash<std::string>()(bytes);
+    std::lock_guard<std::mutex> lock(mutex_);
+    auto [begin, end] = pool_.equal_range(hash);
+    for (auto it = begin; it != end;) {
+      std::shared_ptr<const std::string> alive = it->second.lock();
+      if (!alive) {
+        it = pool_.erase(it);
+        continue;
+      }
+      if (*alive == bytes) return alive;
+      ++it;
+    }
+    // Growing by doubling may have left up to half of it unused.
+    bytes.shrink_to_fit();
+    auto shared = std::make_shared<const std::string>(std::move(bytes));
+    pool_.emplace(hash, shared);
+    return shared;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::unordered_multimap<size_t, std::weak_ptr<const std::string>> pool_;
+};
+
+CFragmentPool& FragmentPool() {
+  static CFragmentPool pool;
+  return pool;
+}
+
+}  // namespace
 
 const CKestrandTreeNode* CKestrandTreeNode::AddFragment(std::string bytes) {
   if (target_) return nullptr;
   auto* fragment = new CKestrandTreeNode(nullptr);
-  fragment->fragment_ = new std::string(std::move(bytes));
+  if (bytes.size() >= XML_SHARED_FRAGMENT_SIZE)
+    fragment->fragment_ = FragmentPool().Share(std::move(bytes));
+  else
+    fragment->fragment_ = std::make_shared<const std::string>(std::move(bytes));
   LinkChild(fragment);
   return fragment;
 }
@@ -256,7 +299,21 @@ uint32_t CKestrandXMLWriter::PutAttributes(const CKestrandTreeNode* node) {
 }
 
 uint32_t CKestrandXMLWriter::PutNode(const CKestrandTreeNode* node) {
-  if (const std::string* fragment = node->Fragment()) return Put(fragment->c_str(), fragment->size());
+  if (const std::string* fragment = node->Fragment()) {
+    if (pieces_ && fragment->size() >= XML_SHARED_FRAGMENT_SIZE) {
+      // Kept as it is: the bytes so far become a piece of their own.
+      if (!memory_->empty()) {
+        memory_->shrink_to_fit();
+        pieces_->push_back(std::make_shared<const std::string>(std::move(*memory_)));
+        memory_->clear();
+      }
+      const CKestrandTreeNode* shown = node;
+      while (shown->Target()) shown = shown->Target();
+      pieces_->push_back(shown->fragment_);
+      return 0;
+    }
+    return Put(fragment->c_str(), fragment->size());
+  }
   const char* name = node->Name();
   CFirstCode code;
   code.Then([&] { return Put("<"); })
@@ -285,6 +342,22 @@ void CKestrandXMLWriter::RenderNode(const CKestrandTreeNode* node, std::string& 
   if (!node) return;
   CKestrandXMLWriter writer(&out);
   writer.PutNode(node);
+}
+
+std::vector<std::shared_ptr<const std::string>> CKestrandXMLWriter::RenderPieces(const CKestrandTreeNode* node) {
+  std::vector<std::shared_ptr<const std::string>> pieces;
+  std::string current;
+  CKestrandXMLWriter writer(&current);
+  writer.pieces_ = &pieces;
+  for (const CKestrandTreeNode* child = node->FirstChild(); child; child = child->NextSibling())
+    writer.PutNode(child);
+  // Children that write nothing still leave one (empty) fragment, so that
+  // the element keeps its closing tag.
+  if (!current.empty() || pieces.empty()) {
+    current.shrink_to_fit();
+    pieces.push_back(std::make_shared<const std::string>(std::move(current)));
+  }
+  return pieces;
 }
 
 uint32_t WriteXmlDocument(const char* fileName, const CKestrandTreeNode* root) {

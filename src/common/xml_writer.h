@@ -7,7 +7,9 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <memory>
 #include <string>
+#include <vector>
 
 #include "common/containers.h"
 #include "common/first_code.h"
@@ -61,14 +63,20 @@ class CKestrandTreeNode {
   // with itself; the caller must not delete it.
   uint32_t Detach();
 
-  // Replaces this node's children by one fragment child that holds their
-  // bytes as the XML writer writes them, and frees them: the output stays
-  // the same while the branch takes the memory of its text only. Returns the
-  // fragment, or nullptr when there were no children (then nothing changes)
-  // or for a reference. Children added afterwards follow the fragment.
+  // Replaces this node's children by fragment children that hold their bytes
+  // as the XML writer writes them, and frees them: the output stays the same
+  // while the branch takes the memory of its text only. Fragments of at least
+  // XML_SHARED_FRAGMENT_SIZE bytes among the children stay as they are (their
+  // bytes are shared, not copied); the elements before, between and after
+  // them become one fragment each. Returns the first fragment, or nullptr
+  // when there were no children (then nothing changes) or for a reference;
+  // the fragments run from it to the last child. Children added afterwards
+  // follow them.
   const CKestrandTreeNode* CollapseChildren();
   // A new last child that is a fragment holding `bytes`, written as they
-  // are; none for a reference.
+  // are; none for a reference. Bytes of at least XML_SHARED_FRAGMENT_SIZE
+  // that equal those of a fragment still alive (the records of a database
+  // that every disk of a group carries) share that fragment's memory.
   const CKestrandTreeNode* AddFragment(std::string bytes);
 
   // Appends an attribute (taken over); the checks on names are the XML
@@ -94,7 +102,7 @@ class CKestrandTreeNode {
   const CKestrandTreeNode* Target() const { return target_; }
   // The written bytes a fragment stands for (a reference's target's); none
   // for an element. A fragment has no name, attributes or children.
-  const std::string* Fragment() const { return Shown()->fragment_; }
+  const std::string* Fragment() const { return Shown()->fragment_.get(); }
 
  private:
   // The node whose name, attributes and children this one shows: itself, or
@@ -117,8 +125,14 @@ class CKestrandTreeNode {
   // node is destroyed.
   CPtrList<CKestrandTreeNode>* detached_ = nullptr;
   const CKestrandTreeNode* target_ = nullptr;  // for a reference
-  std::string* fragment_ = nullptr;            // owned, for a fragment
+  std::shared_ptr<const std::string> fragment_;  // for a fragment
+
+  friend class CKestrandXMLWriter;
 };
+
+// Fragments at least this long are shared between equal copies and kept
+// whole when a branch is collapsed.
+constexpr size_t XML_SHARED_FRAGMENT_SIZE = size_t{1} << 16;
 
 // Returned by WriteString when the stream took fewer bytes than given.
 constexpr uint32_t ERROR_XML_SHORT_WRITE_CODE = 1006;
@@ -169,6 +183,12 @@ class CKestrandXMLWriter {
   // Into memory instead of a stream.
   explicit CKestrandXMLWriter(std::string* memory) : stream_(nullptr), memory_(memory) {}
 
+  friend class CKestrandTreeNode;
+
+  // What CollapseChildren keeps of `node`'s children: the rendered bytes, cut
+  // around each shared fragment, which is kept as it is.
+  static std::vector<std::shared_ptr<const std::string>> RenderPieces(const CKestrandTreeNode* node);
+
   uint32_t Put(const char* text, size_t length);
   uint32_t Put(const char* text);
   uint32_t PutNode(const CKestrandTreeNode* node);
@@ -179,6 +199,9 @@ class CKestrandXMLWriter {
 
   FILE* stream_;
   std::string* memory_ = nullptr;
+  // While rendering pieces: the pieces finished so far (memory_ is the one
+  // being filled).
+  std::vector<std::shared_ptr<const std::string>>* pieces_ = nullptr;
   std::string block_;
   // The last piece given, for the message of a failing last block.
   const char* lastPiece_ = "";
