@@ -33,11 +33,23 @@ bool IsKnownRecordType(uint16_t type) { return type >= RECORD_TYPE_VOLUME && typ
 
 // The name up to its terminator; the buffer always holds one, the bound
 // only guards against a record that was not reset.
-std::string NameKey(const char* recordName) {
+size_t NameLength(const char* recordName) {
   const void* terminator = std::memchr(recordName, '\0', kRecordNameSize);
-  const size_t length = terminator ? static_cast<size_t>(static_cast<const char*>(terminator) - recordName)
-                                   : kRecordNameSize;
-  return std::string(recordName, length);
+  return terminator ? static_cast<size_t>(static_cast<const char*>(terminator) - recordName) : kRecordNameSize;
+}
+
+// The first slot to probe in a table of `size` slots (a power of two).
+size_t IdHome(uint64_t id, size_t size) {
+  id ^= id >> 33;
+  id *= 0xff51afd7ed558ccdULL;
+  id ^= id >> 33;
+  return static_cast<size_t>(id) & (size - 1);
+}
+
+size_t NameHome(const char* name, size_t length, size_t size) {
+  uint64_t hash = 0xcbf29ce484222325ULL;
+  for (size_t i = 0; i < length; ++i) hash = (hash ^ static_cast<unsigned char>(name[i])) * 0x100000001b3ULL;
+  return IdHome(hash, size);
 }
 
 void AdvanceNextRecordId(RECORD_LIST& list, uint64_t recordId) {
@@ -61,7 +73,17 @@ bool RECORD_LIST::Holds(uint64_t recordId, const char* recordName) {
     ReleaseKeys();
     for (const auto& entry : Entries) KeyEntry(*entry);
   }
-  return ids_.count(recordId) != 0 || names_.count(NameKey(recordName)) != 0;
+  if (idSlots_.empty()) return false;
+  const size_t mask = idSlots_.size() - 1;
+  for (size_t slot = IdHome(recordId, idSlots_.size()); idUsed_[slot]; slot = (slot + 1) & mask)
+    if (idSlots_[slot] == recordId) return true;
+  const size_t length = NameLength(recordName);
+  for (size_t slot = NameHome(recordName, length, nameSlots_.size()); nameSlots_[slot].Length != kNoName;
+       slot = (slot + 1) & mask) {
+    const NAME_SLOT& kept = nameSlots_[slot];
+    if (kept.Length == length && std::memcmp(kept.Bytes, recordName, length) == 0) return true;
+  }
+  return false;
 }
 
 void RECORD_LIST::Append(std::unique_ptr<RECORD_ENTRY> entry) {
@@ -71,14 +93,55 @@ void RECORD_LIST::Append(std::unique_ptr<RECORD_ENTRY> entry) {
 }
 
 void RECORD_LIST::ReleaseKeys() {
-  std::unordered_set<uint64_t>().swap(ids_);
-  std::unordered_set<std::string>().swap(names_);
+  std::vector<uint64_t>().swap(idSlots_);
+  std::vector<uint8_t>().swap(idUsed_);
+  std::vector<NAME_SLOT>().swap(nameSlots_);
   keyedEntries_ = 0;
 }
 
+void RECORD_LIST::Reserve() {
+  // Both tables have the same size and at most keyedEntries_ keys each.
+  if ((keyedEntries_ + 1) * 2 <= idSlots_.size()) return;
+  const size_t size = idSlots_.empty() ? 64 : idSlots_.size() * 2;
+  std::vector<uint64_t> ids(size);
+  std::vector<uint8_t> used(size);
+  std::vector<NAME_SLOT> names(size);
+  const size_t mask = size - 1;
+  for (size_t i = 0; i < idSlots_.size(); ++i) {
+    if (idUsed_[i]) {
+      size_t slot = IdHome(idSlots_[i], size);
+      while (used[slot]) slot = (slot + 1) & mask;
+      ids[slot] = idSlots_[i];
+      used[slot] = 1;
+    }
+    if (nameSlots_[i].Length != kNoName) {
+      size_t slot = NameHome(nameSlots_[i].Bytes, nameSlots_[i].Length, size);
+      while (names[slot].Length != kNoName) slot = (slot + 1) & mask;
+      names[slot] = nameSlots_[i];
+    }
+  }
+  idSlots_.swap(ids);
+  idUsed_.swap(used);
+  nameSlots_.swap(names);
+}
+
 void RECORD_LIST::KeyEntry(const RECORD_ENTRY& entry) {
-  ids_.insert(entry.RecordId);
-  if (entry.Record) names_.insert(NameKey(entry.Record->RecordName));
+  Reserve();
+  const size_t mask = idSlots_.size() - 1;
+  size_t slot = IdHome(entry.RecordId, idSlots_.size());
+  for (; idUsed_[slot]; slot = (slot + 1) & mask)
+    if (idSlots_[slot] == entry.RecordId) break;
+  idSlots_[slot] = entry.RecordId;
+  idUsed_[slot] = 1;
+  if (entry.Record) {
+    const char* name = entry.Record->RecordName;
+    const size_t length = NameLength(name);
+    size_t at = NameHome(name, length, nameSlots_.size());
+    for (; nameSlots_[at].Length != kNoName; at = (at + 1) & mask)
+      if (nameSlots_[at].Length == length && std::memcmp(nameSlots_[at].Bytes, name, length) == 0) break;
+    nameSlots_[at].Length = static_cast<uint8_t>(length);
+    std::memcpy(nameSlots_[at].Bytes, name, length);
+  }
   ++keyedEntries_;
 }
 

@@ -211,12 +211,22 @@ struct RECORD_LIST {
  private:
   // The ids and names of the first keyedEntries_ entries, so that a new
   // record is not compared with every earlier one. Whenever the set does not
-  // cover the entries exactly it is rebuilt from them.
-  std::unordered_set<uint64_t> ids_;
-  std::unordered_set<std::string> names_;
+  // cover the entries exactly it is rebuilt from them. Two open-addressing
+  // tables (linear probing, at most half full), so that keying a record
+  // allocates nothing but the tables' growth; a name is kept as its bytes.
+  struct NAME_SLOT {
+    uint8_t Length = kNoName;  // kNoName: an empty slot
+    char Bytes[kRecordNameSize];
+  };
+  static constexpr uint8_t kNoName = 0xFF;
+  std::vector<uint64_t> idSlots_;
+  std::vector<uint8_t> idUsed_;
+  std::vector<NAME_SLOT> nameSlots_;
   size_t keyedEntries_ = 0;
 
   void KeyEntry(const RECORD_ENTRY& entry);
+  // Makes room for one more key in both tables.
+  void Reserve();
 };
 
 // Decodes the record data gathered in `group` (`recordSize` bytes from
