@@ -430,14 +430,22 @@ void PrintCounts(FILE* stream, const char16_t* label, uint64_t sequence, const V
 }
 
 void PrintBlockList(FILE* stream, const CONFIG_HEADER& header) {
+  // The lines go out in pieces of about 64 KiB.
+  constexpr size_t kPiece = size_t{1} << 16;
+  std::string lines;
   const uint32_t count = ListedBlockCount(header);
   for (uint32_t i = 0; i < count; ++i) {
     const BLOCK_ENTRY& entry = header.BlockTable[i];
     if (entry.FragmentSize > kLargestListedFragment || !entry.Group) continue;
-    PrintWide(stream, u"BlockNumber: %-3lu Flag=0x%04x Ref=%-4lu Offset=%-8lu FragmentSize=%-4lu\n", i, entry.Flag,
-              entry.Group->GroupNumber, entry.RecordOffset, entry.FragmentSize);
+    AppendWide(lines, u"BlockNumber: %-3lu Flag=0x%04x Ref=%-4lu Offset=%-8lu FragmentSize=%-4lu\n", i, entry.Flag,
+               entry.Group->GroupNumber, entry.RecordOffset, entry.FragmentSize);
+    if (lines.size() >= kPiece) {
+      WriteBytes(stream, lines);
+      lines.clear();
+    }
   }
-  PrintWide(stream, u"\n");
+  lines += '\n';
+  WriteBytes(stream, lines);
 }
 
 void AddCountAttributes(CAttributeAdder& add, const char* prefix, uint64_t sequence, const VMDB_COUNTS& counts) {
