@@ -177,11 +177,13 @@ void AppendInteger(Out& out, const Spec& s, uint64_t bits) {
   char* first = end;
   if (value == 0) {
     if (s.precision != 0) *--first = '0';
+  } else if (base == 10) {
+    // Constant divisors, so that no digit costs a division instruction.
+    for (; value != 0; value /= 10) *--first = static_cast<char>('0' + value % 10);
+  } else if (base == 16) {
+    for (; value != 0; value >>= 4) *--first = digits[value & 0xF];
   } else {
-    while (value != 0) {
-      *--first = digits[value % base];
-      value /= base;
-    }
+    for (; value != 0; value >>= 3) *--first = digits[value & 0x7];
   }
   if (s.type == 'p')
     while (end - first < 16) *--first = '0';

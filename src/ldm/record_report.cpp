@@ -112,6 +112,20 @@ std::string DiskPersistentWords(uint32_t flags) { return WordsFor(flags, kDiskWo
 
 namespace {
 
+// Narrow forms of grouped numbers and GUIDs for the lines below: the same
+// characters as GroupedText and GuidText, without a wide string.
+std::string Grouped(uint64_t value) {
+  std::string text;
+  AppendGrouped(text, value);
+  return text;
+}
+
+std::string Guid(const GUID& guid) {
+  std::string text;
+  AppendGuid(text, guid);
+  return text;
+}
+
 // The word for a value, or "Unknown (0xNN)" when it has none.
 void PrintWordLine(std::string& out, const char16_t* label, const char* word, uint8_t value) {
   AppendWide(out, u"%-18s ", label);
@@ -124,9 +138,9 @@ void PrintWordLine(std::string& out, const char16_t* label, const char* word, ui
 
 void PrintVolumeLines(std::string& out, const VOLUME_RECORD& v) {
   const uint16_t flags = v.RecordFlags();
-  const std::u16string length = GroupedText(static_cast<uint64_t>(v.Length));
-  const std::u16string logLength = GroupedText(static_cast<uint64_t>(v.LogLength));
-  const std::u16string guid = GuidText(v.VolumeGuid);
+  const std::string length = Grouped(static_cast<uint64_t>(v.Length));
+  const std::string logLength = Grouped(static_cast<uint64_t>(v.LogLength));
+  const std::string guid = Guid(v.VolumeGuid);
   std::u16string mountName;
   const bool haveMountName = GetVolumeMountName(&v.VolumeGuid, mountName) == 0;
 
@@ -176,10 +190,10 @@ void PrintSubdiskLines(std::string& out, const SUBDISK_RECORD& s) {
   AppendWide(out, u"%-18s 0x%08lx%s\n", u"PersistentFlags:", s.PersistentFlags,
             SubdiskPersistentWords(s.PersistentFlags));
   AppendWide(out, u"%-18s %lu\n", u"DiskRecordId:", s.DiskRecordId);
-  AppendWide(out, u"%-18s %s\n", u"DiskOffset:", GroupedText(s.DiskOffset));
+  AppendWide(out, u"%-18s %s\n", u"DiskOffset:", Grouped(s.DiskOffset));
   AppendWide(out, u"%-18s %lu\n", u"PlexRecordId:", s.PlexRecordId);
-  AppendWide(out, u"%-18s %s\n", u"PlexOffset:", GroupedText(s.PlexOffset));
-  AppendWide(out, u"%-18s %s\n", u"Length:", GroupedText(static_cast<uint64_t>(s.Length)));
+  AppendWide(out, u"%-18s %s\n", u"PlexOffset:", Grouped(s.PlexOffset));
+  AppendWide(out, u"%-18s %s\n", u"Length:", Grouped(static_cast<uint64_t>(s.Length)));
   // Flag 0x1000 alone decodes the column number and detach sequence but
   // shows neither.
   if (flags & SUBDISK_FLAG_COLUMN) AppendWide(out, u"%-18s %lu\n", u"ColumnNumber:", s.ColumnNumber);
@@ -190,16 +204,16 @@ void PrintSubdiskLines(std::string& out, const SUBDISK_RECORD& s) {
 }
 
 void PrintDiskLines(std::string& out, const DISK_RECORD& d) {
-  AppendWide(out, u"%-18s %s\n", u"DiskId:", GuidText(d.DiskId));
-  AppendWide(out, u"%-18s %s\n", u"LastDiskSetId:", GuidText(d.LastDiskSetId));
+  AppendWide(out, u"%-18s %s\n", u"DiskId:", Guid(d.DiskId));
+  AppendWide(out, u"%-18s %s\n", u"LastDiskSetId:", Guid(d.LastDiskSetId));
   AppendWide(out, u"%-18s 0x%08lx%s\n", u"PersistentFlags:", d.PersistentFlags,
             DiskPersistentWords(d.PersistentFlags));
 }
 
 void PrintPackLines(std::string& out, const PACK_RECORD& p) {
   const uint16_t flags = p.RecordFlags();
-  AppendWide(out, u"%-18s %s\n", u"PackId:", GuidText(p.PackId));
-  AppendWide(out, u"%-18s %s\n", u"DiskSetId:", GuidText(p.DiskSetId));
+  AppendWide(out, u"%-18s %s\n", u"PackId:", Guid(p.PackId));
+  AppendWide(out, u"%-18s %s\n", u"DiskSetId:", Guid(p.DiskSetId));
   AppendWide(out, u"%-18s 0x%08lx\n", u"PersistentFlags:", p.PersistentFlags);
   if (flags & PACK_FLAG_COPIES) {
     AppendWide(out, u"%-18s %lu\n", u"ConfigCopiesCount:", p.ConfigCopiesCount);
