@@ -3,6 +3,7 @@
 // the XML report with the attribute sets of the five record types.
 #include "ldm/record_report.h"
 
+#include <cstring>
 #include <string>
 
 #include "common/formatters.h"
@@ -112,8 +113,81 @@ std::string DiskPersistentWords(uint32_t flags) { return WordsFor(flags, kDiskWo
 
 namespace {
 
-// Narrow forms of grouped numbers and GUIDs for the lines below: the same
-// characters as GroupedText and GuidText, without a wide string.
+// The lines of a record, written straight into a string without the format
+// engine, byte for byte as its formats give them: a label left-aligned in 18
+// columns and a blank ("%-18s "), then the value. In the wide formats of
+// these lines a unit above 0x7F is narrowed to "?"; the narrow ones
+// (UsageType, State, RecordName) pass their bytes as they are.
+class CRecordLines {
+ public:
+  explicit CRecordLines(std::string& out) : out_(out) {}
+
+  // "%-18s " of an ASCII label.
+  CRecordLines& Label(const char* label) {
+    const size_t length = std::strlen(label);
+    out_.append(label, length);
+    if (length < kLabelWidth) out_.append(kLabelWidth - length, ' ');
+    out_ += ' ';
+    return *this;
+  }
+  // "%lu" and "%u": long is 32 bits, so only the low 32 bits are shown.
+  CRecordLines& Low32(uint64_t value) {
+    AppendDecimal(out_, value & 0xFFFFFFFFu);
+    return *this;
+  }
+  // "%I64u"
+  CRecordLines& Unsigned(uint64_t value) {
+    AppendDecimal(out_, value);
+    return *this;
+  }
+  // "%I64d"
+  CRecordLines& Signed(int64_t value) {
+    if (value < 0) out_ += '-';
+    AppendDecimal(out_, value < 0 ? 0 - static_cast<uint64_t>(value) : static_cast<uint64_t>(value));
+    return *this;
+  }
+  // "0x%0Nx" of a value below 2 to the 32 (N is 2, 4 or 8).
+  CRecordLines& Hex(uint32_t value, int minimum) {
+    char digits[8];
+    int count = 0;
+    do {
+      digits[count++] = "0123456789abcdef"[value & 0xF];
+      value >>= 4;
+    } while (value != 0);
+    out_ += "0x";
+    for (int i = count; i < minimum; ++i) out_ += '0';
+    while (count > 0) out_ += digits[--count];
+    return *this;
+  }
+  // Narrow text in a wide format ("%s" of a narrow argument); "(null)"
+  // without text.
+  CRecordLines& Text(const char* text) {
+    if (!text) text = "(null)";
+    for (; *text; ++text) out_ += static_cast<unsigned char>(*text) < 0x80 ? *text : '?';
+    return *this;
+  }
+  CRecordLines& Text(const std::string& text) { return Text(text.c_str()); }
+  // Wide text in a wide format; "(null)" without text.
+  CRecordLines& Wide(const char16_t* text) {
+    if (!text) return Text(nullptr);
+    for (; *text; ++text) out_ += *text < 0x80 ? static_cast<char>(*text) : '?';
+    return *this;
+  }
+  // Narrow text in a narrow format: its bytes as they are.
+  CRecordLines& Bytes(const char* text) {
+    out_ += text;
+    return *this;
+  }
+  CRecordLines& End() {
+    out_ += '\n';
+    return *this;
+  }
+
+ private:
+  static constexpr size_t kLabelWidth = 18;
+  std::string& out_;
+};
+
 std::string Grouped(uint64_t value) {
   std::string text;
   AppendGrouped(text, value);
@@ -127,130 +201,123 @@ std::string Guid(const GUID& guid) {
 }
 
 // The word for a value, or "Unknown (0xNN)" when it has none.
-void PrintWordLine(std::string& out, const char16_t* label, const char* word, uint8_t value) {
-  AppendWide(out, u"%-18s ", label);
+void PrintWordLine(CRecordLines& line, const char* label, const char* word, uint8_t value) {
+  line.Label(label);
   if (word)
-    AppendWide(out, u"%s", word);
+    line.Text(word);
   else
-    AppendWide(out, u"Unknown (0x%02x)", value);
-  AppendWide(out, u"\n");
+    line.Text("Unknown (").Hex(value, 2).Text(")");
+  line.End();
 }
 
-void PrintVolumeLines(std::string& out, const VOLUME_RECORD& v) {
+void PrintVolumeLines(CRecordLines& line, const VOLUME_RECORD& v) {
   const uint16_t flags = v.RecordFlags();
-  const std::string length = Grouped(static_cast<uint64_t>(v.Length));
-  const std::string logLength = Grouped(static_cast<uint64_t>(v.LogLength));
-  const std::string guid = Guid(v.VolumeGuid);
   std::u16string mountName;
   const bool haveMountName = GetVolumeMountName(&v.VolumeGuid, mountName) == 0;
 
-  AppendNarrow(out, "%-18s %s\n", "UsageType:", v.UsageType);
-  AppendWide(out, u"%-18s ", u"FileSystemType:");
-  if (const char* word = FileSystemTypeWord(v.FileSystemType[0])) AppendWide(out, u"%s", word);
-  AppendWide(out, u"\n");
-  AppendNarrow(out, "%-18s %s\n", "State:", v.State);
-  PrintWordLine(out, u"ReadPolicy:", ReadPolicyTextWord(v.ReadPolicy), v.ReadPolicy);
-  AppendWide(out, u"%-18s %lu\n", u"Minor:", v.Minor);
-  AppendWide(out, u"%-18s 0x%08lx%s\n", u"PersistentFlags:", v.PersistentFlags,
-            VolumePersistentWords(v.PersistentFlags));
-  AppendWide(out, u"%-18s %lu\n", u"NumPlexes:", v.NumPlexes);
-  AppendWide(out, u"%-18s %I64u\n", u"DetachSeqNum:", v.DetachSeqNum);
-  AppendWide(out, u"%-18s %s\n", u"Length:", length);
-  AppendWide(out, u"%-18s %s\n", u"LogLength:", logLength);
+  line.Label("UsageType:").Bytes(v.UsageType).End();
+  line.Label("FileSystemType:");
+  if (const char* word = FileSystemTypeWord(v.FileSystemType[0])) line.Text(word);
+  line.End();
+  line.Label("State:").Bytes(v.State).End();
+  PrintWordLine(line, "ReadPolicy:", ReadPolicyTextWord(v.ReadPolicy), v.ReadPolicy);
+  line.Label("Minor:").Low32(v.Minor).End();
+  line.Label("PersistentFlags:").Hex(v.PersistentFlags, 8).Text(VolumePersistentWords(v.PersistentFlags)).End();
+  line.Label("NumPlexes:").Low32(v.NumPlexes).End();
+  line.Label("DetachSeqNum:").Unsigned(v.DetachSeqNum).End();
+  line.Label("Length:").Text(Grouped(static_cast<uint64_t>(v.Length))).End();
+  line.Label("LogLength:").Text(Grouped(static_cast<uint64_t>(v.LogLength))).End();
   // The usage type is shown a second time here.
-  AppendNarrow(out, "%-18s %s\n", "UsageType:", v.UsageType);
-  if (flags & VOLUME_FLAG_LOG_RECORD) AppendWide(out, u"%-18s %lu\n", u"LogRecordId:", v.LogRecordId);
-  AppendWide(out, u"%-18s %lu\n", u"PartitionType:", v.PartitionType);
-  if (haveMountName) AppendWide(out, u"%-18s %s\n", u"VolumeName:", mountName);
-  AppendWide(out, u"%-18s %s\n", u"VolumeGuid:", guid);
-  if (flags & VOLUME_FLAG_MOUNT_NAME)
-    AppendWide(out, u"%-18s %s\n", u"VolumeName:", v.MountName.get());
-  if (flags & VOLUME_FLAG_APP_RECOVERY) AppendWide(out, u"%-18s %u\n", u"AppRecovery:", v.AppRecovery);
+  line.Label("UsageType:").Bytes(v.UsageType).End();
+  if (flags & VOLUME_FLAG_LOG_RECORD) line.Label("LogRecordId:").Low32(v.LogRecordId).End();
+  line.Label("PartitionType:").Low32(v.PartitionType).End();
+  if (haveMountName) line.Label("VolumeName:").Wide(mountName.c_str()).End();
+  line.Label("VolumeGuid:").Text(Guid(v.VolumeGuid)).End();
+  if (flags & VOLUME_FLAG_MOUNT_NAME) line.Label("VolumeName:").Wide(v.MountName.get()).End();
+  if (flags & VOLUME_FLAG_APP_RECOVERY) line.Label("AppRecovery:").Low32(v.AppRecovery).End();
   if (flags & VOLUME_FLAG_PREFERRED_PLEX)
-    AppendWide(out, u"%-18s %lu\n", u"PrefferedPlexRecordId:", v.PrefferedPlexRecordId);
+    line.Label("PrefferedPlexRecordId:").Low32(v.PrefferedPlexRecordId).End();
 }
 
-void PrintPlexLines(std::string& out, const PLEX_RECORD& p) {
-  AppendNarrow(out, "%-18s %s\n", "State:", p.State);
-  PrintWordLine(out, u"Layout:", PlexLayoutWord(p.Layout), p.Layout);
-  AppendWide(out, u"%-18s 0x%08lx%s\n", u"PersistentFlags:", p.PersistentFlags,
-            PlexPersistentWords(p.PersistentFlags));
-  AppendWide(out, u"%-18s %lu\n", u"SubdiskCount:", p.SubdiskCount);
-  AppendWide(out, u"%-18s %I64u\n", u"DetachSequence:", p.DetachSequence);
-  AppendWide(out, u"%-18s %lu\n", u"VolumeRecordId:", p.VolumeRecordId);
-  AppendWide(out, u"%-18s %lu\n", u"LogRecordId:", p.LogRecordId);
+void PrintPlexLines(CRecordLines& line, const PLEX_RECORD& p) {
+  line.Label("State:").Bytes(p.State).End();
+  PrintWordLine(line, "Layout:", PlexLayoutWord(p.Layout), p.Layout);
+  line.Label("PersistentFlags:").Hex(p.PersistentFlags, 8).Text(PlexPersistentWords(p.PersistentFlags)).End();
+  line.Label("SubdiskCount:").Low32(p.SubdiskCount).End();
+  line.Label("DetachSequence:").Unsigned(p.DetachSequence).End();
+  line.Label("VolumeRecordId:").Low32(p.VolumeRecordId).End();
+  line.Label("LogRecordId:").Low32(p.LogRecordId).End();
   if (p.RecordFlags() & PLEX_FLAG_STRIPES) {
-    AppendWide(out, u"%-18s %I64d\n", u"StripeWidth:", p.StripeWidth);
-    AppendWide(out, u"%-18s %lu\n", u"ColumnCount:", p.ColumnCount);
+    line.Label("StripeWidth:").Signed(p.StripeWidth).End();
+    line.Label("ColumnCount:").Low32(p.ColumnCount).End();
   }
 }
 
-void PrintSubdiskLines(std::string& out, const SUBDISK_RECORD& s) {
+void PrintSubdiskLines(CRecordLines& line, const SUBDISK_RECORD& s) {
   const uint16_t flags = s.RecordFlags();
-  AppendWide(out, u"%-18s 0x%08lx%s\n", u"PersistentFlags:", s.PersistentFlags,
-            SubdiskPersistentWords(s.PersistentFlags));
-  AppendWide(out, u"%-18s %lu\n", u"DiskRecordId:", s.DiskRecordId);
-  AppendWide(out, u"%-18s %s\n", u"DiskOffset:", Grouped(s.DiskOffset));
-  AppendWide(out, u"%-18s %lu\n", u"PlexRecordId:", s.PlexRecordId);
-  AppendWide(out, u"%-18s %s\n", u"PlexOffset:", Grouped(s.PlexOffset));
-  AppendWide(out, u"%-18s %s\n", u"Length:", Grouped(static_cast<uint64_t>(s.Length)));
+  line.Label("PersistentFlags:").Hex(s.PersistentFlags, 8).Text(SubdiskPersistentWords(s.PersistentFlags)).End();
+  line.Label("DiskRecordId:").Low32(s.DiskRecordId).End();
+  line.Label("DiskOffset:").Text(Grouped(s.DiskOffset)).End();
+  line.Label("PlexRecordId:").Low32(s.PlexRecordId).End();
+  line.Label("PlexOffset:").Text(Grouped(s.PlexOffset)).End();
+  line.Label("Length:").Text(Grouped(static_cast<uint64_t>(s.Length))).End();
   // Flag 0x1000 alone decodes the column number and detach sequence but
   // shows neither.
-  if (flags & SUBDISK_FLAG_COLUMN) AppendWide(out, u"%-18s %lu\n", u"ColumnNumber:", s.ColumnNumber);
-  if (flags & SUBDISK_FLAG_DETACH) AppendWide(out, u"%-18s %I64u\n", u"DetachSequence:", s.DetachSequence);
-  if (flags & SUBDISK_FLAG_MINOR) AppendWide(out, u"%-18s %lu\n", u"Minor:", s.Minor);
-  if (flags & SUBDISK_FLAG_HIDDEN_SECTORS) AppendWide(out, u"%-18s %I64d\n", u"HiddenSectors:", s.HiddenSectors);
-  if (flags & SUBDISK_FLAG_LAST_DISK) AppendWide(out, u"%-18s %lu\n", u"LastDiskRecordId:", s.LastDiskRecordId);
+  if (flags & SUBDISK_FLAG_COLUMN) line.Label("ColumnNumber:").Low32(s.ColumnNumber).End();
+  if (flags & SUBDISK_FLAG_DETACH) line.Label("DetachSequence:").Unsigned(s.DetachSequence).End();
+  if (flags & SUBDISK_FLAG_MINOR) line.Label("Minor:").Low32(s.Minor).End();
+  if (flags & SUBDISK_FLAG_HIDDEN_SECTORS) line.Label("HiddenSectors:").Signed(s.HiddenSectors).End();
+  if (flags & SUBDISK_FLAG_LAST_DISK) line.Label("LastDiskRecordId:").Low32(s.LastDiskRecordId).End();
 }
 
-void PrintDiskLines(std::string& out, const DISK_RECORD& d) {
-  AppendWide(out, u"%-18s %s\n", u"DiskId:", Guid(d.DiskId));
-  AppendWide(out, u"%-18s %s\n", u"LastDiskSetId:", Guid(d.LastDiskSetId));
-  AppendWide(out, u"%-18s 0x%08lx%s\n", u"PersistentFlags:", d.PersistentFlags,
-            DiskPersistentWords(d.PersistentFlags));
+void PrintDiskLines(CRecordLines& line, const DISK_RECORD& d) {
+  line.Label("DiskId:").Text(Guid(d.DiskId)).End();
+  line.Label("LastDiskSetId:").Text(Guid(d.LastDiskSetId)).End();
+  line.Label("PersistentFlags:").Hex(d.PersistentFlags, 8).Text(DiskPersistentWords(d.PersistentFlags)).End();
 }
 
-void PrintPackLines(std::string& out, const PACK_RECORD& p) {
+void PrintPackLines(CRecordLines& line, const PACK_RECORD& p) {
   const uint16_t flags = p.RecordFlags();
-  AppendWide(out, u"%-18s %s\n", u"PackId:", Guid(p.PackId));
-  AppendWide(out, u"%-18s %s\n", u"DiskSetId:", Guid(p.DiskSetId));
-  AppendWide(out, u"%-18s 0x%08lx\n", u"PersistentFlags:", p.PersistentFlags);
+  line.Label("PackId:").Text(Guid(p.PackId)).End();
+  line.Label("DiskSetId:").Text(Guid(p.DiskSetId)).End();
+  line.Label("PersistentFlags:").Hex(p.PersistentFlags, 8).End();
   if (flags & PACK_FLAG_COPIES) {
-    AppendWide(out, u"%-18s %lu\n", u"ConfigCopiesCount:", p.ConfigCopiesCount);
-    AppendWide(out, u"%-18s %lu\n", u"LogCopiesCount:", p.LogCopiesCount);
+    line.Label("ConfigCopiesCount:").Low32(p.ConfigCopiesCount).End();
+    line.Label("LogCopiesCount:").Low32(p.LogCopiesCount).End();
   }
-  if (flags & PACK_FLAG_BASE_MINOR) AppendWide(out, u"%-18s %lu\n", u"BaseMinor:", p.BaseMinor);
+  if (flags & PACK_FLAG_BASE_MINOR) line.Label("BaseMinor:").Low32(p.BaseMinor).End();
 }
 
-void PrintTypeLines(std::string& out, const LDM_RECORD* record) {
-  if (auto* volume = dynamic_cast<const VOLUME_RECORD*>(record)) PrintVolumeLines(out, *volume);
-  if (auto* plex = dynamic_cast<const PLEX_RECORD*>(record)) PrintPlexLines(out, *plex);
-  if (auto* subdisk = dynamic_cast<const SUBDISK_RECORD*>(record)) PrintSubdiskLines(out, *subdisk);
-  if (auto* disk = dynamic_cast<const DISK_RECORD*>(record)) PrintDiskLines(out, *disk);
-  if (auto* pack = dynamic_cast<const PACK_RECORD*>(record)) PrintPackLines(out, *pack);
+void PrintTypeLines(CRecordLines& line, const LDM_RECORD* record) {
+  if (auto* volume = dynamic_cast<const VOLUME_RECORD*>(record)) PrintVolumeLines(line, *volume);
+  if (auto* plex = dynamic_cast<const PLEX_RECORD*>(record)) PrintPlexLines(line, *plex);
+  if (auto* subdisk = dynamic_cast<const SUBDISK_RECORD*>(record)) PrintSubdiskLines(line, *subdisk);
+  if (auto* disk = dynamic_cast<const DISK_RECORD*>(record)) PrintDiskLines(line, *disk);
+  if (auto* pack = dynamic_cast<const PACK_RECORD*>(record)) PrintPackLines(line, *pack);
 }
 
 void PrintRecord(std::string& out, const VBLK_GROUP& group, const RECORD_ENTRY& entry) {
   const LDM_RECORD& record = *entry.Record;
-  AppendWide(out, u"Record %lu\n", group.GroupNumber);
-  AppendWide(out, u"----------\n");
-  AppendWide(out, u"%-18s ", u"Type:");
+  CRecordLines line(out);
+  line.Text("Record ").Low32(group.GroupNumber).End();
+  line.Text("----------").End();
+  line.Label("Type:");
   if (const char* word = RecordTypeWord(entry.RecordType))
-    AppendWide(out, u"%s", word);
+    line.Text(word);
   else
-    AppendWide(out, u"Unknown (0x%08x)", entry.RecordType);
-  AppendWide(out, u"\n");
-  AppendWide(out, u"%-18s %lu\n", u"RecordId:", entry.RecordId);
-  AppendNarrow(out, "%-18s %s\n", "RecordName:", record.RecordName);
-  AppendWide(out, u"%-18s %u\n", u"Version:", group.Revision());
-  AppendWide(out, u"%-18s 0x%04x\n", u"TransFlags:", group.TransFlags);
+    line.Text("Unknown (").Hex(entry.RecordType, 8).Text(")");
+  line.End();
+  line.Label("RecordId:").Low32(entry.RecordId).End();
+  line.Label("RecordName:").Bytes(record.RecordName).End();
+  line.Label("Version:").Low32(group.Revision()).End();
+  line.Label("TransFlags:").Hex(group.TransFlags, 4).End();
   // The record flags as bits 8 to 15 of the type word, counted from bit 8.
-  AppendWide(out, u"%-18s 0x%04x\n", u"RecordExt:", group.RecordFlags() >> 8);
-  AppendWide(out, u"%-18s 0x%04x\n", u"RecordAttributes:", group.TypeWord);
-  AppendWide(out, u"%-18s %lu\n", u"RecordSize:", group.RecordSize);
-  AppendWide(out, u"%-18s %I64u\n", u"Update Seq:", record.UpdateSequence);
-  PrintTypeLines(out, &record);
-  AppendWide(out, u"\n");
+  line.Label("RecordExt:").Hex(group.RecordFlags() >> 8, 4).End();
+  line.Label("RecordAttributes:").Hex(group.TypeWord, 4).End();
+  line.Label("RecordSize:").Low32(group.RecordSize).End();
+  line.Label("Update Seq:").Unsigned(record.UpdateSequence).End();
+  PrintTypeLines(line, &record);
+  line.End();
 }
 
 }  // namespace
