@@ -429,6 +429,19 @@ void PrintCounts(FILE* stream, const char16_t* label, uint64_t sequence, const V
             label, sequence, counts.Volumes, counts.Plexes, counts.SubDisks, counts.DiskMedia, counts.PhysicalDisks);
 }
 
+// A 32-bit number in decimal, blanks after it up to `width` ("%-Nlu").
+void AppendLeftAligned(std::string& out, uint32_t value, size_t width) {
+  const size_t start = out.size();
+  AppendDecimal(out, value);
+  const size_t length = out.size() - start;
+  if (length < width) out.append(width - length, ' ');
+}
+
+// At least four lowercase hexadecimal digits ("%04x" of a 16-bit value).
+void AppendHex4(std::string& out, uint16_t value) {
+  for (int shift = 12; shift >= 0; shift -= 4) out += "0123456789abcdef"[(value >> shift) & 0xF];
+}
+
 void PrintBlockList(FILE* stream, const CONFIG_HEADER& header) {
   // The lines go out in pieces of about 64 KiB.
   constexpr size_t kPiece = size_t{1} << 16;
@@ -437,8 +450,19 @@ void PrintBlockList(FILE* stream, const CONFIG_HEADER& header) {
   for (uint32_t i = 0; i < count; ++i) {
     const BLOCK_ENTRY& entry = header.BlockTable[i];
     if (entry.FragmentSize > kLargestListedFragment || !entry.Group) continue;
-    AppendWide(lines, u"BlockNumber: %-3lu Flag=0x%04x Ref=%-4lu Offset=%-8lu FragmentSize=%-4lu\n", i, entry.Flag,
-               entry.Group->GroupNumber, entry.RecordOffset, entry.FragmentSize);
+    // "BlockNumber: %-3lu Flag=0x%04x Ref=%-4lu Offset=%-8lu FragmentSize=%-4lu\n", without the
+    // format engine: a block list has thousands of lines.
+    lines += "BlockNumber: ";
+    AppendLeftAligned(lines, i, 3);
+    lines += " Flag=0x";
+    AppendHex4(lines, entry.Flag);
+    lines += " Ref=";
+    AppendLeftAligned(lines, entry.Group->GroupNumber, 4);
+    lines += " Offset=";
+    AppendLeftAligned(lines, entry.RecordOffset, 8);
+    lines += " FragmentSize=";
+    AppendLeftAligned(lines, entry.FragmentSize, 4);
+    lines += '\n';
     if (lines.size() >= kPiece) {
       WriteBytes(stream, lines);
       lines.clear();
