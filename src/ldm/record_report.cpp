@@ -122,11 +122,12 @@ class CRecordLines {
  public:
   explicit CRecordLines(std::string& out) : out_(out) {}
 
-  // "%-18s " of an ASCII label.
-  CRecordLines& Label(const char* label) {
-    const size_t length = std::strlen(label);
+  // "%-18s " of an ASCII label, a literal.
+  template <size_t N>
+  CRecordLines& Label(const char (&label)[N]) {
+    constexpr size_t length = N - 1;
     out_.append(label, length);
-    if (length < kLabelWidth) out_.append(kLabelWidth - length, ' ');
+    if constexpr (length < kLabelWidth) out_.append(kLabelWidth - length, ' ');
     out_ += ' ';
     return *this;
   }
@@ -201,7 +202,8 @@ std::string Guid(const GUID& guid) {
 }
 
 // The word for a value, or "Unknown (0xNN)" when it has none.
-void PrintWordLine(CRecordLines& line, const char* label, const char* word, uint8_t value) {
+template <size_t N>
+void PrintWordLine(CRecordLines& line, const char (&label)[N], const char* word, uint8_t value) {
   line.Label(label);
   if (word)
     line.Text(word);

@@ -39,17 +39,17 @@ size_t NameLength(const char* recordName) {
 }
 
 // The first slot to probe in a table of `size` slots (a power of two).
-size_t IdHome(uint64_t id, size_t size) {
-  id ^= id >> 33;
-  id *= 0xff51afd7ed558ccdULL;
-  id ^= id >> 33;
-  return static_cast<size_t>(id) & (size - 1);
+size_t Home(uint64_t key, size_t size) {
+  key ^= key >> 33;
+  key *= 0xff51afd7ed558ccdULL;
+  key ^= key >> 33;
+  return static_cast<size_t>(key) & (size - 1);
 }
 
-size_t NameHome(const char* name, size_t length, size_t size) {
+uint32_t NameHash(const char* name, size_t length) {
   uint64_t hash = 0xcbf29ce484222325ULL;
   for (size_t i = 0; i < length; ++i) hash = (hash ^ static_cast<unsigned char>(name[i])) * 0x100000001b3ULL;
-  return IdHome(hash, size);
+  return static_cast<uint32_t>(hash ^ (hash >> 32));
 }
 
 void AdvanceNextRecordId(RECORD_LIST& list, uint64_t recordId) {
@@ -71,24 +71,31 @@ NTSTATUS FinishParse(const CFieldChain& chain, const uint8_t*& cursor) {
 bool RECORD_LIST::Holds(uint64_t recordId, const char* recordName) {
   if (keyedEntries_ != Entries.size()) {
     ReleaseKeys();
-    for (const auto& entry : Entries) KeyEntry(*entry);
+    for (size_t i = 0; i < Entries.size(); ++i) KeyEntry(*Entries[i], i);
   }
   if (idSlots_.empty()) return false;
   const size_t mask = idSlots_.size() - 1;
-  for (size_t slot = IdHome(recordId, idSlots_.size()); idUsed_[slot]; slot = (slot + 1) & mask)
+  for (size_t slot = Home(recordId, idSlots_.size()); idUsed_[slot]; slot = (slot + 1) & mask)
     if (idSlots_[slot] == recordId) return true;
   const size_t length = NameLength(recordName);
-  for (size_t slot = NameHome(recordName, length, nameSlots_.size()); nameSlots_[slot].Length != kNoName;
-       slot = (slot + 1) & mask) {
-    const NAME_SLOT& kept = nameSlots_[slot];
-    if (kept.Length == length && std::memcmp(kept.Bytes, recordName, length) == 0) return true;
+  const uint32_t hash = NameHash(recordName, length);
+  for (size_t slot = Home(hash, nameSlots_.size()); nameSlots_[slot].Entry != kNoEntry; slot = (slot + 1) & mask) {
+    if (nameSlots_[slot].Hash != hash) continue;
+    if (NameAt(nameSlots_[slot].Entry, recordName, length)) return true;
   }
   return false;
 }
 
+bool RECORD_LIST::NameAt(uint32_t place, const char* name, size_t length) const {
+  const RECORD_ENTRY* entry = place < Entries.size() ? Entries[place].get() : nullptr;
+  if (!entry || !entry->Record) return false;
+  const char* kept = entry->Record->RecordName;
+  return NameLength(kept) == length && std::memcmp(kept, name, length) == 0;
+}
+
 void RECORD_LIST::Append(std::unique_ptr<RECORD_ENTRY> entry) {
   // Keys are only added to a set that covers every earlier entry.
-  if (keyedEntries_ == Entries.size()) KeyEntry(*entry);
+  if (keyedEntries_ == Entries.size()) KeyEntry(*entry, Entries.size());
   Entries.push_back(std::move(entry));
 }
 
@@ -109,14 +116,14 @@ void RECORD_LIST::Reserve() {
   const size_t mask = size - 1;
   for (size_t i = 0; i < idSlots_.size(); ++i) {
     if (idUsed_[i]) {
-      size_t slot = IdHome(idSlots_[i], size);
+      size_t slot = Home(idSlots_[i], size);
       while (used[slot]) slot = (slot + 1) & mask;
       ids[slot] = idSlots_[i];
       used[slot] = 1;
     }
-    if (nameSlots_[i].Length != kNoName) {
-      size_t slot = NameHome(nameSlots_[i].Bytes, nameSlots_[i].Length, size);
-      while (names[slot].Length != kNoName) slot = (slot + 1) & mask;
+    if (nameSlots_[i].Entry != kNoEntry) {
+      size_t slot = Home(nameSlots_[i].Hash, size);
+      while (names[slot].Entry != kNoEntry) slot = (slot + 1) & mask;
       names[slot] = nameSlots_[i];
     }
   }
@@ -125,22 +132,30 @@ void RECORD_LIST::Reserve() {
   nameSlots_.swap(names);
 }
 
-void RECORD_LIST::KeyEntry(const RECORD_ENTRY& entry) {
+void RECORD_LIST::KeyEntry(const RECORD_ENTRY& entry, size_t place) {
   Reserve();
   const size_t mask = idSlots_.size() - 1;
-  size_t slot = IdHome(entry.RecordId, idSlots_.size());
+  size_t slot = Home(entry.RecordId, idSlots_.size());
   for (; idUsed_[slot]; slot = (slot + 1) & mask)
     if (idSlots_[slot] == entry.RecordId) break;
   idSlots_[slot] = entry.RecordId;
   idUsed_[slot] = 1;
-  if (entry.Record) {
+  // A repeated name keeps the entry that brought it first; the list holds
+  // fewer than 2 to the 32 entries (a config area has far fewer blocks).
+  if (entry.Record && place < kNoEntry) {
     const char* name = entry.Record->RecordName;
     const size_t length = NameLength(name);
-    size_t at = NameHome(name, length, nameSlots_.size());
-    for (; nameSlots_[at].Length != kNoName; at = (at + 1) & mask)
-      if (nameSlots_[at].Length == length && std::memcmp(nameSlots_[at].Bytes, name, length) == 0) break;
-    nameSlots_[at].Length = static_cast<uint8_t>(length);
-    std::memcpy(nameSlots_[at].Bytes, name, length);
+    const uint32_t hash = NameHash(name, length);
+    for (size_t at = Home(hash, nameSlots_.size()); nameSlots_[at].Entry != kNoEntry; at = (at + 1) & mask) {
+      if (nameSlots_[at].Hash != hash) continue;
+      if (NameAt(nameSlots_[at].Entry, name, length)) {
+        ++keyedEntries_;
+        return;
+      }
+    }
+    size_t at = Home(hash, nameSlots_.size());
+    while (nameSlots_[at].Entry != kNoEntry) at = (at + 1) & mask;
+    nameSlots_[at] = NAME_SLOT{hash, static_cast<uint32_t>(place)};
   }
   ++keyedEntries_;
 }
