@@ -429,47 +429,15 @@ void PrintCounts(FILE* stream, const char16_t* label, uint64_t sequence, const V
             label, sequence, counts.Volumes, counts.Plexes, counts.SubDisks, counts.DiskMedia, counts.PhysicalDisks);
 }
 
-// A 32-bit number in decimal, blanks after it up to `width` ("%-Nlu").
-void AppendLeftAligned(std::string& out, uint32_t value, size_t width) {
-  const size_t start = out.size();
-  AppendDecimal(out, value);
-  const size_t length = out.size() - start;
-  if (length < width) out.append(width - length, ' ');
-}
-
-// At least four lowercase hexadecimal digits ("%04x" of a 16-bit value).
-void AppendHex4(std::string& out, uint16_t value) {
-  for (int shift = 12; shift >= 0; shift -= 4) out += "0123456789abcdef"[(value >> shift) & 0xF];
-}
-
 void PrintBlockList(FILE* stream, const CONFIG_HEADER& header) {
-  // The lines go out in pieces of about 64 KiB.
-  constexpr size_t kPiece = size_t{1} << 16;
-  std::string lines;
   const uint32_t count = ListedBlockCount(header);
   for (uint32_t i = 0; i < count; ++i) {
     const BLOCK_ENTRY& entry = header.BlockTable[i];
     if (entry.FragmentSize > kLargestListedFragment || !entry.Group) continue;
-    // "BlockNumber: %-3lu Flag=0x%04x Ref=%-4lu Offset=%-8lu FragmentSize=%-4lu\n", without the
-    // format engine: a block list has thousands of lines.
-    lines += "BlockNumber: ";
-    AppendLeftAligned(lines, i, 3);
-    lines += " Flag=0x";
-    AppendHex4(lines, entry.Flag);
-    lines += " Ref=";
-    AppendLeftAligned(lines, entry.Group->GroupNumber, 4);
-    lines += " Offset=";
-    AppendLeftAligned(lines, entry.RecordOffset, 8);
-    lines += " FragmentSize=";
-    AppendLeftAligned(lines, entry.FragmentSize, 4);
-    lines += '\n';
-    if (lines.size() >= kPiece) {
-      WriteBytes(stream, lines);
-      lines.clear();
-    }
+    PrintWide(stream, u"BlockNumber: %-3lu Flag=0x%04x Ref=%-4lu Offset=%-8lu FragmentSize=%-4lu\n", i, entry.Flag,
+              entry.Group->GroupNumber, entry.RecordOffset, entry.FragmentSize);
   }
-  lines += '\n';
-  WriteBytes(stream, lines);
+  PrintWide(stream, u"\n");
 }
 
 void AddCountAttributes(CAttributeAdder& add, const char* prefix, uint64_t sequence, const VMDB_COUNTS& counts) {
@@ -486,28 +454,21 @@ uint32_t AddBlockList(CKestrandTreeNode* parent, const CONFIG_HEADER& header) {
   uint32_t code = 0;
   CKestrandTreeNode* list = AddDisplayedChild(parent, "BlockList", "Block List", "3", code);
   if (!list) return code;
-  // The Block elements are leaves that nothing looks at again: they are
-  // written straight into the list's bytes.
-  std::string bytes;
-  std::string caption;
   const uint32_t count = ListedBlockCount(header);
   for (uint32_t i = 0; i < count; ++i) {
     const BLOCK_ENTRY& entry = header.BlockTable[i];
     // Blocks without a group are listed too: the header blocks show next block 0.
     if (entry.FragmentSize > kLargestListedFragment) continue;
-    caption = "Block ";
-    AppendDecimal(caption, i + 1);
-    bytes += "<Block";
-    CAttributeAdder add(&bytes);
-    add.Display(caption.c_str(), "3");
+    CKestrandTreeNode* block = AddDisplayedChild(list, "Block", FormatNarrow("Block %u", i + 1), "3", code);
+    if (!block) return code;
+    CAttributeAdder add(block);
     add.Number("NextBlockNumber", entry.NextBlock);
     add.Flags("TransFlags", entry.Flag);
     add.Number("BlockNumber", i);
     add.Number("Offset", entry.RecordOffset);
     add.Number("FragmentSize", entry.FragmentSize);
-    bytes += " />";
+    if (add.Code() != 0) return add.Code();
   }
-  if (!bytes.empty() && !list->AddFragment(std::move(bytes))) return ERROR_NOT_ENOUGH_MEMORY_CODE;
   return 0;
 }
 
