@@ -410,51 +410,45 @@ CAttributeAdder& CAttributeAdder::Wide(const char* name, const char16_t* value) 
   return *this;
 }
 
+template <typename Narrow, typename WideForm>
+CAttributeAdder& CAttributeAdder::Formatted(const char* name, Narrow&& narrow, WideForm&& wide) {
+  if (!bytes_) {
+    std::u16string text;
+    code_.Then([&] { return wide(text); });
+    return Wide(name, text);
+  }
+  if (Open(name)) {
+    narrow(*bytes_);
+    *bytes_ += '"';
+  }
+  return *this;
+}
+
 CAttributeAdder& CAttributeAdder::Number(const char* name, uint64_t value) {
   if (!bytes_) {
     code_.Then([&] { return CKestrandXMLWriter::NewAttributeULL(node_, name, value); });
     return *this;
   }
-  if (!Open(name)) return *this;
-  AppendDecimal(*bytes_, value);
-  *bytes_ += '"';
+  if (Open(name)) {
+    AppendDecimal(*bytes_, value);
+    *bytes_ += '"';
+  }
   return *this;
 }
 
 CAttributeAdder& CAttributeAdder::Flags(const char* name, uint32_t value) {
-  if (!bytes_) {
-    std::u16string text;
-    code_.Then([&] { return FormatHex(value, text); });
-    return Wide(name, text);
-  }
-  if (!Open(name)) return *this;
-  AppendHex8(*bytes_, value);
-  *bytes_ += '"';
-  return *this;
+  return Formatted(name, [&](std::string& out) { AppendHex8(out, value); },
+                   [&](std::u16string& text) { return FormatHex(value, text); });
 }
 
 CAttributeAdder& CAttributeAdder::Grouped(const char* name, uint64_t value) {
-  if (!bytes_) {
-    std::u16string text;
-    code_.Then([&] { return FormatGrouped(value, text); });
-    return Wide(name, text);
-  }
-  if (!Open(name)) return *this;
-  AppendGrouped(*bytes_, value);
-  *bytes_ += '"';
-  return *this;
+  return Formatted(name, [&](std::string& out) { AppendGrouped(out, value); },
+                   [&](std::u16string& text) { return FormatGrouped(value, text); });
 }
 
 CAttributeAdder& CAttributeAdder::Guid(const char* name, const GUID& value) {
-  if (!bytes_) {
-    std::u16string text;
-    code_.Then([&] { return FormatGuid(value, text); });
-    return Wide(name, text);
-  }
-  if (!Open(name)) return *this;
-  AppendGuid(*bytes_, value);
-  *bytes_ += '"';
-  return *this;
+  return Formatted(name, [&](std::string& out) { AppendGuid(out, value); },
+                   [&](std::u16string& text) { return FormatGuid(value, text); });
 }
 
 }  // namespace kestrand

@@ -266,6 +266,10 @@ class CAttributeAdder {
   bool Open(const char* name);
   // Appends ` name="value"`.
   CAttributeAdder& Put(const char* name, const char* value);
+  // A value that `narrow` appends to the bytes, or that `wide` (a formatter
+  // giving a code) stores as wide text for a node.
+  template <typename Narrow, typename WideForm>
+  CAttributeAdder& Formatted(const char* name, Narrow&& narrow, WideForm&& wide);
   CAttributeAdder& Fail(uint32_t code) {
     code_.Keep(code);
     return *this;
