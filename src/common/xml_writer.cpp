@@ -124,6 +124,12 @@ class CFragmentPool {
     // Growing by doubling may have left up to half of it unused.
     bytes.shrink_to_fit();
     auto shared = std::make_shared<const std::string>(std::move(bytes));
+    // Entries of freed fragments go now and then, so that a long-lived
+    // process (many runs in one) does not gather them.
+    if (pool_.size() >= sweepAt_) {
+      std::erase_if(pool_, [](const auto& entry) { return entry.second.expired(); });
+      sweepAt_ = 2 * pool_.size() + 64;
+    }
     pool_.emplace(hash, shared);
     return shared;
   }
@@ -131,6 +137,7 @@ class CFragmentPool {
  private:
   std::mutex mutex_;
   std::unordered_multimap<size_t, std::weak_ptr<const std::string>> pool_;
+  size_t sweepAt_ = 64;
 };
 
 CFragmentPool& FragmentPool() {
