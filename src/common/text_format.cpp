@@ -1,7 +1,6 @@
 #include "common/text_format.h"
 
 #include <cstdio>
-#include <cctype>
 #include <cstring>
 
 namespace kestrand {
