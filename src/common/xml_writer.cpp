@@ -108,8 +108,8 @@ namespace {
 // A fragment leaves when its last holder frees it; its entry goes when met.
 class CFragmentPool {
  public:
-  std::shared_ptr<const std::string> Share(std::string bytes) {
-    const size_t hash = std::hash<std::string>()(bytes);
+  std::shared_ptr<const std::string> Share(std::string_view bytes) {
+    const size_t hash = std::hash<std::string_view>()(bytes);
     std::lock_guard<std::mutex> lock(mutex_);
     auto [begin, end] = pool_.equal_range(hash);
     for (auto it = begin; it != end;) {
@@ -121,9 +121,7 @@ class CFragmentPool {
       if (*alive == bytes) return alive;
       ++it;
     }
-    // Growing by doubling may have left up to half of it unused.
-    bytes.shrink_to_fit();
-    auto shared = std::make_shared<const std::string>(std::move(bytes));
+    auto shared = std::make_shared<const std::string>(bytes);
     // Entries of freed fragments go now and then, so that a long-lived
     // process (many runs in one) does not gather them.
     if (pool_.size() >= sweepAt_) {
@@ -147,13 +145,13 @@ CFragmentPool& FragmentPool() {
 
 }  // namespace
 
-const CKestrandTreeNode* CKestrandTreeNode::AddFragment(std::string bytes) {
+const CKestrandTreeNode* CKestrandTreeNode::AddFragment(std::string_view bytes) {
   if (target_) return nullptr;
   auto* fragment = new CKestrandTreeNode(nullptr);
   if (bytes.size() >= XML_SHARED_FRAGMENT_SIZE)
-    fragment->fragment_ = FragmentPool().Share(std::move(bytes));
+    fragment->fragment_ = FragmentPool().Share(bytes);
   else
-    fragment->fragment_ = std::make_shared<const std::string>(std::move(bytes));
+    fragment->fragment_ = std::make_shared<const std::string>(bytes);
   LinkChild(fragment);
   return fragment;
 }

@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "common/containers.h"
@@ -73,11 +74,12 @@ class CKestrandTreeNode {
   // the fragments run from it to the last child. Children added afterwards
   // follow them.
   const CKestrandTreeNode* CollapseChildren();
-  // A new last child that is a fragment holding `bytes`, written as they
-  // are; none for a reference. Bytes of at least XML_SHARED_FRAGMENT_SIZE
-  // that equal those of a fragment still alive (the records of a database
-  // that every disk of a group carries) share that fragment's memory.
-  const CKestrandTreeNode* AddFragment(std::string bytes);
+  // A new last child that is a fragment holding a copy of `bytes`, written
+  // as they are; none for a reference. Bytes of at least
+  // XML_SHARED_FRAGMENT_SIZE that equal those of a fragment still alive (the
+  // records of a database that every disk of a group carries) share that
+  // fragment's memory instead.
+  const CKestrandTreeNode* AddFragment(std::string_view bytes);
 
   // Appends an attribute (taken over); the checks on names are the XML
   // writer's (CKestrandXMLWriter::NewAttribute). A reference takes none: the

@@ -474,12 +474,15 @@ uint32_t AddRecordsToReport(const CONFIG_WRAPPER& config, CKestrandTreeNode* par
   if (!records) return code;
   if (!config.Header) return 0;
   // Groups without a decoded record have nothing to show and are left out.
-  std::string bytes;
+  // The bytes are gathered in a buffer kept between copies (a full
+  // database's are megabytes) and copied only when no equal fragment exists.
+  thread_local std::string bytes;
+  bytes.clear();
   for (const auto& group : config.Header->GroupList) {
     if (!group || !group->Entry || !group->Entry->Record) continue;
     AppendRecord(bytes, *group, *group->Entry);
   }
-  if (!bytes.empty() && !records->AddFragment(std::move(bytes))) return ERROR_NOT_ENOUGH_MEMORY_CODE;
+  if (!bytes.empty() && !records->AddFragment(bytes)) return ERROR_NOT_ENOUGH_MEMORY_CODE;
   return 0;
 }
 
