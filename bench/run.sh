@@ -37,10 +37,10 @@ results=$work/results.tsv
 started=$(date +%s)
 failed_checks=0
 
-# The peak memory of the XML run grows with disks x records (the report
-# tree holds each disk's branch, records included, once in the disk sections
-# and once for the virtual structure): from the previous size of the same
-# disk count, predict it and leave out runs that would pass the cap.
+# The peak memory of the XML run grows with disks x records (the decoded
+# databases of every disk, and each disk's branch as bytes): from the
+# previous size of the same disk count, predict it and leave out runs that
+# would pass the cap.
 predict_mib() {  # previous-row new-records
   awk -v row="$1" -v r="$2" 'BEGIN {
     split(row, f, "\t"); if (f[14] != "ok") { print 0; exit }

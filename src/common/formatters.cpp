@@ -1,5 +1,7 @@
 #include "common/formatters.h"
 
+#include <charconv>
+
 namespace kestrand {
 
 namespace {
@@ -65,6 +67,52 @@ uint32_t AppendString(std::string& place, const char* text) {
   if (!text) return ERROR_INVALID_PARAMETER_CODE;
   place += text;
   return 0;
+}
+
+void AppendDecimal(std::string& out, uint64_t value) {
+  char digits[20];
+  const char* end = std::to_chars(digits, digits + sizeof digits, value).ptr;
+  out.append(digits, static_cast<size_t>(end - digits));
+}
+
+void AppendGrouped(std::string& out, uint64_t value) {
+  char digits[20];
+  const size_t count = static_cast<size_t>(std::to_chars(digits, digits + sizeof digits, value).ptr - digits);
+  for (size_t i = 0; i < count; ++i) {
+    if (i != 0 && (count - i) % 3 == 0) out += ',';
+    out += digits[i];
+  }
+}
+
+namespace {
+
+constexpr char kHexDigits[] = "0123456789abcdef";
+
+// `count` lowercase hexadecimal digits of `value`, leading zeros included.
+void AppendHexDigits(std::string& out, uint64_t value, int count) {
+  char digits[16];
+  for (int i = count - 1; i >= 0; --i, value >>= 4) digits[i] = kHexDigits[value & 0xF];
+  out.append(digits, static_cast<size_t>(count));
+}
+
+}  // namespace
+
+void AppendHex8(std::string& out, uint32_t value) {
+  out += "0x";
+  AppendHexDigits(out, value, 8);
+}
+
+void AppendGuid(std::string& out, const GUID& guid) {
+  AppendHexDigits(out, guid.Data1, 8);
+  out += '-';
+  AppendHexDigits(out, guid.Data2, 4);
+  out += '-';
+  AppendHexDigits(out, guid.Data3, 4);
+  out += '-';
+  AppendHexDigits(out, guid.Data4[0], 2);
+  AppendHexDigits(out, guid.Data4[1], 2);
+  out += '-';
+  for (int i = 2; i < 8; ++i) AppendHexDigits(out, guid.Data4[i], 2);
 }
 
 int32_t CopyBounded(char16_t* dest, size_t sizeInChars, std::u16string_view source) {

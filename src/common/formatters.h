@@ -27,6 +27,14 @@ uint32_t FormatGuid(const GUID& guid, std::u16string& place);
 // Appends `text` to `place`; 87 without text.
 uint32_t AppendString(std::string& place, const char* text);
 
+// The same forms as narrow text appended to `out`, without a string of their
+// own: unsigned decimal, decimal grouped in threes, "0x" and eight lowercase
+// hexadecimal digits, and the GUID form.
+void AppendDecimal(std::string& out, uint64_t value);
+void AppendGrouped(std::string& out, uint64_t value);
+void AppendHex8(std::string& out, uint32_t value);
+void AppendGuid(std::string& out, const GUID& guid);
+
 // Bounded text: the size is given in characters and must be 1 to 2147483647
 // (else nothing is written); the text is cut to the size minus one and always
 // terminated.

@@ -1,7 +1,6 @@
 #include "common/text_format.h"
 
 #include <cstdio>
-#include <cctype>
 #include <cstring>
 
 namespace kestrand {
@@ -83,66 +82,6 @@ int IntegerBits(const Spec& s) {
   }
 }
 
-std::string FormatInteger(const Spec& s, uint64_t bits) {
-  const int width_bits = IntegerBits(s);
-  const uint64_t mask = width_bits == 64 ? ~uint64_t{0} : ((uint64_t{1} << width_bits) - 1);
-  uint64_t value = bits & mask;
-  bool negative = false;
-  if (s.type == 'd' || s.type == 'i') {
-    const uint64_t sign = uint64_t{1} << (width_bits - 1);
-    if (value & sign) {
-      negative = true;
-      value = (~value + 1) & mask;
-    }
-  }
-  unsigned base = 10;
-  const char* digits = "0123456789abcdef";
-  if (s.type == 'x' || s.type == 'p') base = 16;
-  if (s.type == 'X') {
-    base = 16;
-    digits = "0123456789ABCDEF";
-  }
-  if (s.type == 'o') base = 8;
-
-  std::string body;
-  if (value == 0) {
-    if (s.precision != 0) body = "0";
-  } else {
-    while (value != 0) {
-      body.insert(body.begin(), digits[value % base]);
-      value /= base;
-    }
-  }
-  if (s.type == 'p') {
-    const size_t want = 16;
-    if (body.size() < want) body.insert(0, want - body.size(), '0');
-    for (char& c : body) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-  }
-  if (s.precision > 0 && body.size() < static_cast<size_t>(s.precision))
-    body.insert(0, static_cast<size_t>(s.precision) - body.size(), '0');
-  if (s.alt && s.type == 'o' && (body.empty() || body[0] != '0')) body.insert(0, "0");
-
-  std::string prefix;
-  if (negative)
-    prefix = "-";
-  else if ((s.type == 'd' || s.type == 'i') && s.plus)
-    prefix = "+";
-  else if ((s.type == 'd' || s.type == 'i') && s.space)
-    prefix = " ";
-  if (s.alt && (bits & mask) != 0) {
-    if (s.type == 'x') prefix += "0x";
-    if (s.type == 'X') prefix += "0X";
-  }
-
-  const size_t len = prefix.size() + body.size();
-  const size_t width = static_cast<size_t>(s.width);
-  if (len >= width) return prefix + body;
-  const size_t pad = width - len;
-  if (s.left) return prefix + body + std::string(pad, ' ');
-  if (s.zero && s.precision < 0) return prefix + std::string(pad, '0') + body;
-  return std::string(pad, ' ') + prefix + body;
-}
-
 std::string FormatReal(const Spec& s, double value) {
   char fmt[32];
   char* p = fmt;
@@ -173,18 +112,109 @@ struct PlainOut {
   void Unit(C c) { text.push_back(c); }
   void Units(const C* units, size_t count) { text.append(units, count); }
   void Ascii(std::string_view ascii) { text.append(ascii.begin(), ascii.end()); }
-  void Blanks(size_t count) { text.append(count, static_cast<C>(' ')); }
+  void Repeat(char c, size_t count) { text.append(count, static_cast<C>(c)); }
+  void Blanks(size_t count) { Repeat(' ', count); }
+  // Narrow bytes, each as the unit of the same value.
+  void Bytes(const char* bytes, size_t count) {
+    if constexpr (sizeof(C) == 1) {
+      text.append(bytes, count);
+    } else {
+      for (size_t i = 0; i < count; ++i) text.push_back(static_cast<C>(static_cast<unsigned char>(bytes[i])));
+    }
+  }
 };
 
 struct NarrowingOut {
   std::string& text;
   void Unit(char16_t c) { text.push_back(c < 0x80 ? static_cast<char>(c) : '?'); }
   void Units(const char16_t* units, size_t count) {
-    for (size_t i = 0; i < count; ++i) Unit(units[i]);
+    const size_t start = text.size();
+    text.resize(start + count);
+    char* place = text.data() + start;
+    for (size_t i = 0; i < count; ++i) place[i] = units[i] < 0x80 ? static_cast<char>(units[i]) : '?';
   }
   void Ascii(std::string_view ascii) { text.append(ascii); }
-  void Blanks(size_t count) { text.append(count, ' '); }
+  void Repeat(char c, size_t count) { text.append(count, c); }
+  void Blanks(size_t count) { Repeat(' ', count); }
+  // Narrow bytes widened, then narrowed again: ASCII stays, the rest is "?".
+  void Bytes(const char* bytes, size_t count) {
+    const size_t start = text.size();
+    text.resize(start + count);
+    char* place = text.data() + start;
+    for (size_t i = 0; i < count; ++i)
+      place[i] = static_cast<unsigned char>(bytes[i]) < 0x80 ? bytes[i] : '?';
+  }
 };
+
+// An integer conversion, written straight to `out` without a string of its
+// own: the digits (at most 22, or the 16 of a pointer), zeros up to the
+// precision, the octal "0" of "#", the sign or "0x" prefix, and the padding.
+template <class Out>
+void AppendInteger(Out& out, const Spec& s, uint64_t bits) {
+  const int width_bits = IntegerBits(s);
+  const uint64_t mask = width_bits == 64 ? ~uint64_t{0} : ((uint64_t{1} << width_bits) - 1);
+  uint64_t value = bits & mask;
+  bool negative = false;
+  if (s.type == 'd' || s.type == 'i') {
+    const uint64_t sign = uint64_t{1} << (width_bits - 1);
+    if (value & sign) {
+      negative = true;
+      value = (~value + 1) & mask;
+    }
+  }
+  unsigned base = 10;
+  const char* digits = "0123456789abcdef";
+  if (s.type == 'x') base = 16;
+  if (s.type == 'X' || s.type == 'p') {
+    base = 16;
+    digits = "0123456789ABCDEF";
+  }
+  if (s.type == 'o') base = 8;
+
+  char body[24];
+  char* const end = body + sizeof body;
+  char* first = end;
+  if (value == 0) {
+    if (s.precision != 0) *--first = '0';
+  } else if (base == 10) {
+    // Constant divisors, so that no digit costs a division instruction.
+    for (; value != 0; value /= 10) *--first = static_cast<char>('0' + value % 10);
+  } else if (base == 16) {
+    for (; value != 0; value >>= 4) *--first = digits[value & 0xF];
+  } else {
+    for (; value != 0; value >>= 3) *--first = digits[value & 0x7];
+  }
+  if (s.type == 'p')
+    while (end - first < 16) *--first = '0';
+  size_t bodyLength = static_cast<size_t>(end - first);
+  size_t precisionZeros = 0;
+  if (s.precision > 0 && bodyLength < static_cast<size_t>(s.precision))
+    precisionZeros = static_cast<size_t>(s.precision) - bodyLength;
+  if (s.alt && s.type == 'o' && precisionZeros == 0 && (bodyLength == 0 || *first != '0')) precisionZeros = 1;
+
+  char prefix[4];
+  size_t prefixLength = 0;
+  if (negative)
+    prefix[prefixLength++] = '-';
+  else if ((s.type == 'd' || s.type == 'i') && s.plus)
+    prefix[prefixLength++] = '+';
+  else if ((s.type == 'd' || s.type == 'i') && s.space)
+    prefix[prefixLength++] = ' ';
+  if (s.alt && (bits & mask) != 0 && (s.type == 'x' || s.type == 'X')) {
+    prefix[prefixLength++] = '0';
+    prefix[prefixLength++] = s.type;
+  }
+
+  const size_t length = prefixLength + precisionZeros + bodyLength;
+  const size_t width = static_cast<size_t>(s.width);
+  const size_t pad = length >= width ? 0 : width - length;
+  if (pad != 0 && !s.left && !(s.zero && s.precision < 0)) out.Blanks(pad);
+  out.Ascii(std::string_view(prefix, prefixLength));
+  if (pad != 0 && !s.left && s.zero && s.precision < 0) out.Repeat('0', pad);
+  out.Repeat('0', precisionZeros);
+  out.Ascii(std::string_view(first, bodyLength));
+  if (pad != 0 && s.left) out.Blanks(pad);
+}
 
 template <class Out>
 void Pad(Out& out, const Spec& s, size_t len, bool before) {
@@ -207,7 +237,7 @@ void AppendText(Out& out, const Spec& s, const CFormatArg* arg) {
     size_t n = std::strlen(narrow);
     if (s.precision >= 0 && n > static_cast<size_t>(s.precision)) n = static_cast<size_t>(s.precision);
     Pad(out, s, n, true);
-    for (size_t i = 0; i < n; ++i) out.Unit(static_cast<C>(static_cast<unsigned char>(narrow[i])));
+    out.Bytes(narrow, n);
     Pad(out, s, n, false);
   } else {
     size_t n = WideLength(wide);
@@ -231,11 +261,15 @@ void FormatAny(Out& out, std::basic_string_view<C> format, FormatArgs args) {
   size_t i = 0;
   const size_t n = format.size();
   while (i < n) {
-    C c = format[i++];
-    if (c != '%') {
-      out.Unit(c);
+    if (format[i] != '%') {
+      // The text up to the next directive, in one piece.
+      size_t stop = i + 1;
+      while (stop < n && format[stop] != '%') ++stop;
+      out.Units(format.data() + i, stop - i);
+      i = stop;
       continue;
     }
+    ++i;
     if (i >= n) break;
     if (format[i] == '%') {
       out.Unit('%');
@@ -320,7 +354,7 @@ void FormatAny(Out& out, std::basic_string_view<C> format, FormatArgs args) {
       case 'd': case 'i': case 'u': case 'x': case 'X': case 'o': case 'p': {
         const CFormatArg* a = take();
         if (type == 'p') s.size = Spec::Size::I64;
-        out.Ascii(FormatInteger(s, a ? a->Bits() : 0));
+        AppendInteger(out, s, a ? a->Bits() : 0);
         break;
       }
       case 'f': case 'F': case 'e': case 'E': case 'g': case 'G': case 'a': case 'A': {

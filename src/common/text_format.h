@@ -97,6 +97,18 @@ void AppendNarrowArgs(std::string& line, std::string_view format, FormatArgs arg
 // that printing a line allocates nothing once it is large enough.
 std::string& ReusedLine();
 
+// Append to `text` the bytes PrintWide and PrintNarrow would write, for a
+// caller that gathers many lines and writes them at once.
+template <class... A>
+void AppendWide(std::string& text, std::u16string_view format, const A&... args) {
+  AppendWideAsAnsiArgs(text, format, {CFormatArg(args)...});
+}
+
+template <class... A>
+void AppendNarrow(std::string& text, std::string_view format, const A&... args) {
+  AppendNarrowArgs(text, format, {CFormatArg(args)...});
+}
+
 template <class... A>
 int PrintWide(FILE* stream, std::u16string_view format, const A&... args) {
   std::string& line = ReusedLine();

@@ -3,7 +3,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <memory>
+#include <mutex>
+#include <unordered_map>
 
 #include "common/formatters.h"
 #include "common/text_format.h"
@@ -54,7 +57,6 @@ CKestrandTreeNode::~CKestrandTreeNode() {
   }
   delete detached_;
   delete attributes_;
-  delete fragment_;
   std::free(name_);
 }
 
@@ -82,11 +84,7 @@ CKestrandTreeNode* CKestrandTreeNode::HoldNode(const char* name) {
 
 const CKestrandTreeNode* CKestrandTreeNode::CollapseChildren() {
   if (target_ || !firstChild_) return nullptr;
-  auto bytes = std::make_unique<std::string>();
-  for (const CKestrandTreeNode* child = firstChild_; child; child = child->nextSibling_)
-    CKestrandXMLWriter::RenderNode(child, *bytes);
-  // Growing by doubling may have left up to half of it unused.
-  bytes->shrink_to_fit();
+  std::vector<std::shared_ptr<const std::string>> pieces = CKestrandXMLWriter::RenderPieces(this);
   CKestrandTreeNode* child = firstChild_;
   while (child) {
     CKestrandTreeNode* next = child->nextSibling_;
@@ -94,8 +92,66 @@ const CKestrandTreeNode* CKestrandTreeNode::CollapseChildren() {
     child = next;
   }
   firstChild_ = lastChild_ = nullptr;
+  const CKestrandTreeNode* first = nullptr;
+  for (auto& piece : pieces) {
+    auto* fragment = new CKestrandTreeNode(nullptr);
+    fragment->fragment_ = std::move(piece);
+    LinkChild(fragment);
+    if (!first) first = fragment;
+  }
+  return first;
+}
+
+namespace {
+
+// Fragments alive with their bytes' hash, so that equal bytes share one copy.
+// A fragment leaves when its last holder frees it; its entry goes when met.
+class CFragmentPool {
+ public:
+  std::shared_ptr<const std::string> Share(std::string_view bytes) {
+    const size_t hash = std::hash<std::string_view>()(bytes);
+    std::lock_guard<std::mutex> lock(mutex_);
+    auto [begin, end] = pool_.equal_range(hash);
+    for (auto it = begin; it != end;) {
+      std::shared_ptr<const std::string> alive = it->second.lock();
+      if (!alive) {
+        it = pool_.erase(it);
+        continue;
+      }
+      if (*alive == bytes) return alive;
+      ++it;
+    }
+    auto shared = std::make_shared<const std::string>(bytes);
+    // Entries of freed fragments go now and then, so that a long-lived
+    // process (many runs in one) does not gather them.
+    if (pool_.size() >= sweepAt_) {
+      std::erase_if(pool_, [](const auto& entry) { return entry.second.expired(); });
+      sweepAt_ = 2 * pool_.size() + 64;
+    }
+    pool_.emplace(hash, shared);
+    return shared;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::unordered_multimap<size_t, std::weak_ptr<const std::string>> pool_;
+  size_t sweepAt_ = 64;
+};
+
+CFragmentPool& FragmentPool() {
+  static CFragmentPool pool;
+  return pool;
+}
+
+}  // namespace
+
+const CKestrandTreeNode* CKestrandTreeNode::AddFragment(std::string_view bytes) {
+  if (target_) return nullptr;
   auto* fragment = new CKestrandTreeNode(nullptr);
-  fragment->fragment_ = bytes.release();
+  if (bytes.size() >= XML_SHARED_FRAGMENT_SIZE)
+    fragment->fragment_ = FragmentPool().Share(bytes);
+  else
+    fragment->fragment_ = std::make_shared<const std::string>(bytes);
   LinkChild(fragment);
   return fragment;
 }
@@ -248,7 +304,21 @@ uint32_t CKestrandXMLWriter::PutAttributes(const CKestrandTreeNode* node) {
 }
 
 uint32_t CKestrandXMLWriter::PutNode(const CKestrandTreeNode* node) {
-  if (const std::string* fragment = node->Fragment()) return Put(fragment->c_str(), fragment->size());
+  if (const std::string* fragment = node->Fragment()) {
+    if (pieces_ && fragment->size() >= XML_SHARED_FRAGMENT_SIZE) {
+      // Kept as it is: the bytes so far become a piece of their own.
+      if (!memory_->empty()) {
+        memory_->shrink_to_fit();
+        pieces_->push_back(std::make_shared<const std::string>(std::move(*memory_)));
+        memory_->clear();
+      }
+      const CKestrandTreeNode* shown = node;
+      while (shown->Target()) shown = shown->Target();
+      pieces_->push_back(shown->fragment_);
+      return 0;
+    }
+    return Put(fragment->c_str(), fragment->size());
+  }
   const char* name = node->Name();
   CFirstCode code;
   code.Then([&] { return Put("<"); })
@@ -279,6 +349,22 @@ void CKestrandXMLWriter::RenderNode(const CKestrandTreeNode* node, std::string& 
   writer.PutNode(node);
 }
 
+std::vector<std::shared_ptr<const std::string>> CKestrandXMLWriter::RenderPieces(const CKestrandTreeNode* node) {
+  std::vector<std::shared_ptr<const std::string>> pieces;
+  std::string current;
+  CKestrandXMLWriter writer(&current);
+  writer.pieces_ = &pieces;
+  for (const CKestrandTreeNode* child = node->FirstChild(); child; child = child->NextSibling())
+    writer.PutNode(child);
+  // Children that write nothing still leave one (empty) fragment, so that
+  // the element keeps its closing tag.
+  if (!current.empty() || pieces.empty()) {
+    current.shrink_to_fit();
+    pieces.push_back(std::make_shared<const std::string>(std::move(current)));
+  }
+  return pieces;
+}
+
 uint32_t WriteXmlDocument(const char* fileName, const CKestrandTreeNode* root) {
   if (!fileName || !root) return ERROR_INVALID_PARAMETER_CODE;
   FILE* file = std::fopen(fileName, "w");
@@ -293,10 +379,81 @@ uint32_t WriteXmlDocument(const char* fileName, const CKestrandTreeNode* root) {
   return code.Code();
 }
 
+bool CAttributeAdder::Open(const char* name) {
+  if (code_.Failed()) return false;
+  if (!name) {
+    code_.Keep(ERROR_INVALID_PARAMETER_CODE);
+    return false;
+  }
+  *bytes_ += ' ';
+  *bytes_ += name;
+  *bytes_ += "=\"";
+  return true;
+}
+
+CAttributeAdder& CAttributeAdder::Put(const char* name, const char* value) {
+  if (!Open(name)) return *this;
+  *bytes_ += value;
+  *bytes_ += '"';
+  return *this;
+}
+
+CAttributeAdder& CAttributeAdder::Wide(const char* name, const char16_t* value) {
+  if (!bytes_) {
+    code_.Then([&] { return CKestrandXMLWriter::NewAttributeW(node_, name, value); });
+    return *this;
+  }
+  if (!value) return Put(name, "(null)");
+  size_t length = 0;
+  while (value[length] != 0) {
+    if (value[length] >= 0x80) return Put(name, "Unknown");
+    ++length;
+  }
+  if (!Open(name)) return *this;
+  for (size_t i = 0; i < length; ++i) *bytes_ += static_cast<char>(value[i]);
+  *bytes_ += '"';
+  return *this;
+}
+
+template <typename Narrow, typename WideForm>
+CAttributeAdder& CAttributeAdder::Formatted(const char* name, Narrow&& narrow, WideForm&& wide) {
+  if (!bytes_) {
+    std::u16string text;
+    code_.Then([&] { return wide(text); });
+    return Wide(name, text);
+  }
+  if (Open(name)) {
+    narrow(*bytes_);
+    *bytes_ += '"';
+  }
+  return *this;
+}
+
+CAttributeAdder& CAttributeAdder::Number(const char* name, uint64_t value) {
+  if (!bytes_) {
+    code_.Then([&] { return CKestrandXMLWriter::NewAttributeULL(node_, name, value); });
+    return *this;
+  }
+  if (Open(name)) {
+    AppendDecimal(*bytes_, value);
+    *bytes_ += '"';
+  }
+  return *this;
+}
+
 CAttributeAdder& CAttributeAdder::Flags(const char* name, uint32_t value) {
-  std::u16string text;
-  code_.Then([&] { return FormatHex(value, text); });
-  return Wide(name, text);
+  return Formatted(name, [&](std::string& out) { AppendHex8(out, value); },
+                   [&](std::u16string& text) { return FormatHex(value, text); });
+}
+
+CAttributeAdder& CAttributeAdder::Grouped(const char* name, uint64_t value) {
+  return Formatted(name, [&](std::string& out) { AppendGrouped(out, value); },
+                   [&](std::u16string& text) { return FormatGrouped(value, text); });
+}
+
+CAttributeAdder& CAttributeAdder::Guid(const char* name, const GUID& value) {
+  return Formatted(name, [&](std::string& out) { AppendGuid(out, value); },
+                   [&](std::u16string& text) { return FormatGuid(value, text); });
 }
 
 }  // namespace kestrand

@@ -7,10 +7,14 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <memory>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "common/containers.h"
 #include "common/first_code.h"
+#include "platform/types.h"
 
 namespace kestrand {
 
@@ -60,12 +64,22 @@ class CKestrandTreeNode {
   // with itself; the caller must not delete it.
   uint32_t Detach();
 
-  // Replaces this node's children by one fragment child that holds their
-  // bytes as the XML writer writes them, and frees them: the output stays
-  // the same while the branch takes the memory of its text only. Returns the
-  // fragment, or nullptr when there were no children (then nothing changes)
-  // or for a reference. Children added afterwards follow the fragment.
+  // Replaces this node's children by fragment children that hold their bytes
+  // as the XML writer writes them, and frees them: the output stays the same
+  // while the branch takes the memory of its text only. Fragments of at least
+  // XML_SHARED_FRAGMENT_SIZE bytes among the children stay as they are (their
+  // bytes are shared, not copied); the elements before, between and after
+  // them become one fragment each. Returns the first fragment, or nullptr
+  // when there were no children (then nothing changes) or for a reference;
+  // the fragments run from it to the last child. Children added afterwards
+  // follow them.
   const CKestrandTreeNode* CollapseChildren();
+  // A new last child that is a fragment holding a copy of `bytes`, written
+  // as they are; none for a reference. Bytes of at least
+  // XML_SHARED_FRAGMENT_SIZE that equal those of a fragment still alive (the
+  // records of a database that every disk of a group carries) share that
+  // fragment's memory instead.
+  const CKestrandTreeNode* AddFragment(std::string_view bytes);
 
   // Appends an attribute (taken over); the checks on names are the XML
   // writer's (CKestrandXMLWriter::NewAttribute). A reference takes none: the
@@ -90,7 +104,7 @@ class CKestrandTreeNode {
   const CKestrandTreeNode* Target() const { return target_; }
   // The written bytes a fragment stands for (a reference's target's); none
   // for an element. A fragment has no name, attributes or children.
-  const std::string* Fragment() const { return Shown()->fragment_; }
+  const std::string* Fragment() const { return Shown()->fragment_.get(); }
 
  private:
   // The node whose name, attributes and children this one shows: itself, or
@@ -113,8 +127,14 @@ class CKestrandTreeNode {
   // node is destroyed.
   CPtrList<CKestrandTreeNode>* detached_ = nullptr;
   const CKestrandTreeNode* target_ = nullptr;  // for a reference
-  std::string* fragment_ = nullptr;            // owned, for a fragment
+  std::shared_ptr<const std::string> fragment_;  // for a fragment
+
+  friend class CKestrandXMLWriter;
 };
+
+// Fragments at least this long are shared between equal copies and kept
+// whole when a branch is collapsed.
+constexpr size_t XML_SHARED_FRAGMENT_SIZE = size_t{1} << 16;
 
 // Returned by WriteString when the stream took fewer bytes than given.
 constexpr uint32_t ERROR_XML_SHORT_WRITE_CODE = 1006;
@@ -165,6 +185,12 @@ class CKestrandXMLWriter {
   // Into memory instead of a stream.
   explicit CKestrandXMLWriter(std::string* memory) : stream_(nullptr), memory_(memory) {}
 
+  friend class CKestrandTreeNode;
+
+  // What CollapseChildren keeps of `node`'s children: the rendered bytes, cut
+  // around each shared fragment, which is kept as it is.
+  static std::vector<std::shared_ptr<const std::string>> RenderPieces(const CKestrandTreeNode* node);
+
   uint32_t Put(const char* text, size_t length);
   uint32_t Put(const char* text);
   uint32_t PutNode(const CKestrandTreeNode* node);
@@ -175,6 +201,9 @@ class CKestrandXMLWriter {
 
   FILE* stream_;
   std::string* memory_ = nullptr;
+  // While rendering pieces: the pieces finished so far (memory_ is the one
+  // being filled).
+  std::vector<std::shared_ptr<const std::string>>* pieces_ = nullptr;
   std::string block_;
   // The last piece given, for the message of a failing last block.
   const char* lastPiece_ = "";
@@ -187,28 +216,40 @@ uint32_t WriteXmlDocument(const char* fileName, const CKestrandTreeNode* root);
 
 // Adds attributes to one node in order; after the first failure nothing more
 // is added and Code() keeps that failure.
+//
+// An adder can also write straight into XML bytes (the text WriteNode gives
+// for the attributes, each as ` name="value"`), for branches of many leaf
+// elements that are kept as a fragment: no nodes and no copies of names and
+// values. The names are then the caller's own literals, without blanks and
+// each once per element, so they are not checked.
 class CAttributeAdder {
  public:
   explicit CAttributeAdder(CKestrandTreeNode* node, uint32_t code = 0) : node_(node), code_(code) {}
+  explicit CAttributeAdder(std::string* bytes) : node_(nullptr), bytes_(bytes) {}
 
+  // A missing value is "(null)".
   CAttributeAdder& Text(const char* name, const char* value) {
+    if (bytes_) return Put(name, value ? value : "(null)");
     code_.Then([&] { return CKestrandXMLWriter::NewAttribute(node_, name, value); });
     return *this;
   }
   CAttributeAdder& Text(const char* name, const std::string& value) { return Text(name, value.c_str()); }
-  CAttributeAdder& Wide(const char* name, const char16_t* value) {
-    code_.Then([&] { return CKestrandXMLWriter::NewAttributeW(node_, name, value); });
-    return *this;
-  }
+  // A value that is not plain ASCII is "Unknown".
+  CAttributeAdder& Wide(const char* name, const char16_t* value);
   CAttributeAdder& Wide(const char* name, const std::u16string& value) { return Wide(name, value.c_str()); }
-  CAttributeAdder& Number(const char* name, uint64_t value) {
-    code_.Then([&] { return CKestrandXMLWriter::NewAttributeULL(node_, name, value); });
-    return *this;
-  }
+  CAttributeAdder& Number(const char* name, uint64_t value);
   // "0x%08lx"
   CAttributeAdder& Flags(const char* name, uint32_t value);
+  // Decimal grouped in threes, as FormatGrouped gives it.
+  CAttributeAdder& Grouped(const char* name, uint64_t value);
+  // The GUID form of FormatGuid.
+  CAttributeAdder& Guid(const char* name, const GUID& value);
   // `_ElementDisplayName` then `_ElementIcon`.
   CAttributeAdder& Display(const char* caption, const char* icon) {
+    if (bytes_) {
+      if (!caption || !icon) return Fail(ERROR_INVALID_PARAMETER_CODE);
+      return Put("_ElementDisplayName", caption).Put("_ElementIcon", icon);
+    }
     code_.Then([&] { return CKestrandXMLWriter::SetElementDisplay(node_, caption, icon); });
     return *this;
   }
@@ -222,7 +263,22 @@ class CAttributeAdder {
   uint32_t Code() const { return code_.Code(); }
 
  private:
+  // Appends ` name="` to the bytes; false (and nothing appended) once a
+  // step has failed, or without a name (87).
+  bool Open(const char* name);
+  // Appends ` name="value"`.
+  CAttributeAdder& Put(const char* name, const char* value);
+  // A value that `narrow` appends to the bytes, or that `wide` (a formatter
+  // giving a code) stores as wide text for a node.
+  template <typename Narrow, typename WideForm>
+  CAttributeAdder& Formatted(const char* name, Narrow&& narrow, WideForm&& wide);
+  CAttributeAdder& Fail(uint32_t code) {
+    code_.Keep(code);
+    return *this;
+  }
+
   CKestrandTreeNode* node_;
+  std::string* bytes_ = nullptr;
   CFirstCode code_;
 };
 

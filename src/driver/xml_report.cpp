@@ -33,8 +33,8 @@ using ShownBranches = std::unordered_map<const CDisk*, const CKestrandTreeNode*>
 // Each shown disk goes into one section; raw disks and disks without a
 // layout or number are in none. A disk's branch is also what the virtual
 // structure shows under every disk record on that disk, without the tests:
-// its children are kept as their bytes, and a node held by `holder` with the
-// disk element's attributes shows them again (`shown`).
+// its children are kept as their bytes (fragments), and a node held by
+// `holder` with the disk element's attributes shows them again (`shown`).
 uint32_t AddDisks(CPtrList<CDisk>& disks, const DiskSections& sections, CKestrandTreeNode* holder,
                   ShownBranches& shown) {
   for (CPtrListIterator<CDisk> it(disks); !it.AtEnd(); it.Advance()) {
@@ -60,7 +60,8 @@ uint32_t AddDisks(CPtrList<CDisk>& disks, const DiskSections& sections, CKestran
         code = CKestrandXMLWriter::NewAttribute(again, attribute.Current()->Name, attribute.Current()->Value);
         if (code != 0) return code;
       }
-    if (children && !again->AddReference(children)) return ERROR_NOT_ENOUGH_MEMORY_CODE;
+    for (const CKestrandTreeNode* child = children; child; child = child->NextSibling())
+      if (!again->AddReference(child)) return ERROR_NOT_ENOUGH_MEMORY_CODE;
     shown[disk] = again;
     // As CDisk::AddToReport adds them; their code does not end the branch.
     if (disk->DiskKind() == DISK_KIND_DYNAMIC || disk->BasicDiskWithLdmDatabase()) AddDiskTests(diskNode, disk);

@@ -3,8 +3,10 @@
 // the XML report with the attribute sets of the five record types.
 #include "ldm/record_report.h"
 
+#include <cstring>
 #include <string>
 
+#include "common/formatters.h"
 #include "common/text_format.h"
 #include "inventory/volumes.h"
 #include "ldm/ldm_database.h"
@@ -111,131 +113,213 @@ std::string DiskPersistentWords(uint32_t flags) { return WordsFor(flags, kDiskWo
 
 namespace {
 
-// The word for a value, or "Unknown (0xNN)" when it has none.
-void PrintWordLine(FILE* stream, const char16_t* label, const char* word, uint8_t value) {
-  PrintWide(stream, u"%-18s ", label);
-  if (word)
-    PrintWide(stream, u"%s", word);
-  else
-    PrintWide(stream, u"Unknown (0x%02x)", value);
-  PrintWide(stream, u"\n");
+// The lines of a record, written straight into a string without the format
+// engine, byte for byte as its formats give them: a label left-aligned in 18
+// columns and a blank ("%-18s "), then the value. In the wide formats of
+// these lines a unit above 0x7F is narrowed to "?"; the narrow ones
+// (UsageType, State, RecordName) pass their bytes as they are.
+class CRecordLines {
+ public:
+  explicit CRecordLines(std::string& out) : out_(out) {}
+
+  // "%-18s " of an ASCII label, a literal.
+  template <size_t N>
+  CRecordLines& Label(const char (&label)[N]) {
+    constexpr size_t length = N - 1;
+    out_.append(label, length);
+    if constexpr (length < kLabelWidth) out_.append(kLabelWidth - length, ' ');
+    out_ += ' ';
+    return *this;
+  }
+  // "%lu" and "%u": long is 32 bits, so only the low 32 bits are shown.
+  CRecordLines& Low32(uint64_t value) {
+    AppendDecimal(out_, value & 0xFFFFFFFFu);
+    return *this;
+  }
+  // "%I64u"
+  CRecordLines& Unsigned(uint64_t value) {
+    AppendDecimal(out_, value);
+    return *this;
+  }
+  // "%I64d"
+  CRecordLines& Signed(int64_t value) {
+    if (value < 0) out_ += '-';
+    AppendDecimal(out_, value < 0 ? 0 - static_cast<uint64_t>(value) : static_cast<uint64_t>(value));
+    return *this;
+  }
+  // "0x%0Nx" of a value below 2 to the 32 (N is 2, 4 or 8).
+  CRecordLines& Hex(uint32_t value, int minimum) {
+    char digits[8];
+    int count = 0;
+    do {
+      digits[count++] = "0123456789abcdef"[value & 0xF];
+      value >>= 4;
+    } while (value != 0);
+    out_ += "0x";
+    for (int i = count; i < minimum; ++i) out_ += '0';
+    while (count > 0) out_ += digits[--count];
+    return *this;
+  }
+  // Narrow text in a wide format ("%s" of a narrow argument); "(null)"
+  // without text.
+  CRecordLines& Text(const char* text) {
+    if (!text) text = "(null)";
+    for (; *text; ++text) out_ += static_cast<unsigned char>(*text) < 0x80 ? *text : '?';
+    return *this;
+  }
+  CRecordLines& Text(const std::string& text) { return Text(text.c_str()); }
+  // Wide text in a wide format; "(null)" without text.
+  CRecordLines& Wide(const char16_t* text) {
+    if (!text) return Text(nullptr);
+    for (; *text; ++text) out_ += *text < 0x80 ? static_cast<char>(*text) : '?';
+    return *this;
+  }
+  // Narrow text in a narrow format: its bytes as they are.
+  CRecordLines& Bytes(const char* text) {
+    out_ += text;
+    return *this;
+  }
+  CRecordLines& End() {
+    out_ += '\n';
+    return *this;
+  }
+
+ private:
+  static constexpr size_t kLabelWidth = 18;
+  std::string& out_;
+};
+
+std::string Grouped(uint64_t value) {
+  std::string text;
+  AppendGrouped(text, value);
+  return text;
 }
 
-void PrintVolumeLines(FILE* stream, const VOLUME_RECORD& v) {
+std::string Guid(const GUID& guid) {
+  std::string text;
+  AppendGuid(text, guid);
+  return text;
+}
+
+// The word for a value, or "Unknown (0xNN)" when it has none.
+template <size_t N>
+void PrintWordLine(CRecordLines& line, const char (&label)[N], const char* word, uint8_t value) {
+  line.Label(label);
+  if (word)
+    line.Text(word);
+  else
+    line.Text("Unknown (").Hex(value, 2).Text(")");
+  line.End();
+}
+
+void PrintVolumeLines(CRecordLines& line, const VOLUME_RECORD& v) {
   const uint16_t flags = v.RecordFlags();
-  const std::u16string length = GroupedText(static_cast<uint64_t>(v.Length));
-  const std::u16string logLength = GroupedText(static_cast<uint64_t>(v.LogLength));
-  const std::u16string guid = GuidText(v.VolumeGuid);
   std::u16string mountName;
   const bool haveMountName = GetVolumeMountName(&v.VolumeGuid, mountName) == 0;
 
-  PrintNarrow(stream, "%-18s %s\n", "UsageType:", v.UsageType);
-  PrintWide(stream, u"%-18s ", u"FileSystemType:");
-  if (const char* word = FileSystemTypeWord(v.FileSystemType[0])) PrintWide(stream, u"%s", word);
-  PrintWide(stream, u"\n");
-  PrintNarrow(stream, "%-18s %s\n", "State:", v.State);
-  PrintWordLine(stream, u"ReadPolicy:", ReadPolicyTextWord(v.ReadPolicy), v.ReadPolicy);
-  PrintWide(stream, u"%-18s %lu\n", u"Minor:", v.Minor);
-  PrintWide(stream, u"%-18s 0x%08lx%s\n", u"PersistentFlags:", v.PersistentFlags,
-            VolumePersistentWords(v.PersistentFlags));
-  PrintWide(stream, u"%-18s %lu\n", u"NumPlexes:", v.NumPlexes);
-  PrintWide(stream, u"%-18s %I64u\n", u"DetachSeqNum:", v.DetachSeqNum);
-  PrintWide(stream, u"%-18s %s\n", u"Length:", length);
-  PrintWide(stream, u"%-18s %s\n", u"LogLength:", logLength);
+  line.Label("UsageType:").Bytes(v.UsageType).End();
+  line.Label("FileSystemType:");
+  if (const char* word = FileSystemTypeWord(v.FileSystemType[0])) line.Text(word);
+  line.End();
+  line.Label("State:").Bytes(v.State).End();
+  PrintWordLine(line, "ReadPolicy:", ReadPolicyTextWord(v.ReadPolicy), v.ReadPolicy);
+  line.Label("Minor:").Low32(v.Minor).End();
+  line.Label("PersistentFlags:").Hex(v.PersistentFlags, 8).Text(VolumePersistentWords(v.PersistentFlags)).End();
+  line.Label("NumPlexes:").Low32(v.NumPlexes).End();
+  line.Label("DetachSeqNum:").Unsigned(v.DetachSeqNum).End();
+  line.Label("Length:").Text(Grouped(static_cast<uint64_t>(v.Length))).End();
+  line.Label("LogLength:").Text(Grouped(static_cast<uint64_t>(v.LogLength))).End();
   // The usage type is shown a second time here.
-  PrintNarrow(stream, "%-18s %s\n", "UsageType:", v.UsageType);
-  if (flags & VOLUME_FLAG_LOG_RECORD) PrintWide(stream, u"%-18s %lu\n", u"LogRecordId:", v.LogRecordId);
-  PrintWide(stream, u"%-18s %lu\n", u"PartitionType:", v.PartitionType);
-  if (haveMountName) PrintWide(stream, u"%-18s %s\n", u"VolumeName:", mountName);
-  PrintWide(stream, u"%-18s %s\n", u"VolumeGuid:", guid);
-  if (flags & VOLUME_FLAG_MOUNT_NAME)
-    PrintWide(stream, u"%-18s %s\n", u"VolumeName:", v.MountName.get());
-  if (flags & VOLUME_FLAG_APP_RECOVERY) PrintWide(stream, u"%-18s %u\n", u"AppRecovery:", v.AppRecovery);
+  line.Label("UsageType:").Bytes(v.UsageType).End();
+  if (flags & VOLUME_FLAG_LOG_RECORD) line.Label("LogRecordId:").Low32(v.LogRecordId).End();
+  line.Label("PartitionType:").Low32(v.PartitionType).End();
+  if (haveMountName) line.Label("VolumeName:").Wide(mountName.c_str()).End();
+  line.Label("VolumeGuid:").Text(Guid(v.VolumeGuid)).End();
+  if (flags & VOLUME_FLAG_MOUNT_NAME) line.Label("VolumeName:").Wide(v.MountName.get()).End();
+  if (flags & VOLUME_FLAG_APP_RECOVERY) line.Label("AppRecovery:").Low32(v.AppRecovery).End();
   if (flags & VOLUME_FLAG_PREFERRED_PLEX)
-    PrintWide(stream, u"%-18s %lu\n", u"PrefferedPlexRecordId:", v.PrefferedPlexRecordId);
+    line.Label("PrefferedPlexRecordId:").Low32(v.PrefferedPlexRecordId).End();
 }
 
-void PrintPlexLines(FILE* stream, const PLEX_RECORD& p) {
-  PrintNarrow(stream, "%-18s %s\n", "State:", p.State);
-  PrintWordLine(stream, u"Layout:", PlexLayoutWord(p.Layout), p.Layout);
-  PrintWide(stream, u"%-18s 0x%08lx%s\n", u"PersistentFlags:", p.PersistentFlags,
-            PlexPersistentWords(p.PersistentFlags));
-  PrintWide(stream, u"%-18s %lu\n", u"SubdiskCount:", p.SubdiskCount);
-  PrintWide(stream, u"%-18s %I64u\n", u"DetachSequence:", p.DetachSequence);
-  PrintWide(stream, u"%-18s %lu\n", u"VolumeRecordId:", p.VolumeRecordId);
-  PrintWide(stream, u"%-18s %lu\n", u"LogRecordId:", p.LogRecordId);
+void PrintPlexLines(CRecordLines& line, const PLEX_RECORD& p) {
+  line.Label("State:").Bytes(p.State).End();
+  PrintWordLine(line, "Layout:", PlexLayoutWord(p.Layout), p.Layout);
+  line.Label("PersistentFlags:").Hex(p.PersistentFlags, 8).Text(PlexPersistentWords(p.PersistentFlags)).End();
+  line.Label("SubdiskCount:").Low32(p.SubdiskCount).End();
+  line.Label("DetachSequence:").Unsigned(p.DetachSequence).End();
+  line.Label("VolumeRecordId:").Low32(p.VolumeRecordId).End();
+  line.Label("LogRecordId:").Low32(p.LogRecordId).End();
   if (p.RecordFlags() & PLEX_FLAG_STRIPES) {
-    PrintWide(stream, u"%-18s %I64d\n", u"StripeWidth:", p.StripeWidth);
-    PrintWide(stream, u"%-18s %lu\n", u"ColumnCount:", p.ColumnCount);
+    line.Label("StripeWidth:").Signed(p.StripeWidth).End();
+    line.Label("ColumnCount:").Low32(p.ColumnCount).End();
   }
 }
 
-void PrintSubdiskLines(FILE* stream, const SUBDISK_RECORD& s) {
+void PrintSubdiskLines(CRecordLines& line, const SUBDISK_RECORD& s) {
   const uint16_t flags = s.RecordFlags();
-  PrintWide(stream, u"%-18s 0x%08lx%s\n", u"PersistentFlags:", s.PersistentFlags,
-            SubdiskPersistentWords(s.PersistentFlags));
-  PrintWide(stream, u"%-18s %lu\n", u"DiskRecordId:", s.DiskRecordId);
-  PrintWide(stream, u"%-18s %s\n", u"DiskOffset:", GroupedText(s.DiskOffset));
-  PrintWide(stream, u"%-18s %lu\n", u"PlexRecordId:", s.PlexRecordId);
-  PrintWide(stream, u"%-18s %s\n", u"PlexOffset:", GroupedText(s.PlexOffset));
-  PrintWide(stream, u"%-18s %s\n", u"Length:", GroupedText(static_cast<uint64_t>(s.Length)));
+  line.Label("PersistentFlags:").Hex(s.PersistentFlags, 8).Text(SubdiskPersistentWords(s.PersistentFlags)).End();
+  line.Label("DiskRecordId:").Low32(s.DiskRecordId).End();
+  line.Label("DiskOffset:").Text(Grouped(s.DiskOffset)).End();
+  line.Label("PlexRecordId:").Low32(s.PlexRecordId).End();
+  line.Label("PlexOffset:").Text(Grouped(s.PlexOffset)).End();
+  line.Label("Length:").Text(Grouped(static_cast<uint64_t>(s.Length))).End();
   // Flag 0x1000 alone decodes the column number and detach sequence but
   // shows neither.
-  if (flags & SUBDISK_FLAG_COLUMN) PrintWide(stream, u"%-18s %lu\n", u"ColumnNumber:", s.ColumnNumber);
-  if (flags & SUBDISK_FLAG_DETACH) PrintWide(stream, u"%-18s %I64u\n", u"DetachSequence:", s.DetachSequence);
-  if (flags & SUBDISK_FLAG_MINOR) PrintWide(stream, u"%-18s %lu\n", u"Minor:", s.Minor);
-  if (flags & SUBDISK_FLAG_HIDDEN_SECTORS) PrintWide(stream, u"%-18s %I64d\n", u"HiddenSectors:", s.HiddenSectors);
-  if (flags & SUBDISK_FLAG_LAST_DISK) PrintWide(stream, u"%-18s %lu\n", u"LastDiskRecordId:", s.LastDiskRecordId);
+  if (flags & SUBDISK_FLAG_COLUMN) line.Label("ColumnNumber:").Low32(s.ColumnNumber).End();
+  if (flags & SUBDISK_FLAG_DETACH) line.Label("DetachSequence:").Unsigned(s.DetachSequence).End();
+  if (flags & SUBDISK_FLAG_MINOR) line.Label("Minor:").Low32(s.Minor).End();
+  if (flags & SUBDISK_FLAG_HIDDEN_SECTORS) line.Label("HiddenSectors:").Signed(s.HiddenSectors).End();
+  if (flags & SUBDISK_FLAG_LAST_DISK) line.Label("LastDiskRecordId:").Low32(s.LastDiskRecordId).End();
 }
 
-void PrintDiskLines(FILE* stream, const DISK_RECORD& d) {
-  PrintWide(stream, u"%-18s %s\n", u"DiskId:", GuidText(d.DiskId));
-  PrintWide(stream, u"%-18s %s\n", u"LastDiskSetId:", GuidText(d.LastDiskSetId));
-  PrintWide(stream, u"%-18s 0x%08lx%s\n", u"PersistentFlags:", d.PersistentFlags,
-            DiskPersistentWords(d.PersistentFlags));
+void PrintDiskLines(CRecordLines& line, const DISK_RECORD& d) {
+  line.Label("DiskId:").Text(Guid(d.DiskId)).End();
+  line.Label("LastDiskSetId:").Text(Guid(d.LastDiskSetId)).End();
+  line.Label("PersistentFlags:").Hex(d.PersistentFlags, 8).Text(DiskPersistentWords(d.PersistentFlags)).End();
 }
 
-void PrintPackLines(FILE* stream, const PACK_RECORD& p) {
+void PrintPackLines(CRecordLines& line, const PACK_RECORD& p) {
   const uint16_t flags = p.RecordFlags();
-  PrintWide(stream, u"%-18s %s\n", u"PackId:", GuidText(p.PackId));
-  PrintWide(stream, u"%-18s %s\n", u"DiskSetId:", GuidText(p.DiskSetId));
-  PrintWide(stream, u"%-18s 0x%08lx\n", u"PersistentFlags:", p.PersistentFlags);
+  line.Label("PackId:").Text(Guid(p.PackId)).End();
+  line.Label("DiskSetId:").Text(Guid(p.DiskSetId)).End();
+  line.Label("PersistentFlags:").Hex(p.PersistentFlags, 8).End();
   if (flags & PACK_FLAG_COPIES) {
-    PrintWide(stream, u"%-18s %lu\n", u"ConfigCopiesCount:", p.ConfigCopiesCount);
-    PrintWide(stream, u"%-18s %lu\n", u"LogCopiesCount:", p.LogCopiesCount);
+    line.Label("ConfigCopiesCount:").Low32(p.ConfigCopiesCount).End();
+    line.Label("LogCopiesCount:").Low32(p.LogCopiesCount).End();
   }
-  if (flags & PACK_FLAG_BASE_MINOR) PrintWide(stream, u"%-18s %lu\n", u"BaseMinor:", p.BaseMinor);
+  if (flags & PACK_FLAG_BASE_MINOR) line.Label("BaseMinor:").Low32(p.BaseMinor).End();
 }
 
-void PrintTypeLines(FILE* stream, const LDM_RECORD* record) {
-  if (auto* volume = dynamic_cast<const VOLUME_RECORD*>(record)) PrintVolumeLines(stream, *volume);
-  if (auto* plex = dynamic_cast<const PLEX_RECORD*>(record)) PrintPlexLines(stream, *plex);
-  if (auto* subdisk = dynamic_cast<const SUBDISK_RECORD*>(record)) PrintSubdiskLines(stream, *subdisk);
-  if (auto* disk = dynamic_cast<const DISK_RECORD*>(record)) PrintDiskLines(stream, *disk);
-  if (auto* pack = dynamic_cast<const PACK_RECORD*>(record)) PrintPackLines(stream, *pack);
+void PrintTypeLines(CRecordLines& line, const LDM_RECORD* record) {
+  if (auto* volume = dynamic_cast<const VOLUME_RECORD*>(record)) PrintVolumeLines(line, *volume);
+  if (auto* plex = dynamic_cast<const PLEX_RECORD*>(record)) PrintPlexLines(line, *plex);
+  if (auto* subdisk = dynamic_cast<const SUBDISK_RECORD*>(record)) PrintSubdiskLines(line, *subdisk);
+  if (auto* disk = dynamic_cast<const DISK_RECORD*>(record)) PrintDiskLines(line, *disk);
+  if (auto* pack = dynamic_cast<const PACK_RECORD*>(record)) PrintPackLines(line, *pack);
 }
 
-void PrintRecord(FILE* stream, const VBLK_GROUP& group, const RECORD_ENTRY& entry) {
+void PrintRecord(std::string& out, const VBLK_GROUP& group, const RECORD_ENTRY& entry) {
   const LDM_RECORD& record = *entry.Record;
-  PrintWide(stream, u"Record %lu\n", group.GroupNumber);
-  PrintWide(stream, u"----------\n");
-  PrintWide(stream, u"%-18s ", u"Type:");
+  CRecordLines line(out);
+  line.Text("Record ").Low32(group.GroupNumber).End();
+  line.Text("----------").End();
+  line.Label("Type:");
   if (const char* word = RecordTypeWord(entry.RecordType))
-    PrintWide(stream, u"%s", word);
+    line.Text(word);
   else
-    PrintWide(stream, u"Unknown (0x%08x)", entry.RecordType);
-  PrintWide(stream, u"\n");
-  PrintWide(stream, u"%-18s %lu\n", u"RecordId:", entry.RecordId);
-  PrintNarrow(stream, "%-18s %s\n", "RecordName:", record.RecordName);
-  PrintWide(stream, u"%-18s %u\n", u"Version:", group.Revision());
-  PrintWide(stream, u"%-18s 0x%04x\n", u"TransFlags:", group.TransFlags);
+    line.Text("Unknown (").Hex(entry.RecordType, 8).Text(")");
+  line.End();
+  line.Label("RecordId:").Low32(entry.RecordId).End();
+  line.Label("RecordName:").Bytes(record.RecordName).End();
+  line.Label("Version:").Low32(group.Revision()).End();
+  line.Label("TransFlags:").Hex(group.TransFlags, 4).End();
   // The record flags as bits 8 to 15 of the type word, counted from bit 8.
-  PrintWide(stream, u"%-18s 0x%04x\n", u"RecordExt:", group.RecordFlags() >> 8);
-  PrintWide(stream, u"%-18s 0x%04x\n", u"RecordAttributes:", group.TypeWord);
-  PrintWide(stream, u"%-18s %lu\n", u"RecordSize:", group.RecordSize);
-  PrintWide(stream, u"%-18s %I64u\n", u"Update Seq:", record.UpdateSequence);
-  PrintTypeLines(stream, &record);
-  PrintWide(stream, u"\n");
+  line.Label("RecordExt:").Hex(group.RecordFlags() >> 8, 4).End();
+  line.Label("RecordAttributes:").Hex(group.TypeWord, 4).End();
+  line.Label("RecordSize:").Low32(group.RecordSize).End();
+  line.Label("Update Seq:").Unsigned(record.UpdateSequence).End();
+  PrintTypeLines(line, &record);
+  line.End();
 }
 
 }  // namespace
@@ -244,9 +328,14 @@ uint32_t PrintRecordSection(FILE* stream, const CONFIG_WRAPPER& config) {
   if (!stream) return ERROR_INVALID_PARAMETER_CODE;
   if (!config.Header) return 0;
   // Groups without a decoded record (broken, ignored, unfinished) have
-  // nothing to show and are left out.
+  // nothing to show and are left out. Each record's lines go out at once.
+  // A buffer of its own: what it calls may print lines of its own.
+  thread_local std::string out;
   for (const auto& group : config.Header->GroupList) {
-    if (group && group->Entry && group->Entry->Record) PrintRecord(stream, *group, *group->Entry);
+    if (!group || !group->Entry || !group->Entry->Record) continue;
+    out.clear();
+    PrintRecord(out, *group, *group->Entry);
+    WriteBytes(stream, out);
   }
   return 0;
 }
@@ -258,24 +347,102 @@ namespace {
 // Signed members are written as the unsigned 64-bit number of their bits.
 uint64_t Bits(int64_t value) { return static_cast<uint64_t>(value); }
 
-uint32_t AddTypeAttributes(CKestrandTreeNode* element, const LDM_RECORD* record) {
-  if (auto* volume = dynamic_cast<const VOLUME_RECORD*>(record)) return AddVolumeAttributes(element, volume);
-  if (auto* plex = dynamic_cast<const PLEX_RECORD*>(record)) return AddPlexAttributes(element, plex);
-  if (auto* subdisk = dynamic_cast<const SUBDISK_RECORD*>(record)) return AddSubdiskAttributes(element, subdisk);
-  if (auto* disk = dynamic_cast<const DISK_RECORD*>(record)) return AddDiskAttributes(element, disk);
-  if (auto* pack = dynamic_cast<const PACK_RECORD*>(record)) return AddPackAttributes(element, pack);
-  return 0;
+void VolumeAttributes(CAttributeAdder& add, const VOLUME_RECORD& v) {
+  const uint16_t flags = v.RecordFlags();
+  std::u16string mountName;
+  const bool haveMountName = GetVolumeMountName(&v.VolumeGuid, mountName) == 0;
+  add.Text("UsageType", v.UsageType);
+  add.Text("FileSystemTypeOnlyMattersIfGpt", FileSystemTypeWord(v.FileSystemType[0]));
+  add.Text("State", v.State);
+  const char* policy = ReadPolicyXmlWord(v.ReadPolicy);
+  add.Text("ReadPolicy", policy ? policy : "Unknown");
+  add.Number("Minor", v.Minor);
+  add.Flags("PersistentFlags", v.PersistentFlags);
+  add.Number("Plexes", v.NumPlexes);
+  add.Number("DetachSequence", v.DetachSeqNum);
+  add.Number("Length", Bits(v.Length));
+  add.Number("LogLength", Bits(v.LogLength));
+  if (flags & VOLUME_FLAG_LOG_RECORD) add.Number("LogRecordId", v.LogRecordId);
+  if (haveMountName) add.Wide("VolumeName", mountName);
+  add.Guid("VolumeId", v.VolumeGuid);
+  if (flags & VOLUME_FLAG_MOUNT_NAME) add.Wide("MountName", v.MountName.get());
+  add.Number("PartitionType", v.PartitionType);
+  if (flags & VOLUME_FLAG_APP_RECOVERY) add.Number("AppRecovery", v.AppRecovery);
+  if (flags & VOLUME_FLAG_PREFERRED_PLEX) add.Number("PrefferedPlexRecordId", v.PrefferedPlexRecordId);
 }
 
-uint32_t AddRecord(CKestrandTreeNode* records, const VBLK_GROUP& group, const RECORD_ENTRY& entry) {
+void PlexAttributes(CAttributeAdder& add, const PLEX_RECORD& p) {
+  add.Text("State", p.State);
+  const char* layout = PlexLayoutWord(p.Layout);
+  add.Text("Layout", layout ? layout : "Unknown");
+  add.Flags("PersistentFlags", p.PersistentFlags);
+  add.Number("SubdisksCount", p.SubdiskCount);
+  add.Number("DetachSequence", p.DetachSequence);
+  add.Number("VolumeRecordId", p.VolumeRecordId);
+  add.Number("LogRecordId", p.LogRecordId);
+  if (p.RecordFlags() & PLEX_FLAG_STRIPES) {
+    add.Number("StripeWidth", Bits(p.StripeWidth));
+    add.Number("ColumnCount", p.ColumnCount);
+  }
+}
+
+void SubdiskAttributes(CAttributeAdder& add, const SUBDISK_RECORD& s) {
+  const uint16_t flags = s.RecordFlags();
+  add.Flags("PersistentFlags", s.PersistentFlags);
+  add.Number("DiskRecordId", s.DiskRecordId);
+  add.Grouped("DiskOffset", s.DiskOffset);
+  add.Number("PlexRecordId", s.PlexRecordId);
+  add.Grouped("PlexOffset", s.PlexOffset);
+  add.Grouped("Length", Bits(s.Length));
+  if (flags & SUBDISK_FLAG_COLUMN) add.Number("ColumnNumber", s.ColumnNumber);
+  if (flags & SUBDISK_FLAG_DETACH) add.Number("DetachSequence", s.DetachSequence);
+  if (flags & SUBDISK_FLAG_MINOR) add.Number("Minor", s.Minor);
+  if (flags & SUBDISK_FLAG_HIDDEN_SECTORS) add.Number("HiddenSectors", Bits(s.HiddenSectors));
+  if (flags & SUBDISK_FLAG_LAST_DISK) add.Number("LastDiskRecordId", s.LastDiskRecordId);
+}
+
+void DiskAttributes(CAttributeAdder& add, const DISK_RECORD& d) {
+  add.Wide("DeviceInstance", d.DeviceInstance.get());
+  add.Guid("DiskId", d.DiskId);
+  add.Guid("LastDiskSetId", d.LastDiskSetId);
+  add.Flags("PersistentFlags", d.PersistentFlags);
+}
+
+void PackAttributes(CAttributeAdder& add, const PACK_RECORD& p) {
+  const uint16_t flags = p.RecordFlags();
+  add.Guid("PackId", p.PackId);
+  add.Guid("DiskSetId", p.DiskSetId);
+  add.Flags("PersistentFlags", p.PersistentFlags);
+  if (flags & PACK_FLAG_COPIES) {
+    add.Number("ConfigCopiesCount", p.ConfigCopiesCount);
+    add.Number("LogCopiesCount", p.LogCopiesCount);
+  }
+  if (flags & PACK_FLAG_BASE_MINOR) add.Number("BaseMinor", p.BaseMinor);
+}
+
+// The record's own attributes, by the class of the record: an entry's
+// record is made for its type, so at most one of these matches.
+void TypeAttributes(CAttributeAdder& add, const LDM_RECORD& record) {
+  if (auto* volume = dynamic_cast<const VOLUME_RECORD*>(&record)) return VolumeAttributes(add, *volume);
+  if (auto* plex = dynamic_cast<const PLEX_RECORD*>(&record)) return PlexAttributes(add, *plex);
+  if (auto* subdisk = dynamic_cast<const SUBDISK_RECORD*>(&record)) return SubdiskAttributes(add, *subdisk);
+  if (auto* disk = dynamic_cast<const DISK_RECORD*>(&record)) return DiskAttributes(add, *disk);
+  if (auto* pack = dynamic_cast<const PACK_RECORD*>(&record)) return PackAttributes(add, *pack);
+}
+
+// One Record element, written straight into `bytes`: a leaf that nothing
+// looks at again, so it takes no tree node.
+void AppendRecord(std::string& bytes, const VBLK_GROUP& group, const RECORD_ENTRY& entry) {
   const LDM_RECORD& record = *entry.Record;
   const char* typeWord = RecordTypeWord(entry.RecordType);
   if (!typeWord) typeWord = "Unknown";
-  uint32_t code = 0;
-  CKestrandTreeNode* element =
-      AddDisplayedChild(records, "Record", FormatNarrow("Record %u ", group.GroupNumber) + typeWord, "3", code);
-  if (!element) return code;
-  CAttributeAdder add(element);
+  std::string caption = "Record ";
+  AppendDecimal(caption, group.GroupNumber);
+  caption += ' ';
+  caption += typeWord;
+  bytes += "<Record";
+  CAttributeAdder add(&bytes);
+  add.Display(caption.c_str(), "3");
   add.Text("Type", typeWord);
   add.Number("Id", entry.RecordId);
   add.Text("Name", record.RecordName);
@@ -285,12 +452,17 @@ uint32_t AddRecord(CKestrandTreeNode* records, const VBLK_GROUP& group, const RE
   add.Flags("Attributes", group.TypeWord);
   add.Number("Size", group.RecordSize);
   add.Number("UpdateSequence", record.UpdateSequence);
-  if (add.Code() != 0) return add.Code();
-  // The record's own attributes are not held to account: a record whose
-  // attributes fail stays as far as it got, and the branch goes on with the
-  // next record.
-  AddTypeAttributes(element, &record);
-  return 0;
+  TypeAttributes(add, record);
+  bytes += " />";
+}
+
+// The node form of the attribute sets: their first failure.
+template <typename Record, void (*Attributes)(CAttributeAdder&, const Record&)>
+uint32_t AddToElement(CKestrandTreeNode* element, const Record* record) {
+  if (!element || !record) return ERROR_INVALID_PARAMETER_CODE;
+  CAttributeAdder add(element);
+  Attributes(add, *record);
+  return add.Code();
 }
 
 }  // namespace
@@ -302,102 +474,36 @@ uint32_t AddRecordsToReport(const CONFIG_WRAPPER& config, CKestrandTreeNode* par
   if (!records) return code;
   if (!config.Header) return 0;
   // Groups without a decoded record have nothing to show and are left out.
+  // The bytes are gathered in a buffer kept between copies (a full
+  // database's are megabytes) and copied only when no equal fragment exists.
+  thread_local std::string bytes;
+  bytes.clear();
   for (const auto& group : config.Header->GroupList) {
     if (!group || !group->Entry || !group->Entry->Record) continue;
-    code = AddRecord(records, *group, *group->Entry);
-    if (code != 0) return code;
+    AppendRecord(bytes, *group, *group->Entry);
   }
+  if (!bytes.empty() && !records->AddFragment(bytes)) return ERROR_NOT_ENOUGH_MEMORY_CODE;
   return 0;
 }
 
 uint32_t AddVolumeAttributes(CKestrandTreeNode* element, const VOLUME_RECORD* v) {
-  if (!element || !v) return ERROR_INVALID_PARAMETER_CODE;
-  const uint16_t flags = v->RecordFlags();
-  std::u16string mountName;
-  const bool haveMountName = GetVolumeMountName(&v->VolumeGuid, mountName) == 0;
-  const std::u16string guid = GuidText(v->VolumeGuid);
-
-  CAttributeAdder add(element);
-  add.Text("UsageType", v->UsageType);
-  add.Text("FileSystemTypeOnlyMattersIfGpt", FileSystemTypeWord(v->FileSystemType[0]));
-  add.Text("State", v->State);
-  const char* policy = ReadPolicyXmlWord(v->ReadPolicy);
-  add.Text("ReadPolicy", policy ? policy : "Unknown");
-  add.Number("Minor", v->Minor);
-  add.Flags("PersistentFlags", v->PersistentFlags);
-  add.Number("Plexes", v->NumPlexes);
-  add.Number("DetachSequence", v->DetachSeqNum);
-  add.Number("Length", Bits(v->Length));
-  add.Number("LogLength", Bits(v->LogLength));
-  if (flags & VOLUME_FLAG_LOG_RECORD) add.Number("LogRecordId", v->LogRecordId);
-  if (haveMountName) add.Wide("VolumeName", mountName);
-  add.Wide("VolumeId", guid);
-  if (flags & VOLUME_FLAG_MOUNT_NAME) add.Wide("MountName", v->MountName.get());
-  add.Number("PartitionType", v->PartitionType);
-  if (flags & VOLUME_FLAG_APP_RECOVERY) add.Number("AppRecovery", v->AppRecovery);
-  if (flags & VOLUME_FLAG_PREFERRED_PLEX) add.Number("PrefferedPlexRecordId", v->PrefferedPlexRecordId);
-  return add.Code();
+  return AddToElement<VOLUME_RECORD, VolumeAttributes>(element, v);
 }
 
 uint32_t AddPlexAttributes(CKestrandTreeNode* element, const PLEX_RECORD* p) {
-  if (!element || !p) return ERROR_INVALID_PARAMETER_CODE;
-  CAttributeAdder add(element);
-  add.Text("State", p->State);
-  const char* layout = PlexLayoutWord(p->Layout);
-  add.Text("Layout", layout ? layout : "Unknown");
-  add.Flags("PersistentFlags", p->PersistentFlags);
-  add.Number("SubdisksCount", p->SubdiskCount);
-  add.Number("DetachSequence", p->DetachSequence);
-  add.Number("VolumeRecordId", p->VolumeRecordId);
-  add.Number("LogRecordId", p->LogRecordId);
-  if (p->RecordFlags() & PLEX_FLAG_STRIPES) {
-    add.Number("StripeWidth", Bits(p->StripeWidth));
-    add.Number("ColumnCount", p->ColumnCount);
-  }
-  return add.Code();
+  return AddToElement<PLEX_RECORD, PlexAttributes>(element, p);
 }
 
 uint32_t AddSubdiskAttributes(CKestrandTreeNode* element, const SUBDISK_RECORD* s) {
-  if (!element || !s) return ERROR_INVALID_PARAMETER_CODE;
-  const uint16_t flags = s->RecordFlags();
-  CAttributeAdder add(element);
-  add.Flags("PersistentFlags", s->PersistentFlags);
-  add.Number("DiskRecordId", s->DiskRecordId);
-  add.Wide("DiskOffset", GroupedText(s->DiskOffset));
-  add.Number("PlexRecordId", s->PlexRecordId);
-  add.Wide("PlexOffset", GroupedText(s->PlexOffset));
-  add.Wide("Length", GroupedText(Bits(s->Length)));
-  if (flags & SUBDISK_FLAG_COLUMN) add.Number("ColumnNumber", s->ColumnNumber);
-  if (flags & SUBDISK_FLAG_DETACH) add.Number("DetachSequence", s->DetachSequence);
-  if (flags & SUBDISK_FLAG_MINOR) add.Number("Minor", s->Minor);
-  if (flags & SUBDISK_FLAG_HIDDEN_SECTORS) add.Number("HiddenSectors", Bits(s->HiddenSectors));
-  if (flags & SUBDISK_FLAG_LAST_DISK) add.Number("LastDiskRecordId", s->LastDiskRecordId);
-  return add.Code();
+  return AddToElement<SUBDISK_RECORD, SubdiskAttributes>(element, s);
 }
 
 uint32_t AddDiskAttributes(CKestrandTreeNode* element, const DISK_RECORD* d) {
-  if (!element || !d) return ERROR_INVALID_PARAMETER_CODE;
-  CAttributeAdder add(element);
-  add.Wide("DeviceInstance", d->DeviceInstance.get());
-  add.Wide("DiskId", GuidText(d->DiskId));
-  add.Wide("LastDiskSetId", GuidText(d->LastDiskSetId));
-  add.Flags("PersistentFlags", d->PersistentFlags);
-  return add.Code();
+  return AddToElement<DISK_RECORD, DiskAttributes>(element, d);
 }
 
 uint32_t AddPackAttributes(CKestrandTreeNode* element, const PACK_RECORD* p) {
-  if (!element || !p) return ERROR_INVALID_PARAMETER_CODE;
-  const uint16_t flags = p->RecordFlags();
-  CAttributeAdder add(element);
-  add.Wide("PackId", GuidText(p->PackId));
-  add.Wide("DiskSetId", GuidText(p->DiskSetId));
-  add.Flags("PersistentFlags", p->PersistentFlags);
-  if (flags & PACK_FLAG_COPIES) {
-    add.Number("ConfigCopiesCount", p->ConfigCopiesCount);
-    add.Number("LogCopiesCount", p->LogCopiesCount);
-  }
-  if (flags & PACK_FLAG_BASE_MINOR) add.Number("BaseMinor", p->BaseMinor);
-  return add.Code();
+  return AddToElement<PACK_RECORD, PackAttributes>(element, p);
 }
 
 }  // namespace kestrand

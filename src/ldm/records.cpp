@@ -33,11 +33,23 @@ bool IsKnownRecordType(uint16_t type) { return type >= RECORD_TYPE_VOLUME && typ
 
 // The name up to its terminator; the buffer always holds one, the bound
 // only guards against a record that was not reset.
-std::string NameKey(const char* recordName) {
+size_t NameLength(const char* recordName) {
   const void* terminator = std::memchr(recordName, '\0', kRecordNameSize);
-  const size_t length = terminator ? static_cast<size_t>(static_cast<const char*>(terminator) - recordName)
-                                   : kRecordNameSize;
-  return std::string(recordName, length);
+  return terminator ? static_cast<size_t>(static_cast<const char*>(terminator) - recordName) : kRecordNameSize;
+}
+
+// The first slot to probe in a table of `size` slots (a power of two).
+size_t Home(uint64_t key, size_t size) {
+  key ^= key >> 33;
+  key *= 0xff51afd7ed558ccdULL;
+  key ^= key >> 33;
+  return static_cast<size_t>(key) & (size - 1);
+}
+
+uint32_t NameHash(const char* name, size_t length) {
+  uint64_t hash = 0xcbf29ce484222325ULL;
+  for (size_t i = 0; i < length; ++i) hash = (hash ^ static_cast<unsigned char>(name[i])) * 0x100000001b3ULL;
+  return static_cast<uint32_t>(hash ^ (hash >> 32));
 }
 
 void AdvanceNextRecordId(RECORD_LIST& list, uint64_t recordId) {
@@ -59,26 +71,92 @@ NTSTATUS FinishParse(const CFieldChain& chain, const uint8_t*& cursor) {
 bool RECORD_LIST::Holds(uint64_t recordId, const char* recordName) {
   if (keyedEntries_ != Entries.size()) {
     ReleaseKeys();
-    for (const auto& entry : Entries) KeyEntry(*entry);
+    for (size_t i = 0; i < Entries.size(); ++i) KeyEntry(*Entries[i], i);
   }
-  return ids_.count(recordId) != 0 || names_.count(NameKey(recordName)) != 0;
+  if (idSlots_.empty()) return false;
+  const size_t mask = idSlots_.size() - 1;
+  for (size_t slot = Home(recordId, idSlots_.size()); idUsed_[slot]; slot = (slot + 1) & mask)
+    if (idSlots_[slot] == recordId) return true;
+  const size_t length = NameLength(recordName);
+  const uint32_t hash = NameHash(recordName, length);
+  for (size_t slot = Home(hash, nameSlots_.size()); nameSlots_[slot].Entry != kNoEntry; slot = (slot + 1) & mask) {
+    if (nameSlots_[slot].Hash != hash) continue;
+    if (NameAt(nameSlots_[slot].Entry, recordName, length)) return true;
+  }
+  return false;
+}
+
+bool RECORD_LIST::NameAt(uint32_t place, const char* name, size_t length) const {
+  const RECORD_ENTRY* entry = place < Entries.size() ? Entries[place].get() : nullptr;
+  if (!entry || !entry->Record) return false;
+  const char* kept = entry->Record->RecordName;
+  return NameLength(kept) == length && std::memcmp(kept, name, length) == 0;
 }
 
 void RECORD_LIST::Append(std::unique_ptr<RECORD_ENTRY> entry) {
   // Keys are only added to a set that covers every earlier entry.
-  if (keyedEntries_ == Entries.size()) KeyEntry(*entry);
+  if (keyedEntries_ == Entries.size()) KeyEntry(*entry, Entries.size());
   Entries.push_back(std::move(entry));
 }
 
 void RECORD_LIST::ReleaseKeys() {
-  std::unordered_set<uint64_t>().swap(ids_);
-  std::unordered_set<std::string>().swap(names_);
+  std::vector<uint64_t>().swap(idSlots_);
+  std::vector<uint8_t>().swap(idUsed_);
+  std::vector<NAME_SLOT>().swap(nameSlots_);
   keyedEntries_ = 0;
 }
 
-void RECORD_LIST::KeyEntry(const RECORD_ENTRY& entry) {
-  ids_.insert(entry.RecordId);
-  if (entry.Record) names_.insert(NameKey(entry.Record->RecordName));
+void RECORD_LIST::Reserve() {
+  // Both tables have the same size and at most keyedEntries_ keys each.
+  if ((keyedEntries_ + 1) * 2 <= idSlots_.size()) return;
+  const size_t size = idSlots_.empty() ? 64 : idSlots_.size() * 2;
+  std::vector<uint64_t> ids(size);
+  std::vector<uint8_t> used(size);
+  std::vector<NAME_SLOT> names(size);
+  const size_t mask = size - 1;
+  for (size_t i = 0; i < idSlots_.size(); ++i) {
+    if (idUsed_[i]) {
+      size_t slot = Home(idSlots_[i], size);
+      while (used[slot]) slot = (slot + 1) & mask;
+      ids[slot] = idSlots_[i];
+      used[slot] = 1;
+    }
+    if (nameSlots_[i].Entry != kNoEntry) {
+      size_t slot = Home(nameSlots_[i].Hash, size);
+      while (names[slot].Entry != kNoEntry) slot = (slot + 1) & mask;
+      names[slot] = nameSlots_[i];
+    }
+  }
+  idSlots_.swap(ids);
+  idUsed_.swap(used);
+  nameSlots_.swap(names);
+}
+
+void RECORD_LIST::KeyEntry(const RECORD_ENTRY& entry, size_t place) {
+  Reserve();
+  const size_t mask = idSlots_.size() - 1;
+  size_t slot = Home(entry.RecordId, idSlots_.size());
+  for (; idUsed_[slot]; slot = (slot + 1) & mask)
+    if (idSlots_[slot] == entry.RecordId) break;
+  idSlots_[slot] = entry.RecordId;
+  idUsed_[slot] = 1;
+  // A repeated name keeps the entry that brought it first; the list holds
+  // fewer than 2 to the 32 entries (a config area has far fewer blocks).
+  if (entry.Record && place < kNoEntry) {
+    const char* name = entry.Record->RecordName;
+    const size_t length = NameLength(name);
+    const uint32_t hash = NameHash(name, length);
+    for (size_t at = Home(hash, nameSlots_.size()); nameSlots_[at].Entry != kNoEntry; at = (at + 1) & mask) {
+      if (nameSlots_[at].Hash != hash) continue;
+      if (NameAt(nameSlots_[at].Entry, name, length)) {
+        ++keyedEntries_;
+        return;
+      }
+    }
+    size_t at = Home(hash, nameSlots_.size());
+    while (nameSlots_[at].Entry != kNoEntry) at = (at + 1) & mask;
+    nameSlots_[at] = NAME_SLOT{hash, static_cast<uint32_t>(place)};
+  }
   ++keyedEntries_;
 }
 

@@ -211,12 +211,26 @@ struct RECORD_LIST {
  private:
   // The ids and names of the first keyedEntries_ entries, so that a new
   // record is not compared with every earlier one. Whenever the set does not
-  // cover the entries exactly it is rebuilt from them.
-  std::unordered_set<uint64_t> ids_;
-  std::unordered_set<std::string> names_;
+  // cover the entries exactly it is rebuilt from them. Two open-addressing
+  // tables (linear probing, at most half full), so that keying a record
+  // allocates nothing but the tables' growth; a name is kept as the hash of
+  // its bytes and the place of its entry in Entries, where it is compared.
+  struct NAME_SLOT {
+    uint32_t Hash = 0;
+    uint32_t Entry = kNoEntry;  // kNoEntry: an empty slot
+  };
+  static constexpr uint32_t kNoEntry = 0xFFFFFFFF;
+  std::vector<uint64_t> idSlots_;
+  std::vector<uint8_t> idUsed_;
+  std::vector<NAME_SLOT> nameSlots_;
   size_t keyedEntries_ = 0;
 
-  void KeyEntry(const RECORD_ENTRY& entry);
+  // Whether Entries[place] holds a record named `name` (`length` bytes).
+  bool NameAt(uint32_t place, const char* name, size_t length) const;
+  // Keys `entry`, which is or will be Entries[place].
+  void KeyEntry(const RECORD_ENTRY& entry, size_t place);
+  // Makes room for one more key in both tables.
+  void Reserve();
 };
 
 // Decodes the record data gathered in `group` (`recordSize` bytes from

@@ -73,6 +73,23 @@ TEST(TextFormat, EveryConversionInBothWidths) {
             u"705032704");
 }
 
+// Integers are written in place: precision zeros, the octal "0" of "#",
+// signs, "0x", zero and blank padding in every combination that changes
+// where they go.
+TEST(TextFormat, IntegerPrecisionPrefixesAndPadding) {
+  EXPECT_EQ(FormatNarrow("%#o|%#o|%#.0o|%#.4o|%#5o|", 8u, 0u, 0u, 8u, 8u), "010|0|0|0010|  010|");
+  EXPECT_EQ(FormatNarrow("%.0d|%5.0d|%.0x|%.1d|", 0, 0, 0u, 0), "|     ||0|");
+  EXPECT_EQ(FormatNarrow("%08.3d|%-8.3x|%#010x|%#X|%#-8x|", 5, 255u, 255u, 255u, 1u),
+            "     005|0ff     |0x000000ff|0XFF|0x1     |");
+  EXPECT_EQ(FormatNarrow("% 05d|%+.3d|%-+6d|% d|%+u|", 7, -7, 42, -3, 5u), " 0007|-007|+42   |-3|5|");
+  EXPECT_EQ(FormatNarrow("%p|%p", 0xabcu, uint64_t{0x123456789abcdef0}), "0000000000000ABC|123456789ABCDEF0");
+  EXPECT_EQ(FormatNarrow("%I64o|%I64d|%I64u", UINT64_MAX, INT64_MIN, UINT64_MAX),
+            "1777777777777777777777|-9223372036854775808|18446744073709551615");
+  EXPECT_EQ(FormatNarrow("%25.22I64x|%-4hd|%hhd", uint64_t{0xfedcba9876543210}, -1, 200),
+            "   000000fedcba9876543210|-1  |-56");
+  EXPECT_EQ(FormatWide(u"%-18s %lu\n", u"Minor:", 4294967295u), u"Minor:             4294967295\n");
+}
+
 TEST(TextFormat, HostileFormatsStayBounded) {
   // A trailing "%", an unknown conversion and %n neither crash nor write.
   EXPECT_EQ(FormatNarrow("50%"), "50");

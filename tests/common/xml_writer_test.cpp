@@ -162,5 +162,98 @@ TEST(XmlWriter, CollapsedBranchesReferencesAndBlocksKeepTheBytes) {
   EXPECT_EQ(Written(&empty), "<Empty />");
 }
 
+// Leaf elements written straight into bytes read as the same element built
+// as a node and written: every kind of value, missing and non-ASCII ones
+// included.
+TEST(XmlWriter, AnAdderIntoBytesWritesWhatTheNodeGives) {
+  const GUID guid{0x0123abcd, 0x00ef, 0xbeef, {0x80, 0x01, 0x02, 0x03, 0xa4, 0xb5, 0xc6, 0xd7}};
+  auto fill = [&](CAttributeAdder& add) {
+    add.Display("Record 7 Volume", "3")
+        .Text("Name", "Volume1")
+        .Text("Missing", static_cast<const char*>(nullptr))
+        .Text("Quoted", "a \"b\" & <c>")
+        .Wide("Ascii", u"dev")
+        .Wide("Beyond", u"Donn\u00e9es")
+        .Wide("None", static_cast<const char16_t*>(nullptr))
+        .Wide("Empty", u"")
+        .Number("Zero", 0)
+        .Number("Largest", UINT64_MAX)
+        .Flags("Flags", 0x42)
+        .Flags("AllFlags", 0xFFFFFFFFu)
+        .Grouped("Small", 100)
+        .Grouped("Million", 1000000)
+        .Grouped("GroupedLargest", UINT64_MAX)
+        .Guid("Id", guid);
+  };
+  CKestrandTreeNode element("Record");
+  CAttributeAdder onNode(&element);
+  fill(onNode);
+  ASSERT_EQ(onNode.Code(), 0u);
+  std::string bytes = "<Record";
+  CAttributeAdder intoBytes(&bytes);
+  fill(intoBytes);
+  EXPECT_EQ(intoBytes.Code(), 0u);
+  bytes += " />";
+  EXPECT_EQ(bytes, Written(&element));
+  EXPECT_NE(bytes.find(" Million=\"1,000,000\" GroupedLargest=\"18,446,744,073,709,551,615\""), std::string::npos);
+  EXPECT_NE(bytes.find(" Id=\"0123abcd-00ef-beef-8001-0203a4b5c6d7\""), std::string::npos);
+
+  // A missing name stops the chain with 87, as on a node.
+  std::string stopped;
+  CAttributeAdder broken(&stopped);
+  broken.Number("One", 1).Number(nullptr, 2).Text("Later", "x");
+  EXPECT_EQ(broken.Code(), 87u);
+  EXPECT_EQ(stopped, " One=\"1\"");
+}
+
+// Large equal fragments share their bytes; a collapsed branch keeps a large
+// fragment among its children as it is, with the elements around it turned
+// into fragments of their own, and is written as before.
+TEST(XmlWriter, LargeFragmentsAreSharedAndKeptWholeByACollapse) {
+  const std::string large = "<Record Name=\"" + std::string(XML_SHARED_FRAGMENT_SIZE, 'r') + "\" />";
+  CKestrandTreeNode root("root");
+  const CKestrandTreeNode* first = root.AddFragment(large);
+  const CKestrandTreeNode* second = root.AddFragment(std::string(large));
+  const CKestrandTreeNode* small = root.AddFragment("<Small />");
+  const CKestrandTreeNode* smallAgain = root.AddFragment("<Small />");
+  ASSERT_NE(first, nullptr);
+  EXPECT_EQ(first->Fragment(), second->Fragment());
+  EXPECT_NE(small->Fragment(), smallAgain->Fragment());
+  EXPECT_NE(root.AddFragment(large + "x")->Fragment(), first->Fragment());
+
+  auto build = [&](CKestrandTreeNode& disk) {
+    W::SetElementDisplay(&disk, "Disk 0", "13");
+    disk.AddChild("Header")->AddChild("Inner");
+    CKestrandTreeNode* records = disk.AddChild("Records");
+    W::NewAttribute(records, "Count", "1");
+    return records;
+  };
+  CKestrandTreeNode plain("Disk");
+  build(plain)->AddFragment(large);
+  plain.AddChild("After");
+  const std::string expected = Written(&plain);
+
+  CKestrandTreeNode disk("Disk");
+  const CKestrandTreeNode* kept = build(disk)->AddFragment(large);
+  disk.AddChild("After");
+  const CKestrandTreeNode* head = disk.CollapseChildren();
+  ASSERT_NE(head, nullptr);
+  const CKestrandTreeNode* middle = head->NextSibling();
+  ASSERT_NE(middle, nullptr);
+  ASSERT_NE(middle->NextSibling(), nullptr);
+  EXPECT_EQ(middle->NextSibling()->NextSibling(), nullptr);
+  EXPECT_EQ(*head->Fragment(), "<Header><Inner /></Header><Records Count=\"1\">");
+  EXPECT_EQ(middle->Fragment(), first->Fragment());  // the shared bytes, not a copy
+  EXPECT_NE(kept, nullptr);
+  EXPECT_EQ(*middle->NextSibling()->Fragment(), "</Records><After />");
+  EXPECT_EQ(Written(&disk), expected);
+
+  // Shown again through references to each fragment.
+  CKestrandTreeNode again("Disk");
+  W::SetElementDisplay(&again, "Disk 0", "13");
+  for (const CKestrandTreeNode* piece = head; piece; piece = piece->NextSibling()) again.AddReference(piece);
+  EXPECT_EQ(Written(&again), expected);
+}
+
 }  // namespace
 }  // namespace kestrand
