@@ -250,7 +250,6 @@ void RunWholeTool(const CEditedPack& pack) {
   static CImagePlatform platform;
   platform.RecordOpens = false;
   platform.Disks.clear();
-  platform.LayoutQuerySizes.clear();
   for (size_t i = 0; i < pack.Count(); ++i)
     platform.AddMemoryImage("disk" + std::to_string(i), pack.Disk(i).data(), pack.Disk(i).size(),
                             static_cast<uint32_t>(i));
