@@ -2,7 +2,9 @@
 // the size its VMDB header announces, then handed to the block walk.
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <new>
+#include <utility>
 
 #include "common/formatters.h"
 #include "disk/disk.h"
@@ -21,6 +23,18 @@ struct AREA_BUFFER {
   size_t Capacity = 0;
 };
 thread_local AREA_BUFFER areaBuffer;
+
+// The area decoded last, and the header decoded from it. Every disk of a
+// group carries the same database, so the next area read is most often the
+// same bytes; it then takes that header instead of decoding its own. Only
+// the disks hold the header: once they are gone, nothing is shared.
+struct LAST_AREA {
+  AREA_BUFFER Buffer;
+  uint32_t Size = 0;
+  std::weak_ptr<CONFIG_HEADER> Header;
+  NTSTATUS ParseStatus = 0;
+};
+thread_local LAST_AREA lastArea;
 
 uint8_t* ClearedAreaBuffer(size_t size) {
   if (size > areaBuffer.Capacity) {
@@ -98,8 +112,35 @@ uint32_t CONFIG_WRAPPER::ReadAndDecode(CDisk* disk) {
   }
 
   std::memcpy(Magic, Bytes, 4);
-  ParseBlocks();
+  if (!ShareEqualArea()) {
+    ParseBlocks();
+    KeepArea();
+  }
   return 0;
+}
+
+bool CONFIG_WRAPPER::ShareEqualArea() {
+  std::shared_ptr<CONFIG_HEADER> decoded = lastArea.Header.lock();
+  if (!decoded || lastArea.Size != ByteCount || lastArea.Buffer.Capacity < ByteCount ||
+      std::memcmp(lastArea.Buffer.Data.get(), Bytes, ByteCount) != 0)
+    return false;
+  Header = std::move(decoded);
+  ParseStatus = lastArea.ParseStatus;
+  return true;
+}
+
+void CONFIG_WRAPPER::KeepArea() {
+  lastArea.Header.reset();
+  // A walk that was never started or ran out of memory is not all that the
+  // bytes give; an area larger than a real one is not kept.
+  if (!Header->BlockTable || ParseStatus == STATUS_INSUFFICIENT_RESOURCES_CODE ||
+      areaBuffer.Capacity > size_t{kConfigFirstReadBytes} + 1)
+    return;
+  // The buffer just decoded becomes the one kept; the next read gets the other.
+  std::swap(areaBuffer, lastArea.Buffer);
+  lastArea.Size = ByteCount;
+  lastArea.Header = Header;
+  lastArea.ParseStatus = ParseStatus;
 }
 
 void CONFIG_WRAPPER::ParseBlocks() {

@@ -128,7 +128,9 @@ class CONFIG_WRAPPER {
   bool ReadAttempted = false;  // false until Initialize has issued a read
   NTSTATUS ReadStatus = 0;     // of the last read; negative: unreadable
   NTSTATUS ParseStatus = 0;    // of the header parse, then of the block walk
-  std::unique_ptr<CONFIG_HEADER> Header;
+  // Shared with the other disks whose areas hold the same bytes (every disk
+  // of a group carries the same database): decoded once, read by all.
+  std::shared_ptr<CONFIG_HEADER> Header;
   const uint8_t* Bytes = nullptr;  // the area from the VMDB header on, in the reader's buffer, until decoded
   uint32_t ByteCount = 0;
   uint64_t Offset = 0;  // bytes from the start of the disk or file
@@ -143,6 +145,11 @@ class CONFIG_WRAPPER {
   uint32_t ReadAndDecode(CDisk* disk);
   // Walks the blocks after a header that parsed.
   void ParseBlocks();
+  // Takes the header decoded from the previous area read when that area held
+  // exactly the bytes now in the buffer; false otherwise.
+  bool ShareEqualArea();
+  // Keeps the area just decoded for the next read to compare with.
+  void KeepArea();
 };
 
 // ---- the database ----

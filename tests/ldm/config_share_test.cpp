@@ -1,0 +1,67 @@
+// Config areas read one after the other: an area whose bytes equal the one
+// read just before takes the header decoded from it; any other area is
+// decoded on its own, and a shared header lives as long as any disk holds it.
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "disk/disk.h"
+#include "driver/kestrand.h"
+#include "ldm/ldm_database.h"
+#include "support/image_platform.h"
+#include "support/ldm_builder.h"
+
+namespace kestrand::test {
+namespace {
+
+std::vector<uint8_t> Area(const std::string& lastVolumeName) {
+  ConfigAreaBuilder config(5924);  // the largest area
+  config.AddRecord(1, PackRecord());
+  config.AddRecord(2, VolumeRecord(0x421, "Volume1"));
+  // In the last block, so that the areas differ far from their start.
+  config.PutFragment(5923, 3, 0, 1, SplitRecord(VolumeRecord(0x422, lastVolumeName))[0]);
+  LdmAreaImage area;
+  area.Config = config.Build();
+  return area.Build();
+}
+
+TEST(ConfigSharing, OnlyAnAreaEqualToThePreviousOneTakesItsHeader) {
+  const std::vector<uint8_t> a = Area("Last"), b = Area("Lost");
+  CImagePlatform platform;
+  for (const auto& [name, bytes] : {std::pair{"a", &a}, std::pair{"b", &b}})
+    platform.MemoryFiles[name] = MemoryImage{bytes->data(), bytes->size()};
+  ScopedPlatform installed(platform);
+  CKestrand owner;
+  std::vector<std::unique_ptr<CLdmFileDisk>> disks;
+  // Reads the file `name` as a new disk: its decoded header.
+  auto load = [&](const char* name) {
+    disks.push_back(std::make_unique<CLdmFileDisk>());
+    EXPECT_EQ(disks.back()->Initialize(name, &owner), 0u);
+    const CONFIG_WRAPPER& config = *disks.back()->LdmDatabase()->Config;
+    EXPECT_EQ(config.ParseStatus, 0) << name;
+    EXPECT_EQ(config.Header->RecordList.Entries.size(), 3u) << name;
+    return config.Header.get();
+  };
+
+  const struct {
+    const char* Name;
+    int Decode;  // disks with the same number share one header
+  } table[] = {{"a", 0}, {"a", 0}, {"a", 0}, {"b", 1}, {"b", 1}, {"a", 2}, {"a", 2}};
+  std::vector<const CONFIG_HEADER*> headers;
+  for (const auto& row : table) {
+    headers.push_back(load(row.Name));
+    for (size_t i = 0; i + 1 < headers.size(); ++i)
+      EXPECT_EQ(headers.back() == headers[i], table[i].Decode == row.Decode) << headers.size() - 1 << " " << i;
+  }
+  // Disk 6 holds the header of disk 5 after disk 5 is gone; once both are
+  // gone, the next equal area is decoded again.
+  disks[5].reset();
+  EXPECT_STREQ(disks[6]->LdmDatabase()->Config->Header->RecordList.Entries[2]->Record->RecordName, "Last");
+  disks[6].reset();
+  EXPECT_NE(load("a"), nullptr);
+}
+
+}  // namespace
+}  // namespace kestrand::test
