@@ -8,6 +8,7 @@
 
 #include "common/xml_writer.h"
 #include "support/run_binary.h"
+#include "support/text_capture.h"
 
 namespace kestrand {
 namespace {
@@ -16,15 +17,7 @@ using W = CKestrandXMLWriter;
 
 // The bytes WriteNode gives for `node`.
 std::string Written(const CKestrandTreeNode* node) {
-  FILE* file = std::tmpfile();
-  if (!file) return "no temporary file";
-  CKestrandXMLWriter writer(file);
-  EXPECT_EQ(writer.WriteNode(node), 0u);
-  std::string text;
-  std::rewind(file);
-  for (int c = std::fgetc(file); c != EOF; c = std::fgetc(file)) text.push_back(static_cast<char>(c));
-  std::fclose(file);
-  return text;
+  return CaptureText([&](FILE* file) { EXPECT_EQ(CKestrandXMLWriter(file).WriteNode(node), 0u); });
 }
 
 TEST(XmlWriter, DocumentOnOneLineInOrderUnescaped) {

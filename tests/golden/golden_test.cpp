@@ -11,7 +11,6 @@
 #include <functional>
 #include <map>
 #include <set>
-#include <memory>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -393,10 +392,10 @@ class GoldenHost : public ::testing::Test {
   }
 
   ImageDisk& Add(const CDiskImageBuilder& image, uint32_t number) {
-    files_.push_back(std::make_unique<CTempFile>("kestrand-golden"));
-    EXPECT_TRUE(image.WriteToFile(files_.back()->Path()));
+    const std::string path = images_.File("disk" + std::to_string(number) + ".img");
+    EXPECT_TRUE(image.WriteToFile(path));
     platform_.Disks.reserve(16);  // the references handed out stay valid
-    return platform_.AddImage(files_.back()->Path(), number);
+    return platform_.AddImage(path, number);
   }
 
   // Runs the tool with `args` in a fresh folder: its standard output, and
@@ -423,7 +422,7 @@ class GoldenHost : public ::testing::Test {
   }
 
   CImagePlatform platform_;
-  std::vector<std::unique_ptr<CTempFile>> files_;
+  TempDir images_;
 };
 
 GptOptions TwoPartitions() {
@@ -472,10 +471,7 @@ TEST_F(GoldenHost, FailingQueriesAndDamagedTables) {
   Add(overLimit, 1);
 
   CDiskImageBuilder damaged(uint64_t{64} << 20);
-  GptPlacement placement;
-  damaged.WriteGpt(TwoPartitions(), &placement);
-  damaged.FlipByte(placement.PrimaryHeaderLba * 512 + 40);
-  Add(damaged, 0);
+  Add(damaged.WriteGpt(TwoPartitions()).FlipByte(512 + 40), 0);  // in the primary header
   // Headers whose checksums hold but whose places do not: the first usable
   // sector past the last, the last past the end of the disk, the entries
   // past the end.
@@ -511,13 +507,17 @@ TEST_F(GoldenHost, OnePackWithAMissingDisk) {
   Run("host/one-pack-disk-2", {"-d", "2", "-d", "9"});
 }
 
-// Two packs of two disks each: the analysis picks one as the primary.
+// Two packs of two disks each.
+const std::vector<PackDisk> kFirst{{0x403, "Disk1", "5e1f0000-0000-4000-8000-0000000000a1"},
+                                   {0x404, "Disk2", "5e1f0000-0000-4000-8000-0000000000a2"}};
+const std::vector<PackDisk> kSecond{{0x403, "Disk1", "5e1f0000-0000-4000-8000-0000000000b1"},
+                                    {0x404, "Disk2", "5e1f0000-0000-4000-8000-0000000000b2"}};
+const std::string idA = "5e1f0000-0000-4000-8000-00000000000a", idB = "5e1f0000-0000-4000-8000-00000000000b";
+
+// The analysis picks one of two packs as the primary.
 TEST_F(GoldenHost, TwoPacks) {
-  const std::vector<PackDisk> first{{0x403, "Disk1", "5e1f0000-0000-4000-8000-0000000000a1"},
-                                    {0x404, "Disk2", "5e1f0000-0000-4000-8000-0000000000a2"}};
-  const std::vector<PackDisk> second{{0x403, "Disk1", "5e1f0000-0000-4000-8000-0000000000b1"},
-                                     {0x404, "Disk2", "5e1f0000-0000-4000-8000-0000000000b2"}};
-  const std::string idA = "5e1f0000-0000-4000-8000-00000000000a", idB = "5e1f0000-0000-4000-8000-00000000000b";
+  const auto& first = kFirst;
+  const auto& second = kSecond;
   Add(MbrDynamic(PackArea("PackA", idA, first, 0, 63), 0xa1), 0);
   Add(MbrDynamic(PackArea("PackB", idB, second, 0, 63), 0xb1), 1);
   Add(MbrDynamic(PackArea("PackA", idA, first, 1, 63), 0xa2), 2);
@@ -529,11 +529,6 @@ TEST_F(GoldenHost, TwoPacks) {
 // pack, and boot signatures that name no disk, the disk itself, the boot
 // disk; two disks whose headers have the same time keep their order.
 TEST_F(GoldenHost, PrimaryPackCriteria) {
-  const std::vector<PackDisk> first{{0x403, "Disk1", "5e1f0000-0000-4000-8000-0000000000a1"},
-                                    {0x404, "Disk2", "5e1f0000-0000-4000-8000-0000000000a2"}};
-  const std::vector<PackDisk> second{{0x403, "Disk1", "5e1f0000-0000-4000-8000-0000000000b1"},
-                                     {0x404, "Disk2", "5e1f0000-0000-4000-8000-0000000000b2"}};
-  const std::string idA = "5e1f0000-0000-4000-8000-00000000000a", idB = "5e1f0000-0000-4000-8000-00000000000b";
   platform_.PrimaryPackId = std::u16string(u"{5E1F0000-0000-4000-8000-00000000000B}") + u'\0';
   struct Row {
     bool PackA;
@@ -546,7 +541,7 @@ TEST_F(GoldenHost, PrimaryPackCriteria) {
   for (uint32_t n = 0; n < 4; ++n) {
     const Row& r = rows[n];
     LdmAreaImage area =
-        PackArea(r.PackA ? "PackA" : "PackB", r.PackA ? idA : idB, r.PackA ? first : second, r.Self, 63);
+        PackArea(r.PackA ? "PackA" : "PackB", r.PackA ? idA : idB, r.PackA ? kFirst : kSecond, r.Self, 63);
     area.Header.BootSig = r.BootSig;
     area.Header.UpdateTime += static_cast<uint64_t>(int64_t{10000000} * r.Seconds);
     Add(MbrDynamic(area, r.Signature, n == 0), n);

@@ -16,6 +16,7 @@
 #include "ldm/ldm_database.h"
 #include "ldm/record_report.h"
 #include "ldm/records.h"
+#include "support/text_capture.h"
 
 namespace kestrand {
 namespace {
@@ -28,15 +29,28 @@ template <class... A>
 std::string N(std::string_view format, const A&... args) {
   return FormatNarrow(format, args...);
 }
-std::u16string Grouped(uint64_t value) {
+// The report's line formats, each through the format engine: a label in 18
+// columns, then the value.
+std::string Lu(const char16_t* label, uint64_t value) { return W(u"%-18s %lu\n", label, value); }
+std::string U64(const char16_t* label, uint64_t value) { return W(u"%-18s %I64u\n", label, value); }
+std::string S64(const char16_t* label, int64_t value) { return W(u"%-18s %I64d\n", label, value); }
+std::string Text(const char* label, const char* value) { return N("%-18s %s\n", label, value); }
+std::string Flags(const char16_t* label, uint32_t value, const char* names) {
+  return W(u"%-18s 0x%08lx%s\n", label, value, names);
+}
+std::string Named(const char16_t* label, const char* name) { return W(u"%-18s ", label) + W(u"%s", name) + W(u"\n"); }
+std::string Unknown(const char16_t* label, uint8_t value) {
+  return W(u"%-18s ", label) + W(u"Unknown (0x%02x)", value) + W(u"\n");
+}
+std::string Grouped(const char16_t* label, uint64_t value) {
   std::u16string text;
   FormatGrouped(value, text);
-  return text;
+  return W(u"%-18s %s\n", label, text);
 }
-std::u16string Guid(const GUID& guid) {
+std::string Guid(const char16_t* label, const GUID& guid) {
   std::u16string text;
   FormatGuid(guid, text);
-  return text;
+  return W(u"%-18s %s\n", label, text);
 }
 
 class RecordLines : public ::testing::Test {
@@ -71,26 +85,16 @@ class RecordLines : public ::testing::Test {
 
   static std::string Common(const VBLK_GROUP& g, const RECORD_ENTRY& e) {
     static const char* const kTypes[] = {"", "Volume", "Plex", "Subdisk", "Disk", "Pack"};
-    return W(u"Record %lu\n", g.GroupNumber) + W(u"----------\n") + W(u"%-18s ", u"Type:") +
-           W(u"%s", kTypes[e.RecordType]) + W(u"\n") + W(u"%-18s %lu\n", u"RecordId:", e.RecordId) +
-           N("%-18s %s\n", "RecordName:", e.Record->RecordName) + W(u"%-18s %u\n", u"Version:", g.Revision()) +
-           W(u"%-18s 0x%04x\n", u"TransFlags:", g.TransFlags) +
+    return W(u"Record %lu\n", g.GroupNumber) + W(u"----------\n") + Named(u"Type:", kTypes[e.RecordType]) +
+           Lu(u"RecordId:", e.RecordId) + Text("RecordName:", e.Record->RecordName) +
+           W(u"%-18s %u\n", u"Version:", g.Revision()) + W(u"%-18s 0x%04x\n", u"TransFlags:", g.TransFlags) +
            W(u"%-18s 0x%04x\n", u"RecordExt:", g.RecordFlags() >> 8) +
-           W(u"%-18s 0x%04x\n", u"RecordAttributes:", g.TypeWord) +
-           W(u"%-18s %lu\n", u"RecordSize:", g.RecordSize) +
-           W(u"%-18s %I64u\n", u"Update Seq:", e.Record->UpdateSequence);
+           W(u"%-18s 0x%04x\n", u"RecordAttributes:", g.TypeWord) + Lu(u"RecordSize:", g.RecordSize) +
+           U64(u"Update Seq:", e.Record->UpdateSequence);
   }
 
   std::string Printed() {
-    FILE* file = std::tmpfile();
-    EXPECT_NE(file, nullptr);
-    if (!file) return "";
-    EXPECT_EQ(PrintRecordSection(file, config_), 0u);
-    std::string text;
-    std::rewind(file);
-    for (int c = std::fgetc(file); c != EOF; c = std::fgetc(file)) text.push_back(static_cast<char>(c));
-    std::fclose(file);
-    return text;
+    return CaptureText([&](FILE* file) { EXPECT_EQ(PrintRecordSection(file, config_), 0u); });
   }
 
   CONFIG_WRAPPER config_;
@@ -119,21 +123,17 @@ TEST_F(RecordLines, EveryRecordTypeIsWhatItsFormatsGive) {
   v.VolumeGuid = guid;  // MountName stays missing although its flag is set
   std::u16string mountName;
   const bool haveMountName = GetVolumeMountName(&v.VolumeGuid, mountName) == 0;
-  expected_ += N("%-18s %s\n", "UsageType:", v.UsageType) + W(u"%-18s ", u"FileSystemType:") +
-               W(u"%s", "Hidden, Read Only") + W(u"\n") + N("%-18s %s\n", "State:", v.State) +
-               W(u"%-18s ", u"ReadPolicy:") + W(u"Unknown (0x%02x)", v.ReadPolicy) + W(u"\n") +
-               W(u"%-18s %lu\n", u"Minor:", v.Minor) +
-               W(u"%-18s 0x%08lx%s\n", u"PersistentFlags:", v.PersistentFlags, " boot system retained") +
-               W(u"%-18s %lu\n", u"NumPlexes:", v.NumPlexes) + W(u"%-18s %I64u\n", u"DetachSeqNum:", v.DetachSeqNum) +
-               W(u"%-18s %s\n", u"Length:", Grouped(static_cast<uint64_t>(v.Length))) +
-               W(u"%-18s %s\n", u"LogLength:", Grouped(static_cast<uint64_t>(v.LogLength))) +
-               N("%-18s %s\n", "UsageType:", v.UsageType) + W(u"%-18s %lu\n", u"LogRecordId:", v.LogRecordId) +
-               W(u"%-18s %lu\n", u"PartitionType:", v.PartitionType) +
-               (haveMountName ? W(u"%-18s %s\n", u"VolumeName:", mountName) : "") +
-               W(u"%-18s %s\n", u"VolumeGuid:", Guid(guid)) +
+  expected_ += Text("UsageType:", v.UsageType) + Named(u"FileSystemType:", "Hidden, Read Only") +
+               Text("State:", v.State) + Unknown(u"ReadPolicy:", v.ReadPolicy) + Lu(u"Minor:", v.Minor) +
+               Flags(u"PersistentFlags:", v.PersistentFlags, " boot system retained") +
+               Lu(u"NumPlexes:", v.NumPlexes) + U64(u"DetachSeqNum:", v.DetachSeqNum) +
+               Grouped(u"Length:", static_cast<uint64_t>(v.Length)) +
+               Grouped(u"LogLength:", static_cast<uint64_t>(v.LogLength)) + Text("UsageType:", v.UsageType) +
+               Lu(u"LogRecordId:", v.LogRecordId) + Lu(u"PartitionType:", v.PartitionType) +
+               (haveMountName ? W(u"%-18s %s\n", u"VolumeName:", mountName) : "") + Guid(u"VolumeGuid:", guid) +
                W(u"%-18s %s\n", u"VolumeName:", static_cast<const char16_t*>(nullptr)) +
                W(u"%-18s %u\n", u"AppRecovery:", v.AppRecovery) +
-               W(u"%-18s %lu\n", u"PrefferedPlexRecordId:", v.PrefferedPlexRecordId) + W(u"\n");
+               Lu(u"PrefferedPlexRecordId:", v.PrefferedPlexRecordId) + "\n";
 
   auto& p = Add<PLEX_RECORD>(RECORD_TYPE_PLEX, 3, PLEX_FLAG_STRIPES, 0xFFFF'FFFF'FFFF'FFFF, "");
   std::strcpy(p.State, "\x80\x7f");
@@ -145,14 +145,11 @@ TEST_F(RecordLines, EveryRecordTypeIsWhatItsFormatsGive) {
   p.LogRecordId = 0;
   p.StripeWidth = INT64_MIN;
   p.ColumnCount = 3;
-  expected_ += N("%-18s %s\n", "State:", p.State) + W(u"%-18s ", u"Layout:") + W(u"Unknown (0x%02x)", p.Layout) +
-               W(u"\n") + W(u"%-18s 0x%08lx%s\n", u"PersistentFlags:", p.PersistentFlags, " stale detached") +
-               W(u"%-18s %lu\n", u"SubdiskCount:", p.SubdiskCount) +
-               W(u"%-18s %I64u\n", u"DetachSequence:", p.DetachSequence) +
-               W(u"%-18s %lu\n", u"VolumeRecordId:", p.VolumeRecordId) +
-               W(u"%-18s %lu\n", u"LogRecordId:", p.LogRecordId) +
-               W(u"%-18s %I64d\n", u"StripeWidth:", p.StripeWidth) + W(u"%-18s %lu\n", u"ColumnCount:", p.ColumnCount) +
-               W(u"\n");
+  expected_ += Text("State:", p.State) + Unknown(u"Layout:", p.Layout) +
+               Flags(u"PersistentFlags:", p.PersistentFlags, " stale detached") +
+               Lu(u"SubdiskCount:", p.SubdiskCount) + U64(u"DetachSequence:", p.DetachSequence) +
+               Lu(u"VolumeRecordId:", p.VolumeRecordId) + Lu(u"LogRecordId:", p.LogRecordId) +
+               S64(u"StripeWidth:", p.StripeWidth) + Lu(u"ColumnCount:", p.ColumnCount) + "\n";
 
   auto& s = Add<SUBDISK_RECORD>(RECORD_TYPE_SUBDISK, 3, 0xFE00, 42, "Disk1-01");
   s.PersistentFlags = 0;
@@ -166,22 +163,18 @@ TEST_F(RecordLines, EveryRecordTypeIsWhatItsFormatsGive) {
   s.Minor = 1;
   s.HiddenSectors = -63;
   s.LastDiskRecordId = 0x1'0000'0000;
-  expected_ += W(u"%-18s 0x%08lx%s\n", u"PersistentFlags:", s.PersistentFlags, "") +
-               W(u"%-18s %lu\n", u"DiskRecordId:", s.DiskRecordId) +
-               W(u"%-18s %s\n", u"DiskOffset:", Grouped(s.DiskOffset)) +
-               W(u"%-18s %lu\n", u"PlexRecordId:", s.PlexRecordId) +
-               W(u"%-18s %s\n", u"PlexOffset:", Grouped(s.PlexOffset)) +
-               W(u"%-18s %s\n", u"Length:", Grouped(static_cast<uint64_t>(s.Length))) +
-               W(u"%-18s %lu\n", u"ColumnNumber:", s.ColumnNumber) +
-               W(u"%-18s %I64u\n", u"DetachSequence:", s.DetachSequence) + W(u"%-18s %lu\n", u"Minor:", s.Minor) +
-               W(u"%-18s %I64d\n", u"HiddenSectors:", s.HiddenSectors) +
-               W(u"%-18s %lu\n", u"LastDiskRecordId:", s.LastDiskRecordId) + W(u"\n");
+  expected_ += Flags(u"PersistentFlags:", s.PersistentFlags, "") + Lu(u"DiskRecordId:", s.DiskRecordId) +
+               Grouped(u"DiskOffset:", s.DiskOffset) + Lu(u"PlexRecordId:", s.PlexRecordId) +
+               Grouped(u"PlexOffset:", s.PlexOffset) + Grouped(u"Length:", static_cast<uint64_t>(s.Length)) +
+               Lu(u"ColumnNumber:", s.ColumnNumber) + U64(u"DetachSequence:", s.DetachSequence) +
+               Lu(u"Minor:", s.Minor) + S64(u"HiddenSectors:", s.HiddenSectors) +
+               Lu(u"LastDiskRecordId:", s.LastDiskRecordId) + "\n";
 
   auto& d = Add<DISK_RECORD>(RECORD_TYPE_DISK, 4, 0, 9, "Disk1");
   d.DiskId = guid;
   d.PersistentFlags = DISK_PERSISTENT_NON_VOTER | DISK_PERSISTENT_ISCSI | 0x80000000u;
-  expected_ += W(u"%-18s %s\n", u"DiskId:", Guid(d.DiskId)) + W(u"%-18s %s\n", u"LastDiskSetId:", Guid(d.LastDiskSetId)) +
-               W(u"%-18s 0x%08lx%s\n", u"PersistentFlags:", d.PersistentFlags, " non-voter iscsi") + W(u"\n");
+  expected_ += Guid(u"DiskId:", d.DiskId) + Guid(u"LastDiskSetId:", d.LastDiskSetId) +
+               Flags(u"PersistentFlags:", d.PersistentFlags, " non-voter iscsi") + "\n";
 
   auto& k = Add<PACK_RECORD>(RECORD_TYPE_PACK, 4, PACK_FLAG_COPIES | PACK_FLAG_BASE_MINOR, 1, "Dg0");
   k.PackId = guid;
@@ -189,11 +182,10 @@ TEST_F(RecordLines, EveryRecordTypeIsWhatItsFormatsGive) {
   k.ConfigCopiesCount = 0xFFFFFFFF;
   k.LogCopiesCount = 0;
   k.BaseMinor = 0x8000;
-  expected_ += W(u"%-18s %s\n", u"PackId:", Guid(k.PackId)) + W(u"%-18s %s\n", u"DiskSetId:", Guid(k.DiskSetId)) +
+  expected_ += Guid(u"PackId:", k.PackId) + Guid(u"DiskSetId:", k.DiskSetId) +
                W(u"%-18s 0x%08lx\n", u"PersistentFlags:", k.PersistentFlags) +
-               W(u"%-18s %lu\n", u"ConfigCopiesCount:", k.ConfigCopiesCount) +
-               W(u"%-18s %lu\n", u"LogCopiesCount:", k.LogCopiesCount) +
-               W(u"%-18s %lu\n", u"BaseMinor:", k.BaseMinor) + W(u"\n");
+               Lu(u"ConfigCopiesCount:", k.ConfigCopiesCount) + Lu(u"LogCopiesCount:", k.LogCopiesCount) +
+               Lu(u"BaseMinor:", k.BaseMinor) + "\n";
 
   EXPECT_EQ(Printed(), expected_);
 }

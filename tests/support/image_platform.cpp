@@ -38,11 +38,6 @@ WIN32_ERROR CImagePlatform::ListDiskInterfaces(std::vector<DiskInterface>& out) 
   return ERROR_NO_MORE_ITEMS_CODE;
 }
 
-void CImagePlatform::Record(const char* operation, const std::string& path) {
-  if (!RecordOpens) return;
-  Opens.push_back(ImageOpenRecord{operation, path, kReadMode});
-}
-
 bool CImagePlatform::OpenImageFile(const std::string& path, int diskIndex, bool isDevice, PlatformHandle& handle) {
   auto stream = std::make_unique<std::ifstream>(path, kReadMode);
   if (!stream->is_open()) return false;
@@ -78,11 +73,9 @@ WIN32_ERROR CImagePlatform::OpenDevice(const std::u16string& devicePath, Platfor
   handle = kInvalidHandle;
   for (size_t i = 0; i < Disks.size(); ++i) {
     if (Disks[i].DevicePath != devicePath) continue;
-    Record("OpenDevice", Disks[i].ImagePath);
     if (Disks[i].OpenError != 0) return Disks[i].OpenError;
     return OpenDiskImage(i, true, handle) ? ERROR_SUCCESS_CODE : ERROR_FILE_NOT_FOUND_CODE;
   }
-  Record("OpenDevice", Utf16ToUtf8(devicePath));
   return ERROR_FILE_NOT_FOUND_CODE;
 }
 
@@ -132,8 +125,7 @@ WIN32_ERROR CImagePlatform::GetAccessAlignment(PlatformHandle device,
   const ImageDisk* disk = DeviceDisk(device);
   if (disk == nullptr) return ERROR_INVALID_HANDLE_CODE;
   if (disk->AlignmentError != 0) return disk->AlignmentError;
-  const uint32_t physical = disk->BytesPerPhysicalSector != 0 ? disk->BytesPerPhysicalSector : disk->BytesPerSector;
-  alignment = MakeAlignmentDescriptor(disk->BytesPerSector, physical, disk->FirstAlignedOffset);
+  alignment = MakeAlignmentDescriptor(disk->BytesPerSector, disk->BytesPerSector, disk->FirstAlignedOffset);
   return ERROR_SUCCESS_CODE;
 }
 
@@ -167,17 +159,13 @@ NTSTATUS CImagePlatform::OpenDiskForRead(uint32_t diskNumber, PlatformHandle& ha
   handle = kInvalidHandle;
   for (size_t i = 0; i < Disks.size(); ++i) {
     if (Disks[i].DeviceNumber != diskNumber) continue;
-    Record("OpenDiskForRead", Disks[i].ImagePath);
-    if (Disks[i].RawOpenStatus != 0) return Disks[i].RawOpenStatus;
     return OpenDiskImage(i, false, handle) ? STATUS_SUCCESS_CODE : STATUS_OBJECT_NAME_NOT_FOUND_CODE;
   }
-  Record("OpenDiskForRead", "disk " + std::to_string(diskNumber));
   return STATUS_OBJECT_PATH_NOT_FOUND_CODE;
 }
 
 NTSTATUS CImagePlatform::OpenFileForRead(const std::string& fileName, PlatformHandle& handle) {
   handle = kInvalidHandle;
-  Record("OpenFileForRead", fileName);
   auto memory = MemoryFiles.find(fileName);
   if (memory != MemoryFiles.end()) {
     OpenMemory(memory->second, -1, false, handle);

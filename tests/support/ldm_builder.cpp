@@ -1,12 +1,9 @@
 #include "support/ldm_builder.h"
 
-
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 
-#include "ldm/field_decoder.h"
 
 namespace kestrand::test {
 
@@ -95,21 +92,6 @@ LdmBytes& LdmBytes::Guid(const GUID& guid) {
   return *this;
 }
 
-LdmBytes& LdmBytes::GuidText(std::string_view text, size_t width) { return FixedText(text, width); }
-
-LdmBytes& LdmBytes::GuidTextVar(std::string_view text) { return String(text); }
-
-GUID GuidFromText(std::string_view text) {
-  GUID guid{};
-  const std::string copy(text);
-  if (!ParseGuidText(copy.c_str(), guid)) {
-    // Only the tests' and fuzz targets' own constants come here.
-    std::fprintf(stderr, "not a GUID text: %s\n", copy.c_str());
-    std::abort();
-  }
-  return guid;
-}
-
 std::string GuidToText(const GUID& guid) {
   char text[40];
   std::snprintf(text, sizeof(text), "%08x-%04x-%04x-%02x%02x-%02x%02x%02x%02x%02x%02x",
@@ -174,7 +156,7 @@ LdmRecordImage BuildSubdiskRecord(const SubdiskFields& f) {
 LdmRecordImage BuildDiskRecord(const DiskFields& f) {
   LdmBytes out = CommonHeader(f.RecordId, f.Name);
   if (f.Revision == 3) {
-    out.GuidTextVar(f.DiskIdText);
+    out.String(f.DiskIdText);
   } else {
     out.Guid(f.DiskId).Guid(f.LastDiskSetId);
   }
@@ -185,7 +167,7 @@ LdmRecordImage BuildDiskRecord(const DiskFields& f) {
 LdmRecordImage BuildPackRecord(const PackFields& f) {
   LdmBytes out = CommonHeader(f.RecordId, f.Name);
   if (f.Revision == 3) {
-    out.GuidTextVar(f.PackIdText);
+    out.String(f.PackIdText);
   } else {
     out.Guid(f.PackId).Guid(f.DiskSetId);
   }
@@ -204,7 +186,7 @@ std::vector<uint8_t> BuildVmdbHeader(const VmdbHeaderFields& f) {
   LdmBytes out;
   out.FixedText(f.Magic, 4).U32(f.NumBlocks).U32(f.BlockSize).U32(f.HeaderSize);
   out.U16(f.Status).U16(f.VersionMajor).U16(f.VersionMinor);
-  out.FixedText(f.PackName, 31).GuidText(f.PackIdText, 64);
+  out.FixedText(f.PackName, 31).FixedText(f.PackIdText, 64);
   out.U64(f.ActiveSequence).U64(f.PendingSequence);
   for (uint32_t count : f.ActiveCounts) out.U32(count);
   for (uint32_t count : f.PendingCounts) out.U32(count);
@@ -266,7 +248,7 @@ void ConfigAreaBuilder::PutBlock(uint32_t block, std::vector<uint8_t> bytes) {
 }
 
 uint32_t ConfigAreaBuilder::NextFreeBlock() const {
-  uint32_t block = FirstBlock();
+  uint32_t block = Header.HeaderSize / Header.BlockSize;
   while (blocks_.count(block) != 0) ++block;
   return block;
 }
@@ -274,7 +256,7 @@ uint32_t ConfigAreaBuilder::NextFreeBlock() const {
 std::vector<uint8_t> ConfigAreaBuilder::Build() const {
   std::vector<uint8_t> area = BuildVmdbHeader(Header);
   area.resize(Header.HeaderSize, 0);
-  for (uint32_t block = FirstBlock(); block < Header.NumBlocks; ++block) {
+  for (uint32_t block = Header.HeaderSize / Header.BlockSize; block < Header.NumBlocks; ++block) {
     const auto placed = blocks_.find(block);
     const std::vector<uint8_t> bytes =
         placed != blocks_.end() ? placed->second : BuildVblk(block, 0, 0, 0, {}, Header.BlockSize);
@@ -296,7 +278,7 @@ std::vector<uint8_t> BuildPrivateHeader(const PrivateHeaderFields& f, uint32_t s
   LdmBytes out;
   out.FixedText(f.Magic, 8).U32(0).U16(f.VersionMajor).U16(f.VersionMinor);
   out.U64(f.UpdateTime).U64(f.UpdateSequence).U64(f.PrimaryHeader).U64(f.AlternateHeader);
-  out.GuidText(f.DiskIdText).GuidText(f.HostIdText).GuidText(f.PackIdText).FixedText(f.PackName, 31);
+  out.FixedText(f.DiskIdText, 64).FixedText(f.HostIdText, 64).FixedText(f.PackIdText, 64).FixedText(f.PackName, 31);
   out.U32(f.IOsize).U32(f.Flags).U16(f.PublicId).U16(f.PrivateId);
   out.U64(f.PublicOffset).U64(f.PublicLength).U64(f.PrivateOffset).U64(f.PrivateLength);
   out.U64(f.TocPrimarySector).U64(f.TocAlternateSector).U32(f.ConfigCopiesCount).U32(f.LogCopiesCount);

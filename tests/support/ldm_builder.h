@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "platform/types.h"
+#include "support/disk_image_builder.h"  // GuidFromText
 
 namespace kestrand::test {
 
@@ -44,16 +45,10 @@ class LdmBytes {
   // marker 0xFF, the count and big-endian 16-bit characters.
   LdmBytes& WideString(std::u16string_view text, bool twoByte = false);
   LdmBytes& Guid(const GUID& guid);
-  // A GUID text zero-padded to `width` bytes (64 in every fixed field).
-  LdmBytes& GuidText(std::string_view text, size_t width = 64);
-  // Count byte, then the text.
-  LdmBytes& GuidTextVar(std::string_view text);
 
   std::vector<uint8_t> bytes;
 };
 
-// A GUID from its 8-4-4-4-12 text; fails the running test for a bad text.
-GUID GuidFromText(std::string_view text);
 // Lowercase 8-4-4-4-12 text, for comparisons in tests.
 std::string GuidToText(const GUID& guid);
 
@@ -207,7 +202,6 @@ class ConfigAreaBuilder {
                    const std::vector<uint8_t>& payload);
   // Places raw bytes as the block (cut or zero-padded to the block size).
   void PutBlock(uint32_t block, std::vector<uint8_t> bytes);
-  uint32_t FirstBlock() const { return Header.HeaderSize / Header.BlockSize; }
   uint32_t NextFreeBlock() const;
 
   // NumBlocks x BlockSize bytes.
