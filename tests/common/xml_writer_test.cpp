@@ -34,14 +34,13 @@ TEST(XmlWriter, DocumentOnOneLineInOrderUnescaped) {
             "<?xml version='1.0' encoding='utf-8'?><root _ElementDisplayName=\"Kestrand\" _ElementIcon=\"1\"><Disk />"
             "<Disk Z=\"1\" A=\"Tom & \"Jerry\" <1>\"><Inner Value=\"\" /></Disk></root>");
   EXPECT_EQ(WriteXmlDocument(dir.File("missing/a.xml").c_str(), &root), 87u);
-  EXPECT_EQ(WriteXmlDocument(nullptr, &root), 87u);
-  EXPECT_EQ(WriteXmlDocument(dir.File("b.xml").c_str(), nullptr), 87u);
 }
 
+// Names with a blank, missing names and icons, a second display name and
+// names already there are refused (87); names compare case-sensitively.
 TEST(XmlWriter, AttributeRules) {
   CKestrandTreeNode node("Disk");
-  EXPECT_EQ(W::NewAttribute(&node, "Disk Size", "1"), 87u);  // a blank, but not other whitespace
-  EXPECT_EQ(node.Attributes(), nullptr);
+  EXPECT_EQ(W::NewAttribute(&node, "Disk Size", "1"), 87u);
   EXPECT_EQ(W::NewAttributeW(&node, nullptr, u"1"), 87u);
   EXPECT_EQ(W::SetElementDisplay(&node, "Disk 0", nullptr), 87u);
   EXPECT_EQ(node.Attributes(), nullptr);
@@ -52,7 +51,7 @@ TEST(XmlWriter, AttributeRules) {
   EXPECT_EQ(W::NewAttribute(&node, "Size", "200"), 87u);
   EXPECT_EQ(W::NewAttributeULL(&node, "Size", 300), 87u);
   EXPECT_EQ(W::NewAttributeW(&node, "Size", u"400"), 87u);
-  EXPECT_EQ(W::NewAttribute(&node, "size", "500"), 0u);  // names compare case-sensitively
+  EXPECT_EQ(W::NewAttribute(&node, "size", "500"), 0u);
   EXPECT_EQ(W::NewAttribute(&node, "Narrow", static_cast<const char*>(nullptr)), 0u);
   EXPECT_EQ(W::NewAttributeW(&node, "Wide", static_cast<const char16_t*>(nullptr)), 0u);
   EXPECT_EQ(W::NewAttributeW(&node, "Label", u"Donn\u00e9es"), 0u);
@@ -63,6 +62,8 @@ TEST(XmlWriter, AttributeRules) {
                             "Largest=\"18446744073709551615\" />");
 }
 
+// The first, the last, a middle and the only child; later children go after
+// the one before a detached last child.
 TEST(XmlWriter, DetachedBranchesAreLeftOut) {
   CKestrandTreeNode root("Disks");
   CKestrandTreeNode* basic = root.AddChild("BasicDisks");
@@ -70,13 +71,13 @@ TEST(XmlWriter, DetachedBranchesAreLeftOut) {
   CKestrandTreeNode* withLdm = root.AddChild("BasicDisksWithLDMDB");
   CKestrandTreeNode* dynamic = root.AddChild("DynamicDisks");
   dynamic->AddChild("Disk");
-  EXPECT_EQ(basic->Detach(), 0u);  // the first child
+  EXPECT_EQ(basic->Detach(), 0u);
   EXPECT_EQ(Written(&root), "<Disks><BasicDisksWithLDMDB /><DynamicDisks><Disk /></DynamicDisks></Disks>");
-  EXPECT_EQ(dynamic->Detach(), 0u);  // the last: later children go after the one before it
+  EXPECT_EQ(dynamic->Detach(), 0u);
   root.AddChild("Tests");
-  EXPECT_EQ(withLdm->Detach(), 0u);  // a middle child
+  EXPECT_EQ(withLdm->Detach(), 0u);
   EXPECT_EQ(Written(&root), "<Disks><Tests /></Disks>");
-  EXPECT_EQ(root.FirstChild()->Detach(), 0u);  // the only child
+  EXPECT_EQ(root.FirstChild()->Detach(), 0u);
   root.AddChild("Again");
   EXPECT_EQ(Written(&root), "<Disks><Again /></Disks>");
   EXPECT_EQ(withLdm->Detach(), 87u);
@@ -157,26 +158,16 @@ TEST(XmlWriter, CollapsedBranchesReferencesAndBlocksKeepTheBytes) {
 
 // Leaf elements written straight into bytes read as the same element built
 // as a node and written: every kind of value, missing and non-ASCII ones
-// included.
+// included; a missing name stops the chain with 87, as on a node.
 TEST(XmlWriter, AnAdderIntoBytesWritesWhatTheNodeGives) {
   const GUID guid{0x0123abcd, 0x00ef, 0xbeef, {0x80, 0x01, 0x02, 0x03, 0xa4, 0xb5, 0xc6, 0xd7}};
+  const char16_t* const noWide = nullptr;
   auto fill = [&](CAttributeAdder& add) {
-    add.Display("Record 7 Volume", "3")
-        .Text("Name", "Volume1")
-        .Text("Missing", static_cast<const char*>(nullptr))
-        .Text("Quoted", "a \"b\" & <c>")
-        .Wide("Ascii", u"dev")
-        .Wide("Beyond", u"Donn\u00e9es")
-        .Wide("None", static_cast<const char16_t*>(nullptr))
-        .Wide("Empty", u"")
-        .Number("Zero", 0)
-        .Number("Largest", UINT64_MAX)
-        .Flags("Flags", 0x42)
-        .Flags("AllFlags", 0xFFFFFFFFu)
-        .Grouped("Small", 100)
-        .Grouped("Million", 1000000)
-        .Grouped("GroupedLargest", UINT64_MAX)
-        .Guid("Id", guid);
+    add.Display("Record 7 Volume", "3").Text("Name", "Volume1").Text("Missing", static_cast<const char*>(nullptr));
+    add.Text("Quoted", "a \"b\" & <c>").Wide("Ascii", u"dev").Wide("Beyond", u"Donn\u00e9es").Wide("None", noWide);
+    add.Wide("Empty", u"").Number("Zero", 0).Number("Largest", UINT64_MAX).Flags("Flags", 0x42);
+    add.Flags("AllFlags", 0xFFFFFFFFu).Grouped("Small", 100).Grouped("Million", 1000000);
+    add.Grouped("GroupedLargest", UINT64_MAX).Guid("Id", guid);
   };
   CKestrandTreeNode element("Record");
   CAttributeAdder onNode(&element);
@@ -186,12 +177,10 @@ TEST(XmlWriter, AnAdderIntoBytesWritesWhatTheNodeGives) {
   CAttributeAdder intoBytes(&bytes);
   fill(intoBytes);
   EXPECT_EQ(intoBytes.Code(), 0u);
-  bytes += " />";
-  EXPECT_EQ(bytes, Written(&element));
+  EXPECT_EQ(bytes + " />", Written(&element));
   EXPECT_NE(bytes.find(" Million=\"1,000,000\" GroupedLargest=\"18,446,744,073,709,551,615\""), std::string::npos);
   EXPECT_NE(bytes.find(" Id=\"0123abcd-00ef-beef-8001-0203a4b5c6d7\""), std::string::npos);
 
-  // A missing name stops the chain with 87, as on a node.
   std::string stopped;
   CAttributeAdder broken(&stopped);
   broken.Number("One", 1).Number(nullptr, 2).Text("Later", "x");
@@ -201,17 +190,16 @@ TEST(XmlWriter, AnAdderIntoBytesWritesWhatTheNodeGives) {
 
 // Large equal fragments share their bytes; a collapsed branch keeps a large
 // fragment among its children as it is, with the elements around it turned
-// into fragments of their own, and is written as before.
+// into fragments of their own, and is written as before, also through
+// references to each fragment.
 TEST(XmlWriter, LargeFragmentsAreSharedAndKeptWholeByACollapse) {
   const std::string large = "<Record Name=\"" + std::string(XML_SHARED_FRAGMENT_SIZE, 'r') + "\" />";
   CKestrandTreeNode root("root");
   const CKestrandTreeNode* first = root.AddFragment(large);
-  const CKestrandTreeNode* second = root.AddFragment(std::string(large));
   const CKestrandTreeNode* small = root.AddFragment("<Small />");
-  const CKestrandTreeNode* smallAgain = root.AddFragment("<Small />");
   ASSERT_NE(first, nullptr);
-  EXPECT_EQ(first->Fragment(), second->Fragment());
-  EXPECT_NE(small->Fragment(), smallAgain->Fragment());
+  EXPECT_EQ(first->Fragment(), root.AddFragment(std::string(large))->Fragment());
+  EXPECT_NE(small->Fragment(), root.AddFragment("<Small />")->Fragment());
   EXPECT_NE(root.AddFragment(large + "x")->Fragment(), first->Fragment());
 
   auto build = [&](CKestrandTreeNode& disk) {
@@ -219,16 +207,13 @@ TEST(XmlWriter, LargeFragmentsAreSharedAndKeptWholeByACollapse) {
     disk.AddChild("Header")->AddChild("Inner");
     CKestrandTreeNode* records = disk.AddChild("Records");
     W::NewAttribute(records, "Count", "1");
-    return records;
+    records->AddFragment(large);
+    disk.AddChild("After");
   };
-  CKestrandTreeNode plain("Disk");
-  build(plain)->AddFragment(large);
-  plain.AddChild("After");
+  CKestrandTreeNode plain("Disk"), disk("Disk"), again("Disk");
+  build(plain);
+  build(disk);
   const std::string expected = Written(&plain);
-
-  CKestrandTreeNode disk("Disk");
-  const CKestrandTreeNode* kept = build(disk)->AddFragment(large);
-  disk.AddChild("After");
   const CKestrandTreeNode* head = disk.CollapseChildren();
   ASSERT_NE(head, nullptr);
   const CKestrandTreeNode* middle = head->NextSibling();
@@ -237,12 +222,9 @@ TEST(XmlWriter, LargeFragmentsAreSharedAndKeptWholeByACollapse) {
   EXPECT_EQ(middle->NextSibling()->NextSibling(), nullptr);
   EXPECT_EQ(*head->Fragment(), "<Header><Inner /></Header><Records Count=\"1\">");
   EXPECT_EQ(middle->Fragment(), first->Fragment());  // the shared bytes, not a copy
-  EXPECT_NE(kept, nullptr);
   EXPECT_EQ(*middle->NextSibling()->Fragment(), "</Records><After />");
   EXPECT_EQ(Written(&disk), expected);
 
-  // Shown again through references to each fragment.
-  CKestrandTreeNode again("Disk");
   W::SetElementDisplay(&again, "Disk 0", "13");
   for (const CKestrandTreeNode* piece = head; piece; piece = piece->NextSibling()) again.AddReference(piece);
   EXPECT_EQ(Written(&again), expected);
