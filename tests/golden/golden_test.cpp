@@ -50,25 +50,22 @@ void CheckDatabaseFile(const std::string& stem, const std::string& bytes, bool a
 std::string Bytes(const std::vector<uint8_t>& v) { return std::string(v.begin(), v.end()); }
 
 // The records of a text report: record name -> field -> value (the first
-// line of each field, thousands separators dropped).
+// line of each field, thousands separators dropped). A record begins at its
+// "Type" line.
 using Fields = std::map<std::string, std::string>;
 std::map<std::string, Fields> RecordsOf(const std::string& text) {
-  std::map<std::string, Fields> records;
-  Fields pending;  // the fields of a record before its name
-  Fields* current = nullptr;
+  std::vector<Fields> all(1);
   for (const std::string& line : SplitLines(text)) {
     const size_t colon = line.find(':');
-    if (line.rfind("Record ", 0) == 0 || colon == std::string::npos) continue;
+    if (colon == std::string::npos) continue;
     const std::string key = line.substr(0, colon);
-    std::string value = line.substr(line.find_first_not_of(' ', colon + 1) == std::string::npos
-                                        ? line.size()
-                                        : line.find_first_not_of(' ', colon + 1));
-    if (key == "Type") current = &(pending = Fields{});
-    if (key == "RecordName" && current == &pending) current = &(records[value] = pending);
-    if (!current || current->count(key)) continue;
+    std::string value = line.substr(std::min(line.find_first_not_of(' ', colon + 1), line.size()));
     if (key == "Length" || key == "DiskOffset") std::erase(value, ',');
-    (*current)[key] = value;
+    if (key == "Type") all.emplace_back();
+    all.back().emplace(key, value);
   }
+  std::map<std::string, Fields> records;
+  for (Fields& fields : all) records[fields["RecordName"]] = fields;
   return records;
 }
 
@@ -307,24 +304,8 @@ struct PackDisk {
   std::string IdText;
 };
 
-// The records of a pack: one simple volume on the first disk, and a
-// spanned volume across every disk.
-std::vector<LdmRecordImage> PackRecords(const std::string& packName, const std::string& packIdText,
-                                        const std::vector<PackDisk>& disks) {
-  std::vector<LdmRecordImage> records{PackRecord(packName, 0x401, packIdText)};
-  for (const PackDisk& disk : disks) records.push_back(DiskRecord(disk.RecordId, disk.Name, disk.IdText));
-  records.push_back(VolumeRecord(0x421, "Volume1", 4096));
-  records.push_back(PlexRecord(0x423, "Volume1-01", 0x421));
-  records.push_back(SubdiskRecord(0x425, disks[0].Name + "-01", 0x423, disks[0].RecordId, 4096));
-  records.push_back(VolumeRecord(0x431, "Volume2", 2048 * static_cast<int64_t>(disks.size())));
-  records.push_back(PlexRecord(0x433, "Volume2-01", 0x431, 2, static_cast<uint32_t>(disks.size())));
-  uint64_t id = 0x435;
-  for (size_t i = 0; i < disks.size(); ++i)
-    records.push_back(SubdiskRecord(id++, disks[i].Name + "-02", 0x433, disks[i].RecordId, 2048, 4096,
-                                    2048 * static_cast<uint64_t>(i)));
-  return records;
-}
-
+// The LDM area of disk `self` of a pack: one simple volume on the first
+// disk, and a spanned volume across every disk.
 LdmAreaImage PackArea(const std::string& packName, const std::string& packIdText, const std::vector<PackDisk>& disks,
                       size_t self, uint64_t publicStart) {
   LdmAreaImage area;
@@ -334,10 +315,18 @@ LdmAreaImage PackArea(const std::string& packName, const std::string& packIdText
   area.Header.PublicOffset = publicStart;
   area.Header.PublicLength = kAreaSector - publicStart;
   area.Header.PrivateOffset = kAreaSector;
+  std::vector<LdmRecordImage> records{PackRecord(packName, 0x401, packIdText)};
+  for (const PackDisk& disk : disks) records.push_back(DiskRecord(disk.RecordId, disk.Name, disk.IdText));
+  const auto count = static_cast<uint32_t>(disks.size());
+  records.insert(records.end(), {VolumeRecord(0x421, "Volume1", 4096), PlexRecord(0x423, "Volume1-01", 0x421),
+                                 SubdiskRecord(0x425, disks[0].Name + "-01", 0x423, disks[0].RecordId, 4096),
+                                 VolumeRecord(0x431, "Volume2", 2048 * count),
+                                 PlexRecord(0x433, "Volume2-01", 0x431, 2, count)});
+  for (uint32_t i = 0; i < count; ++i)
+    records.push_back(SubdiskRecord(0x435 + i, disks[i].Name + "-02", 0x433, disks[i].RecordId, 2048, 4096, 2048 * i));
   ConfigAreaBuilder config;
   config.Header.PackName = packName;
   config.Header.PackIdText = packIdText;
-  std::vector<LdmRecordImage> records = PackRecords(packName, packIdText, disks);
   for (size_t i = 0; i < records.size(); ++i) config.AddRecord(static_cast<uint32_t>(i + 1), records[i]);
   area.Config = config.Build();
   return area;
@@ -365,13 +354,6 @@ CDiskImageBuilder GptDynamic(const LdmAreaImage& area, const char* diskId) {
   image.WriteGpt(options);
   const std::vector<uint8_t> bytes = area.Build();
   image.WriteBytes(34 * 512, bytes.data(), bytes.size());
-  return image;
-}
-
-CDiskImageBuilder BasicWithLogicals() {
-  CDiskImageBuilder image(kDiskBytes);
-  image.WriteMbr({MbrSlot{0x07, true, 2048, 4096}, MbrSlot{}, MbrSlot{}, MbrSlot{}}, 0x0badcafe);
-  image.WriteExtendedPartition(1, 8192, {LogicalPartition{0x07, 1024}, LogicalPartition{0x0b, 2048}});
   return image;
 }
 
@@ -497,7 +479,9 @@ TEST_F(GoldenHost, OnePackWithAMissingDisk) {
                                     {0x404, "Disk2", "5e1f0000-0000-4000-8000-0000000000d2"},
                                     {0x405, "Disk3", "5e1f0000-0000-4000-8000-0000000000d3"}};
   Add(MbrDynamic(PackArea(pack, packId, disks, 0, 63), 0x5e1f0042), 0);
-  Add(BasicWithLogicals(), 1);
+  CDiskImageBuilder basic(kDiskBytes);
+  basic.WriteMbr({MbrSlot{0x07, true, 2048, 4096}, MbrSlot{}, MbrSlot{}, MbrSlot{}}, 0x0badcafe);
+  Add(basic.WriteExtendedPartition(1, 8192, {LogicalPartition{0x07, 1024}, LogicalPartition{0x0b, 2048}}), 1);
   Add(GptDynamic(PackArea(pack, packId, disks, 1, 2082), "11111111-2222-3333-4444-555555555555"), 2);
   CDiskImageBuilder raw(kDiskBytes);
   raw.WriteMbr({MbrSlot{}, MbrSlot{}, MbrSlot{}, MbrSlot{}}, 0x12345678);
