@@ -250,6 +250,38 @@ const AreaDamage kAreaDamages[] = {
        config.PutBlock(40, std::vector<uint8_t>(128, 0xA5));
        a.Config = config.Build();
      }},
+    // Every field of every kind at its edges: ids beyond 32 bits, the
+    // largest and negative numbers, bytes above 0x7F, empty and unknown
+    // values, every optional field.
+    {"records-at-the-edges", [](LdmAreaImage& a) {
+       const GUID guid{0xdeadbeef, 0x0102, 0xa0b0, {1, 2, 3, 4, 5, 6, 0xfe, 0xff}};
+       ConfigAreaBuilder config;
+       config.AddRecord(1, BuildPackRecord({.RecordId = 1, .Name = "Dg0", .Revision = 4, .Flags = 0x1800,
+                                            .PackId = guid, .PersistentFlags = 0x10, .UpdateSequence = UINT64_MAX - 1,
+                                            .LogCopiesCount = 0, .BaseMinor = 0x8000}));
+       config.AddRecord(2, BuildVolumeRecord({.RecordId = 0x1'0000'0005, .Name = "Volume\xe9", .Flags = 0xFA00,
+                                              .UsageType = "gen\xff", .FileSystemType = "\x03", .ReadPolicy = 9,
+                                              .Minor = 0xFFFFFFFF, .PersistentFlags = 0xFFFFFFFF, .NumPlexes = 2,
+                                              .UpdateSequence = UINT64_MAX, .DetachSeqNum = UINT64_MAX,
+                                              .Length = -1, .LogLength = 1234567890123, .VolumeGuid = guid,
+                                              .PrefferedPlexRecordId = UINT64_MAX, .LogRecordId = 0x2'0000'0001,
+                                              .Number4000 = 0xFFFFFFFF, .Number8000 = INT64_MIN,
+                                              .AppRecovery = 4000000000u, .MountName = u""}));
+       config.AddRecord(3, BuildPlexRecord({.RecordId = UINT64_MAX, .Name = "", .Flags = 0x1000, .State = "\x80\x7f",
+                                            .Layout = 0xEE, .PersistentFlags = 6, .SubdiskCount = 3,
+                                            .DetachSequence = 1, .VolumeRecordId = 0x1'0000'0005,
+                                            .StripeWidth = INT64_MIN, .ColumnCount = 3}));
+       config.AddRecord(4, BuildSubdiskRecord({.RecordId = 42, .Flags = 0xEA00, .PersistentFlags = 0x5C,
+                                               .DiskOffset = 999, .PlexOffset = UINT64_MAX, .Length = -123456789,
+                                               .PlexRecordId = 6, .DiskRecordId = 0x3'0000'0009, .ColumnNumber = 2,
+                                               .DetachSequence = 5, .Minor = 1, .HiddenSectors = -63,
+                                               .LastDiskRecordId = 0x1'0000'0000}));
+       config.AddRecord(6, BuildSubdiskRecord({.RecordId = 43, .Name = "Disk1-02", .Flags = 0x9000, .ColumnNumber = 1,
+                                               .DetachSequence = 2, .LastDiskRecordId = 7}));
+       config.AddRecord(5, BuildDiskRecord({.RecordId = 9, .Revision = 4, .DiskId = guid, .LastDiskSetId = guid,
+                                            .PersistentFlags = 0x80000060}));
+       a.Config = config.Build();
+     }},
 };
 
 TEST(GoldenDatabaseFiles, EachDamageToASoundArea) {
