@@ -211,6 +211,8 @@ const AreaDamage kAreaDamages[] = {
     {"transactions-stale", Transactions(6)},
     {"toc-bad-magic", [](LdmAreaImage& a) { a.Toc.Magic = "TOCBLOCX"; }},
     {"toc-unknown-region", [](LdmAreaImage& a) { a.Toc.Second.Name = "journal"; }},
+    // Two regions at one offset keep their order.
+    {"toc-regions-at-one-offset", [](LdmAreaImage& a) { a.Toc.Second.ExtentOffset = 17; }},
     {"toc-entry-past-sector", [](LdmAreaImage& a) { a.Toc.First.DataLength = 500; }},
     {"toc-config-outside-area", [](LdmAreaImage& a) { a.Toc.First.ExtentOffset = 5000; }},
     {"vmdb-bad-magic", [](LdmAreaImage& a) { a.Config[0] ^= 0xFF; }},
@@ -486,6 +488,9 @@ TEST_F(GoldenHost, FailingQueriesAndDamagedTables) {
 
   CDiskImageBuilder damaged(uint64_t{64} << 20);
   Add(damaged.WriteGpt(TwoPartitions()).FlipByte(512 + 40), 0);  // in the primary header
+  // Smaller than one sector, and smaller than two (the GPT header would be cut).
+  Add(CDiskImageBuilder(100), 14);
+  Add(CDiskImageBuilder(700).WriteGpt(TwoPartitions()), 15);
   // Headers whose checksums hold but whose places do not: the first usable
   // sector past the last, the last past the end of the disk, the entries
   // past the end.
