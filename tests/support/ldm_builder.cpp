@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <cstring>
 
-
 namespace kestrand::test {
 
 // ---- field encodings ----
@@ -15,22 +14,12 @@ LdmBytes& LdmBytes::U8(uint8_t value) {
 }
 
 LdmBytes& LdmBytes::U16(uint16_t value) { return U8(static_cast<uint8_t>(value >> 8)).U8(static_cast<uint8_t>(value)); }
-
-LdmBytes& LdmBytes::U32(uint32_t value) {
-  return U16(static_cast<uint16_t>(value >> 16)).U16(static_cast<uint16_t>(value));
-}
-
-LdmBytes& LdmBytes::U64(uint64_t value) {
-  return U32(static_cast<uint32_t>(value >> 32)).U32(static_cast<uint32_t>(value));
-}
+LdmBytes& LdmBytes::U32(uint32_t value) { return U16(static_cast<uint16_t>(value >> 16)).U16(value & 0xFFFF); }
+LdmBytes& LdmBytes::U64(uint64_t value) { return U32(static_cast<uint32_t>(value >> 32)).U32(value & 0xFFFFFFFF); }
+LdmBytes& LdmBytes::Zeros(size_t count) { return FixedText("", count); }
 
 LdmBytes& LdmBytes::Raw(const std::vector<uint8_t>& values) {
   bytes.insert(bytes.end(), values.begin(), values.end());
-  return *this;
-}
-
-LdmBytes& LdmBytes::Zeros(size_t count) {
-  bytes.insert(bytes.end(), count, 0);
   return *this;
 }
 
@@ -77,12 +66,7 @@ LdmBytes& LdmBytes::String(std::string_view text) {
 LdmBytes& LdmBytes::WideString(std::u16string_view text, bool twoByte) {
   if (twoByte) U8(0xFF);
   U8(static_cast<uint8_t>(text.size()));
-  for (char16_t c : text) {
-    if (twoByte)
-      U16(static_cast<uint16_t>(c));
-    else
-      U8(static_cast<uint8_t>(c));
-  }
+  for (char16_t c : text) twoByte ? U16(static_cast<uint16_t>(c)) : U8(static_cast<uint8_t>(c));
   return *this;
 }
 
