@@ -113,15 +113,29 @@ TEST_F(DiskListingTest, WholeDisksWithMediaInDeviceNumberOrder) {
   EXPECT_EQ(disks[0].InstanceId, u"block/loop2");
 }
 
+// Every handle is read-only and none is passed on to a child; a handle may
+// be 0 when standard input is closed.
 TEST_F(DiskListingTest, OpenedDeviceAnswersWithItsPositionAndTable) {
   CLinuxPlatform platform = Platform();
   std::vector<DiskInterface> disks;
   platform.ListDiskInterfaces(disks);
   ASSERT_EQ(disks.size(), 6u);
-
-  PlatformHandle handle = kInvalidHandle;
+  const int input = dup(0);
+  close(0);
+  PlatformHandle handle = kInvalidHandle, raw = kInvalidHandle, file = kInvalidHandle;
+  EXPECT_EQ(platform.OpenFileForRead(tree_.Path("dev/sda"), file), 0);
+  EXPECT_EQ(file, 0);
   uint32_t number = 99;
   ASSERT_EQ(platform.OpenDevice(disks[3].DevicePath, handle), 0u);
+  ASSERT_EQ(platform.OpenDiskForRead(1, raw), 0);
+  for (PlatformHandle h : {handle, raw, file}) {
+    EXPECT_EQ(fcntl(static_cast<int>(h), F_GETFL) & O_ACCMODE, O_RDONLY);
+    EXPECT_NE(fcntl(static_cast<int>(h), F_GETFD) & FD_CLOEXEC, 0);
+  }
+  platform.CloseRead(raw);
+  platform.CloseRead(file);
+  dup2(input, 0);
+  close(input);
   EXPECT_EQ(platform.GetDeviceNumber(handle, number), 0u);
   EXPECT_EQ(number, 3u);
 
@@ -182,24 +196,6 @@ TEST_F(DiskListingTest, NumbersOfLaterDisksAndOtherFiles) {
   disks = {{u"stale", u"stale"}};
   EXPECT_EQ(noSys.ListDiskInterfaces(disks), ERROR_FILE_NOT_FOUND_CODE);
   EXPECT_TRUE(disks.empty());
-}
-
-// Every handle is read-only, and none is passed on to a child.
-TEST_F(DiskListingTest, EveryHandleIsOpenedReadOnly) {
-  CLinuxPlatform platform = Platform();
-  std::vector<DiskInterface> disks;
-  platform.ListDiskInterfaces(disks);
-  PlatformHandle device = kInvalidHandle, raw = kInvalidHandle, file = kInvalidHandle;
-  ASSERT_EQ(platform.OpenDevice(disks[0].DevicePath, device), 0u);
-  ASSERT_EQ(platform.OpenDiskForRead(1, raw), 0);
-  ASSERT_EQ(platform.OpenFileForRead(tree_.Path("dev/sda"), file), 0);
-  for (PlatformHandle handle : {device, raw, file}) {
-    EXPECT_EQ(fcntl(static_cast<int>(handle), F_GETFL) & O_ACCMODE, O_RDONLY);
-    EXPECT_NE(fcntl(static_cast<int>(handle), F_GETFD) & FD_CLOEXEC, 0);
-  }
-  platform.CloseDevice(device);
-  platform.CloseRead(raw);
-  platform.CloseRead(file);
 }
 
 TEST(FileReadTest, ReadsInsideAcrossAndBeyondTheEndAndRefusesTheRest) {
@@ -267,15 +263,27 @@ TEST(MountInfoTest, VolumesGroupMountsByBlockSourceInTableOrder) {
              "29 27 254:2 / /boot rw - ext4 /dev/vda2 rw\n"
              "30 27 254:1 /srv /mnt/caf\\303\\251\\040bar rw - ext4 /dev/vda1 rw\n"
              "31 27 0:45 / /btr rw - btrfs /dev/sdz1 rw\n"
-             "32 27 0:46 / /hole rw - fuse /devices rw\n");
+             "32 27 0:46 / /hole rw - fuse /devices rw\n"
+             "33 27 0:47 / /file rw - btrfs /dev/sdz2 rw\n"
+             "34 27 0:48 / /node rw - btrfs /dev/sdz3 rw\n");
+  // Anonymous numbers: sdz1 has no node, sdz2 is a plain file, sdz3 a block
+  // node (one of the host's, when it has one).
+  tree.Write("dev/sdz2", "");
+  std::string host;
+  for (const auto& entry : fs::directory_iterator("/dev"))
+    if (host.empty() && entry.is_block_file()) host = entry.path().string();
+  if (!host.empty()) tree.Link("dev/sdz3", host);
   CLinuxPlatform platform(tree.Path("sys"), tree.Path("proc"), tree.Path("dev"));
   std::vector<VolumeMounts> volumes;
   ASSERT_EQ(platform.ListVolumes(volumes), 0u);
-  ASSERT_EQ(volumes.size(), 2u);  // /dev/sdz1 has an anonymous number and no block node here
-  EXPECT_EQ(volumes[0].VolumeName, u"/dev/vda1");
-  EXPECT_EQ(volumes[0].Paths, (std::vector<std::u16string>{u"/", u"/mnt/caf\u00e9 bar"}));
-  EXPECT_EQ(volumes[1].VolumeName, u"/dev/vda2");
-  EXPECT_EQ(volumes[1].Paths, std::vector<std::u16string>{u"/boot"});
+  std::u16string shown;
+  for (const VolumeMounts& volume : volumes) {
+    shown += volume.VolumeName + u":";
+    for (const std::u16string& path : volume.Paths) shown += u" " + path;
+    shown += u"\n";
+  }
+  EXPECT_EQ(shown, u"/dev/vda1: / /mnt/caf\u00e9 bar\n/dev/vda2: /boot\n" +
+                       std::u16string(host.empty() ? u"" : u"/dev/sdz3: /node\n"));
 
   CLinuxPlatform noProc(tree.Path("sys"), tree.Path("noproc"), tree.Path("dev"));
   EXPECT_EQ(noProc.ListVolumes(volumes), ERROR_FILE_NOT_FOUND_CODE);

@@ -15,12 +15,9 @@ CImagePlatform::CImagePlatform() = default;
 CImagePlatform::~CImagePlatform() = default;
 
 ImageDisk& CImagePlatform::AddImage(const std::string& imagePath, uint32_t deviceNumber) {
-  ImageDisk disk;
-  disk.ImagePath = imagePath;
-  disk.DeviceNumber = deviceNumber;
-  disk.DevicePath = u"image:" + Utf8ToUtf16(std::to_string(deviceNumber));
-  disk.InstanceId = u"IMAGE\\" + Utf8ToUtf16(std::to_string(deviceNumber));
-  Disks.push_back(disk);
+  const std::u16string number = Utf8ToUtf16(std::to_string(deviceNumber));
+  Disks.push_back(ImageDisk{.ImagePath = imagePath, .DeviceNumber = deviceNumber, .DevicePath = u"image:" + number,
+                            .InstanceId = u"IMAGE\\" + number});
   return Disks.back();
 }
 
@@ -33,8 +30,7 @@ ImageDisk& CImagePlatform::AddMemoryImage(const std::string& name, const uint8_t
 
 WIN32_ERROR CImagePlatform::ListDiskInterfaces(std::vector<DiskInterface>& out) {
   out.clear();
-  for (size_t i = 0; i < Disks.size(); ++i)
-    out.push_back(DiskInterface{Disks[i].InstanceId, Disks[i].DevicePath});
+  for (const ImageDisk& disk : Disks) out.push_back(DiskInterface{disk.InstanceId, disk.DevicePath});
   return ERROR_NO_MORE_ITEMS_CODE;
 }
 
