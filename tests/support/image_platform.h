@@ -15,6 +15,7 @@
 #include <utility>
 #include <vector>
 
+#include "partition/partition_table.h"
 #include "platform/platform.h"
 
 namespace kestrand {
@@ -157,8 +158,10 @@ class CImagePlatform : public FakeHostPlatform {
   void OpenMemory(const MemoryImage& memory, int diskIndex, bool isDevice, PlatformHandle& handle);
   bool OpenDiskImage(size_t index, bool isDevice, PlatformHandle& handle);
   OpenImage* Find(PlatformHandle handle);
-  // The disk behind a device handle, else nullptr.
-  const ImageDisk* DeviceDisk(PlatformHandle handle);
+  // The disk behind a device handle, else nullptr with `error` set: for no
+  // such handle, or to the failure injected for the query.
+  const ImageDisk* DeviceDisk(PlatformHandle handle, WIN32_ERROR ImageDisk::*failure, WIN32_ERROR& error);
+  PartitionTableSource SourceOf(PlatformHandle device, const ImageDisk& disk);
   int64_t SizeOf(OpenImage& image);
   NTSTATUS ReadImage(OpenImage& image, int64_t offset, uint32_t length, void* buffer);
 
