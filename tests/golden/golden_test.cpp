@@ -397,7 +397,6 @@ class GoldenHost : public ::testing::Test {
     platform_.ComputerName = u"GOLDEN-HOST";
     platform_.ProductTypes = {3};
     platform_.SuiteMask = 0x0080;
-    platform_.ClusterCode = 0;
     platform_.ClusterState = 0x13;
     platform_.Volumes = {{u"\\\\?\\Volume{0c3ae2b0-0000-0000-0000-100000000000}\\", {u"C:\\", u"C:\\mnt\\data\\"}},
                          {u"\\\\?\\Volume{0c3ae2b0-0000-0000-0000-200000000000}\\", {}}};

@@ -320,13 +320,5 @@ TEST(RecordTreeIndexTest, ContinuingAnEarlierTreeMatchesTheReference) {
   }
 }
 
-TEST(RecordTreeIndexTest, NoPlaceForTheRootMergesNothing) {
-  Copies maker(7);
-  MergeConfigCopies(maker.Make(), nullptr);
-  RECORD_TREE_NODE* root = nullptr;
-  MergeConfigCopies({}, &root);
-  EXPECT_EQ(root, nullptr);
-}
-
 }  // namespace
 }  // namespace kestrand

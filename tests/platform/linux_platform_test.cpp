@@ -347,11 +347,10 @@ TEST(HostFactsTest, MachineNamesBecomeArchitectureCodes) {
 // drive letters, the error mode kept.
 TEST(HostFactsTest, FixedAnswersOfALinuxHost) {
   CLinuxPlatform platform;
-  std::u16string packId = u"x";
+  std::u16string packId = u"x", device = u"old";
   EXPECT_EQ(platform.QueryPrimaryPackId(packId), STATUS_OBJECT_NAME_NOT_FOUND_CODE);
   const uint32_t before = platform.SetErrorMode(0x8001);
   EXPECT_EQ(platform.SetErrorMode(before), 0x8001u);
-  std::u16string device = u"old";
   EXPECT_EQ(platform.QueryDosDevice(u'C', device), ERROR_FILE_NOT_FOUND_CODE);
   EXPECT_TRUE(device.empty());
   EXPECT_EQ(platform.GetDriveType(u'C'), 1u);
