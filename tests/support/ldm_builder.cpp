@@ -352,18 +352,13 @@ std::vector<uint8_t> LdmAreaImage::Build() const {
   return area;
 }
 
-void RenameTocSectors(std::vector<uint8_t>& bytes, const std::vector<uint64_t>& headerOffsets, uint64_t primary,
-                      uint64_t alternate, uint32_t sectorSize) {
-  for (uint64_t offset : headerOffsets) {
-    uint8_t* sector = bytes.data() + offset;
-    for (int i = 0; i < 8; ++i) {
-      sector[0x13B + i] = static_cast<uint8_t>(primary >> (56 - 8 * i));
-      sector[0x143 + i] = static_cast<uint8_t>(alternate >> (56 - 8 * i));
-    }
-    const uint32_t checksum =
-        PrivateHeaderChecksum(std::vector<uint8_t>(sector, sector + sectorSize));
-    for (int i = 0; i < 4; ++i) sector[8 + i] = static_cast<uint8_t>(checksum >> (24 - 8 * i));
+void RenameTocSectors(std::vector<uint8_t>& sector, uint64_t primary, uint64_t alternate) {
+  for (int i = 0; i < 8; ++i) {
+    sector[0x13B + i] = static_cast<uint8_t>(primary >> (56 - 8 * i));
+    sector[0x143 + i] = static_cast<uint8_t>(alternate >> (56 - 8 * i));
   }
+  const uint32_t checksum = PrivateHeaderChecksum(sector);
+  for (int i = 0; i < 4; ++i) sector[8 + i] = static_cast<uint8_t>(checksum >> (24 - 8 * i));
 }
 
 }  // namespace kestrand::test

@@ -278,9 +278,8 @@ struct LdmAreaImage {
   std::vector<uint8_t> Build() const;
 };
 
-// Rewrites the private header copies at `headerOffsets` of `bytes` to name
-// the tables of contents at `primary` and `alternate`, checksums recomputed.
-void RenameTocSectors(std::vector<uint8_t>& bytes, const std::vector<uint64_t>& headerOffsets, uint64_t primary,
-                      uint64_t alternate, uint32_t sectorSize = 512);
+// Rewrites a private header sector to name the tables of contents at
+// `primary` and `alternate`, its checksum recomputed.
+void RenameTocSectors(std::vector<uint8_t>& sector, uint64_t primary, uint64_t alternate);
 
 }  // namespace kestrand::test

@@ -14,21 +14,6 @@ namespace kestrand::test {
 
 namespace fs = std::filesystem;
 
-namespace {
-
-// The last `size` bytes of a file, or "" when it is shorter.
-std::string ReadTail(const std::string& path, uint64_t size) {
-  std::ifstream in(path, std::ios::binary | std::ios::ate);
-  const std::streamoff length = in.tellg();
-  if (!in || length < static_cast<std::streamoff>(size)) return "";
-  std::string bytes(size, '\0');
-  in.seekg(length - static_cast<std::streamoff>(size));
-  in.read(bytes.data(), static_cast<std::streamsize>(size));
-  return in ? bytes : "";
-}
-
-}  // namespace
-
 const std::vector<std::string>& RealImages::Names() {
   static const std::vector<std::string> names = {
       "ldm-2003r2-simple-1.img",   "ldm-2003r2-spanned-1.img", "ldm-2003r2-spanned-2.img",
@@ -82,7 +67,7 @@ std::string RealImages::RepairedPath(const std::string& name) const {
     std::vector<uint8_t> sector(512);
     file.seekg(static_cast<std::streamoff>(offset));
     file.read(reinterpret_cast<char*>(sector.data()), 512);
-    RenameTocSectors(sector, {0}, 2, 2045);
+    RenameTocSectors(sector, 2, 2045);
     file.seekp(static_cast<std::streamoff>(offset));
     file.write(reinterpret_cast<const char*>(sector.data()), 512);
   }
@@ -92,9 +77,8 @@ std::string RealImages::RepairedPath(const std::string& name) const {
 std::string RealImages::DatabaseFile(const std::string& name, bool repaired) const {
   const std::string file = folder_ + "/" + (repaired ? "repaired-" : "") + name + ".ldm";
   if (fs::exists(file)) return file;
-  const std::string bytes = ReadTail(repaired ? RepairedPath(name) : Path(name), kLdmAreaBytes);
-  if (bytes.empty()) return file;
-  WriteFileBytes(file, bytes);
+  const std::string image = ReadFileBytes(repaired ? RepairedPath(name) : Path(name));
+  if (image.size() == kImageBytes) WriteFileBytes(file, image.substr(kLdmAreaOffset));
   return file;
 }
 
