@@ -11,9 +11,6 @@ namespace {
 constexpr std::ios::openmode kReadMode = std::ios::in | std::ios::binary;
 }
 
-CImagePlatform::CImagePlatform() = default;
-CImagePlatform::~CImagePlatform() = default;
-
 ImageDisk& CImagePlatform::AddImage(const std::string& imagePath, uint32_t deviceNumber) {
   const std::u16string number = Utf8ToUtf16(std::to_string(deviceNumber));
   Disks.push_back(ImageDisk{.ImagePath = imagePath, .DeviceNumber = deviceNumber, .DevicePath = u"image:" + number,

@@ -105,24 +105,17 @@ struct ImageDisk {
   std::u16string DevicePath;  // "image:N" unless set
   std::u16string InstanceId;  // "IMAGE\N" unless set
   bool Removable = false;
-  uint32_t BytesPerSector = 512;      // the physical sectors too
-  uint32_t FirstAlignedOffset = 0;      // byte offset of the first aligned logical sector
+  uint32_t BytesPerSector = 512;  // the physical sectors too
+  uint32_t FirstAlignedOffset = 0;  // byte offset of the first aligned logical sector
 
   // Injected failures: 0 (success) unless set.
-  WIN32_ERROR OpenError = 0;
-  WIN32_ERROR DeviceNumberError = 0;
-  WIN32_ERROR GeometryError = 0;
-  WIN32_ERROR AlignmentError = 0;
-  WIN32_ERROR LayoutError = 0;
+  WIN32_ERROR OpenError = 0, DeviceNumberError = 0, GeometryError = 0, AlignmentError = 0, LayoutError = 0;
   WIN32_ERROR PartitionInfoError = 0;
   NTSTATUS RawReadStatus = 0;  // every raw read fails with this
 };
 
 class CImagePlatform : public FakeHostPlatform {
  public:
-  CImagePlatform();
-  ~CImagePlatform() override;
-
   // Adds a disk for an image file with the default path and instance id;
   // the reference lasts until the next AddImage.
   ImageDisk& AddImage(const std::string& imagePath, uint32_t deviceNumber);
