@@ -15,6 +15,7 @@
 #endif
 
 #include "support/run_binary.h"
+#include "support/text_capture.h"
 
 namespace kestrand::test {
 namespace {
@@ -35,7 +36,15 @@ TEST(LiveRun, WithoutArgumentsReportsTheHostAndEveryDiskInOrder) {
   EXPECT_EQ(host, 0u);
   ASSERT_NE(letters, std::string::npos);
 
-#ifndef _WIN32
+#ifdef _WIN32
+  // Windows (wine too) answers the volume and drive letter calls, and every
+  // line of the report file ends in CR LF.
+  for (const char* part : {"             Version: ", "\t\\\\?\\Volume{", "\t\tC:\\\n", "\tC: = \\Device\\"})
+    EXPECT_NE(r.Out.find(part), std::string::npos) << part << " in " << r.Out;
+  ASSERT_EQ(RunKestrandBinary({"-f", "report.txt"}, dir.Path()).ExitStatus, 0);
+  const std::string file = ReadFileBytes(dir.File("report.txt"));
+  EXPECT_EQ(CountOf(file, "\r\n"), CountOf(file, "\n"));
+#else
   auto line = [](const std::string& label, const std::string& value) {
     return "\n" + std::string(20 - label.size(), ' ') + label + ": " + value + "\n";
   };

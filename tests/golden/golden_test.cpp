@@ -1,8 +1,9 @@
 // Golden reports: every scenario runs through the real tool (the binary for
 // saved LDM database files, the whole driver in-process over a fixed fake
 // host whose disks are image files) and its reports must equal the files of
-// tests/golden/expected byte for byte. With KESTRAND_REGENERATE_GOLDENS set,
-// the reports are written there instead (tests/golden/regenerate.sh).
+// tests/golden/expected byte for byte, in this build and in the Windows
+// build under wine. With KESTRAND_REGENERATE_GOLDENS set, the reports are
+// written there instead (tests/golden/regenerate.sh).
 #include <gtest/gtest.h>
 
 #include <cstdio>
