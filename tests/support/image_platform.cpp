@@ -1,6 +1,5 @@
 #include "image_platform.h"
 
-#include <algorithm>
 #include <cstring>
 
 #include "partition/partition_table.h"
