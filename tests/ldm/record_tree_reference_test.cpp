@@ -303,22 +303,5 @@ TEST(RecordTreeIndexTest, RandomCopiesMergeAsThePlainWalksMergeThem) {
   EXPECT_GT(sharedDisks, 1000u);
 }
 
-// A merge that goes on from a tree an earlier merge built gives what one
-// merge of all copies in two calls of the reference gives.
-TEST(RecordTreeIndexTest, ContinuingAnEarlierTreeMatchesTheReference) {
-  for (uint32_t seed = 5001; seed <= 6500; ++seed) {
-    Copies maker(seed);
-    const std::vector<const CONFIG_HEADER*> copies = maker.Make();
-    const auto split = copies.begin() + static_cast<std::ptrdiff_t>(copies.size() / 2);
-    const std::vector<const CONFIG_HEADER*> first(copies.begin(), split), second(split, copies.end());
-    Trees trees;
-    MergeConfigCopies(first, &trees.Indexed);
-    MergeConfigCopies(second, &trees.Indexed);
-    RefMerge(first, &trees.Reference);
-    RefMerge(second, &trees.Reference);
-    ASSERT_TRUE(trees.Same(seed));
-  }
-}
-
 }  // namespace
 }  // namespace kestrand
