@@ -465,6 +465,11 @@ TEST_F(GoldenHost, FailingQueriesAndDamagedTables) {
   Add(basic, 6).AlignmentError = 50;
   Add(basic, 5).LayoutError = 1117;
   Add(basic, 4).PartitionInfoError = 1;
+  // Several failures: the geometry's outranks the partition information's, which outranks the layout's.
+  ImageDisk& failures = Add(basic, 16);
+  failures.GeometryError = 1117;
+  failures.PartitionInfoError = 1;
+  failures.LayoutError = 50;
   CDiskImageBuilder member(kDiskBytes);  // fault-tolerant members: recognized but for FAT16
   member.WriteMbr({MbrSlot{0x84, false, 63, 100}, MbrSlot{0x87, false, 200, 100}, MbrSlot{0xC6, false, 400, 100},
                    MbrSlot{0x1B, false, 600, 100}}, 0x12345678);
