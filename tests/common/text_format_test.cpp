@@ -43,8 +43,8 @@ TEST(TextFormat, LongIsThirtyTwoBitsAndI64IsSixtyFour) {
 
 TEST(TextFormat, PaddingFlagsAndHex) {
   EXPECT_EQ(FormatWide(u"Status code %04u : Disk %04lu : ", 7u, 12u), u"Status code 0007 : Disk 0012 : ");
-  EXPECT_EQ(FormatNarrow("0x%08lx|%X|%#x|%#x|%12lu |%-5d|%05d|%+d|%02x%02x", 66u, 0xBEEFu, 255u, 0u, 42u, 7, -42, 3, 0x0a,
-                         0xff),
+  EXPECT_EQ(FormatNarrow("0x%08lx|%X|%#x|%#x|%12lu |%-5d|%05d|%+d|%02x%02x", 66u, 0xBEEFu, 255u, 0u, 42u, 7, -42, 3,
+                         0x0a, 0xff),
             "0x00000042|BEEF|0xff|0|          42 |7    |-0042|+3|0aff");
   EXPECT_EQ(FormatNarrow("%.2f|%*d|%-*d|100%% %c%c", 1234.5, 4, 1, 3, 2, 'o', 'k'), "1234.50|   1|2  |100% ok");
   EXPECT_EQ(FormatWide(u"\t%c: = %s", u'C', u"dev"), u"\tC: = dev");
