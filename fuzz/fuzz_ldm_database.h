@@ -26,7 +26,6 @@ inline void LoadAndReport(const uint8_t* data, size_t size) {
   static CImagePlatform platform;
   static CKestrand owner;
   static std::string xml;
-  platform.RecordOpens = false;
   platform.MemoryFiles[kFileName] = MemoryImage{data, size};
   InstallPlatform(&platform);
   {

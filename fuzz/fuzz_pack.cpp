@@ -248,7 +248,6 @@ void RunWholeTool(const CEditedPack& pack) {
   static FILE* sink = std::fopen(NullDevice(), "w");
   // Made once; its disk list is set again for every input.
   static CImagePlatform platform;
-  platform.RecordOpens = false;
   platform.Disks.clear();
   for (size_t i = 0; i < pack.Count(); ++i)
     platform.AddMemoryImage("disk" + std::to_string(i), pack.Disk(i).data(), pack.Disk(i).size(),

@@ -22,7 +22,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static CImagePlatform platform;
   static std::string xml;
   if (size < 1) return 0;
-  platform.RecordOpens = false;
   platform.Disks.clear();
   platform.AddMemoryImage("disk", data + 1, size - 1, 0).BytesPerSector = (data[0] & 1) != 0 ? 4096 : 512;
   InstallPlatform(&platform);

@@ -30,10 +30,19 @@ wine cmd /c exit >/dev/null 2>&1 || { echo "wine does not start" >&2; exit 1; }
 cmake -S . -B build-windows -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64.cmake -DCMAKE_BUILD_TYPE=Release -DKESTRAND_TESTS=ON
 cmake --build build-windows -j"$jobs"
 test -f build-windows/kestrand.exe
+# The golden reports of the real images need them unpacked (wine has no tar):
+# the same goldens as the Linux build's, so both builds report alike.
+images=../shared/testdata/ldm-2003r2.tar.xz
+if [[ -f $images ]]; then
+  rm -rf build-windows/real-images && mkdir build-windows/real-images   # no database files of an earlier run
+  tar -xJf "$images" -C build-windows/real-images
+  export KESTRAND_REAL_IMAGES=$PWD/build-windows/real-images
+fi
 # Wine itself now and then fails to start a process on a loaded machine
 # ("failed to map the shared user data"): a test that fails is run again,
 # up to three times in all; a real fault fails every time.
 ctest --test-dir build-windows --output-on-failure -j"$jobs" --repeat until-pass:3
+unset KESTRAND_REAL_IMAGES
 
 step "build and test"
 # The README's first command may have configured build/ without the tests

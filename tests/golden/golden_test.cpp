@@ -1,8 +1,9 @@
 // Golden reports: every scenario runs through the real tool (the binary for
 // saved LDM database files, the whole driver in-process over a fixed fake
 // host whose disks are image files) and its reports must equal the files of
-// tests/golden/expected byte for byte. With KESTRAND_REGENERATE_GOLDENS set,
-// the reports are written there instead (tests/golden/regenerate.sh).
+// tests/golden/expected byte for byte, in this build and in the Windows
+// build under wine. With KESTRAND_REGENERATE_GOLDENS set, the reports are
+// written there instead (tests/golden/regenerate.sh).
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -11,7 +12,6 @@
 #include <functional>
 #include <map>
 #include <set>
-#include <memory>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -51,25 +51,22 @@ void CheckDatabaseFile(const std::string& stem, const std::string& bytes, bool a
 std::string Bytes(const std::vector<uint8_t>& v) { return std::string(v.begin(), v.end()); }
 
 // The records of a text report: record name -> field -> value (the first
-// line of each field, thousands separators dropped).
+// line of each field, thousands separators dropped). A record begins at its
+// "Type" line.
 using Fields = std::map<std::string, std::string>;
 std::map<std::string, Fields> RecordsOf(const std::string& text) {
-  std::map<std::string, Fields> records;
-  Fields pending;  // the fields of a record before its name
-  Fields* current = nullptr;
+  std::vector<Fields> all(1);
   for (const std::string& line : SplitLines(text)) {
     const size_t colon = line.find(':');
-    if (line.rfind("Record ", 0) == 0 || colon == std::string::npos) continue;
+    if (colon == std::string::npos) continue;
     const std::string key = line.substr(0, colon);
-    std::string value = line.substr(line.find_first_not_of(' ', colon + 1) == std::string::npos
-                                        ? line.size()
-                                        : line.find_first_not_of(' ', colon + 1));
-    if (key == "Type") current = &(pending = Fields{});
-    if (key == "RecordName" && current == &pending) current = &(records[value] = pending);
-    if (!current || current->count(key)) continue;
+    std::string value = line.substr(std::min(line.find_first_not_of(' ', colon + 1), line.size()));
     if (key == "Length" || key == "DiskOffset") std::erase(value, ',');
-    (*current)[key] = value;
+    if (key == "Type") all.emplace_back();
+    all.back().emplace(key, value);
   }
+  std::map<std::string, Fields> records;
+  for (Fields& fields : all) records[fields["RecordName"]] = fields;
   return records;
 }
 
@@ -215,6 +212,8 @@ const AreaDamage kAreaDamages[] = {
     {"transactions-stale", Transactions(6)},
     {"toc-bad-magic", [](LdmAreaImage& a) { a.Toc.Magic = "TOCBLOCX"; }},
     {"toc-unknown-region", [](LdmAreaImage& a) { a.Toc.Second.Name = "journal"; }},
+    // Two regions at one offset keep their order.
+    {"toc-regions-at-one-offset", [](LdmAreaImage& a) { a.Toc.Second.ExtentOffset = 17; }},
     {"toc-entry-past-sector", [](LdmAreaImage& a) { a.Toc.First.DataLength = 500; }},
     {"toc-config-outside-area", [](LdmAreaImage& a) { a.Toc.First.ExtentOffset = 5000; }},
     {"vmdb-bad-magic", [](LdmAreaImage& a) { a.Config[0] ^= 0xFF; }},
@@ -252,6 +251,38 @@ const AreaDamage kAreaDamages[] = {
                                                             .Revision = revision, .PartitionType = 0x42}));
        config.AddRecord(8, VolumeRecord(0x421, "Volume1"));  // the same id twice: the walk ends
        config.PutBlock(40, std::vector<uint8_t>(128, 0xA5));
+       a.Config = config.Build();
+     }},
+    // Every field of every kind at its edges: ids beyond 32 bits, the
+    // largest and negative numbers, bytes above 0x7F, empty and unknown
+    // values, every optional field.
+    {"records-at-the-edges", [](LdmAreaImage& a) {
+       const GUID guid{0xdeadbeef, 0x0102, 0xa0b0, {1, 2, 3, 4, 5, 6, 0xfe, 0xff}};
+       ConfigAreaBuilder config;
+       config.AddRecord(1, BuildPackRecord({.RecordId = 1, .Name = "Dg0", .Revision = 4, .Flags = 0x1800,
+                                            .PackId = guid, .PersistentFlags = 0x10, .UpdateSequence = UINT64_MAX - 1,
+                                            .LogCopiesCount = 0, .BaseMinor = 0x8000}));
+       config.AddRecord(2, BuildVolumeRecord({.RecordId = 0x1'0000'0005, .Name = "Volume\xe9", .Flags = 0xFA00,
+                                              .UsageType = "gen\xff", .FileSystemType = "\x03", .ReadPolicy = 9,
+                                              .Minor = 0xFFFFFFFF, .PersistentFlags = 0xFFFFFFFF, .NumPlexes = 2,
+                                              .UpdateSequence = UINT64_MAX, .DetachSeqNum = UINT64_MAX,
+                                              .Length = -1, .LogLength = 1234567890123, .VolumeGuid = guid,
+                                              .PrefferedPlexRecordId = UINT64_MAX, .LogRecordId = 0x2'0000'0001,
+                                              .Number4000 = 0xFFFFFFFF, .Number8000 = INT64_MIN,
+                                              .AppRecovery = 4000000000u, .MountName = u""}));
+       config.AddRecord(3, BuildPlexRecord({.RecordId = UINT64_MAX, .Name = "", .Flags = 0x1000, .State = "\x80\x7f",
+                                            .Layout = 0xEE, .PersistentFlags = 6, .SubdiskCount = 3,
+                                            .DetachSequence = 1, .VolumeRecordId = 0x1'0000'0005,
+                                            .StripeWidth = INT64_MIN, .ColumnCount = 3}));
+       config.AddRecord(4, BuildSubdiskRecord({.RecordId = 42, .Flags = 0xEA00, .PersistentFlags = 0x5C,
+                                               .DiskOffset = 999, .PlexOffset = UINT64_MAX, .Length = -123456789,
+                                               .PlexRecordId = 6, .DiskRecordId = 0x3'0000'0009, .ColumnNumber = 2,
+                                               .DetachSequence = 5, .Minor = 1, .HiddenSectors = -63,
+                                               .LastDiskRecordId = 0x1'0000'0000}));
+       config.AddRecord(6, BuildSubdiskRecord({.RecordId = 43, .Name = "Disk1-02", .Flags = 0x9000, .ColumnNumber = 1,
+                                               .DetachSequence = 2, .LastDiskRecordId = 7}));
+       config.AddRecord(5, BuildDiskRecord({.RecordId = 9, .Revision = 4, .DiskId = guid, .LastDiskSetId = guid,
+                                            .PersistentFlags = 0x80000060}));
        a.Config = config.Build();
      }},
 };
@@ -308,24 +339,8 @@ struct PackDisk {
   std::string IdText;
 };
 
-// The records of a pack: one simple volume on the first disk, and a
-// spanned volume across every disk.
-std::vector<LdmRecordImage> PackRecords(const std::string& packName, const std::string& packIdText,
-                                        const std::vector<PackDisk>& disks) {
-  std::vector<LdmRecordImage> records{PackRecord(packName, 0x401, packIdText)};
-  for (const PackDisk& disk : disks) records.push_back(DiskRecord(disk.RecordId, disk.Name, disk.IdText));
-  records.push_back(VolumeRecord(0x421, "Volume1", 4096));
-  records.push_back(PlexRecord(0x423, "Volume1-01", 0x421));
-  records.push_back(SubdiskRecord(0x425, disks[0].Name + "-01", 0x423, disks[0].RecordId, 4096));
-  records.push_back(VolumeRecord(0x431, "Volume2", 2048 * static_cast<int64_t>(disks.size())));
-  records.push_back(PlexRecord(0x433, "Volume2-01", 0x431, 2, static_cast<uint32_t>(disks.size())));
-  uint64_t id = 0x435;
-  for (size_t i = 0; i < disks.size(); ++i)
-    records.push_back(SubdiskRecord(id++, disks[i].Name + "-02", 0x433, disks[i].RecordId, 2048, 4096,
-                                    2048 * static_cast<uint64_t>(i)));
-  return records;
-}
-
+// The LDM area of disk `self` of a pack: one simple volume on the first
+// disk, and a spanned volume across every disk.
 LdmAreaImage PackArea(const std::string& packName, const std::string& packIdText, const std::vector<PackDisk>& disks,
                       size_t self, uint64_t publicStart) {
   LdmAreaImage area;
@@ -335,10 +350,18 @@ LdmAreaImage PackArea(const std::string& packName, const std::string& packIdText
   area.Header.PublicOffset = publicStart;
   area.Header.PublicLength = kAreaSector - publicStart;
   area.Header.PrivateOffset = kAreaSector;
+  std::vector<LdmRecordImage> records{PackRecord(packName, 0x401, packIdText)};
+  for (const PackDisk& disk : disks) records.push_back(DiskRecord(disk.RecordId, disk.Name, disk.IdText));
+  const auto count = static_cast<uint32_t>(disks.size());
+  records.insert(records.end(), {VolumeRecord(0x421, "Volume1", 4096), PlexRecord(0x423, "Volume1-01", 0x421),
+                                 SubdiskRecord(0x425, disks[0].Name + "-01", 0x423, disks[0].RecordId, 4096),
+                                 VolumeRecord(0x431, "Volume2", 2048 * count),
+                                 PlexRecord(0x433, "Volume2-01", 0x431, 2, count)});
+  for (uint32_t i = 0; i < count; ++i)
+    records.push_back(SubdiskRecord(0x435 + i, disks[i].Name + "-02", 0x433, disks[i].RecordId, 2048, 4096, 2048 * i));
   ConfigAreaBuilder config;
   config.Header.PackName = packName;
   config.Header.PackIdText = packIdText;
-  std::vector<LdmRecordImage> records = PackRecords(packName, packIdText, disks);
   for (size_t i = 0; i < records.size(); ++i) config.AddRecord(static_cast<uint32_t>(i + 1), records[i]);
   area.Config = config.Build();
   return area;
@@ -369,20 +392,12 @@ CDiskImageBuilder GptDynamic(const LdmAreaImage& area, const char* diskId) {
   return image;
 }
 
-CDiskImageBuilder BasicWithLogicals() {
-  CDiskImageBuilder image(kDiskBytes);
-  image.WriteMbr({MbrSlot{0x07, true, 2048, 4096}, MbrSlot{}, MbrSlot{}, MbrSlot{}}, 0x0badcafe);
-  image.WriteExtendedPartition(1, 8192, {LogicalPartition{0x07, 1024}, LogicalPartition{0x0b, 2048}});
-  return image;
-}
-
 class GoldenHost : public ::testing::Test {
  protected:
   void SetUp() override {
     platform_.ComputerName = u"GOLDEN-HOST";
     platform_.ProductTypes = {3};
     platform_.SuiteMask = 0x0080;
-    platform_.ClusterCode = 0;
     platform_.ClusterState = 0x13;
     platform_.Volumes = {{u"\\\\?\\Volume{0c3ae2b0-0000-0000-0000-100000000000}\\", {u"C:\\", u"C:\\mnt\\data\\"}},
                          {u"\\\\?\\Volume{0c3ae2b0-0000-0000-0000-200000000000}\\", {}}};
@@ -393,10 +408,10 @@ class GoldenHost : public ::testing::Test {
   }
 
   ImageDisk& Add(const CDiskImageBuilder& image, uint32_t number) {
-    files_.push_back(std::make_unique<CTempFile>("kestrand-golden"));
-    EXPECT_TRUE(image.WriteToFile(files_.back()->Path()));
+    const std::string path = images_.File("disk" + std::to_string(number) + ".img");
+    EXPECT_TRUE(image.WriteToFile(path));
     platform_.Disks.reserve(16);  // the references handed out stay valid
-    return platform_.AddImage(files_.back()->Path(), number);
+    return platform_.AddImage(path, number);
   }
 
   // Runs the tool with `args` in a fresh folder: its standard output, and
@@ -423,7 +438,7 @@ class GoldenHost : public ::testing::Test {
   }
 
   CImagePlatform platform_;
-  std::vector<std::unique_ptr<CTempFile>> files_;
+  TempDir images_;
 };
 
 GptOptions TwoPartitions() {
@@ -450,6 +465,11 @@ TEST_F(GoldenHost, FailingQueriesAndDamagedTables) {
   Add(basic, 6).AlignmentError = 50;
   Add(basic, 5).LayoutError = 1117;
   Add(basic, 4).PartitionInfoError = 1;
+  // Several failures: the geometry's outranks the partition information's, which outranks the layout's.
+  ImageDisk& failures = Add(basic, 16);
+  failures.GeometryError = 1117;
+  failures.PartitionInfoError = 1;
+  failures.LayoutError = 50;
   CDiskImageBuilder member(kDiskBytes);  // fault-tolerant members: recognized but for FAT16
   member.WriteMbr({MbrSlot{0x84, false, 63, 100}, MbrSlot{0x87, false, 200, 100}, MbrSlot{0xC6, false, 400, 100},
                    MbrSlot{0x1B, false, 600, 100}}, 0x12345678);
@@ -472,10 +492,10 @@ TEST_F(GoldenHost, FailingQueriesAndDamagedTables) {
   Add(overLimit, 1);
 
   CDiskImageBuilder damaged(uint64_t{64} << 20);
-  GptPlacement placement;
-  damaged.WriteGpt(TwoPartitions(), &placement);
-  damaged.FlipByte(placement.PrimaryHeaderLba * 512 + 40);
-  Add(damaged, 0);
+  Add(damaged.WriteGpt(TwoPartitions()).FlipByte(512 + 40), 0);  // in the primary header
+  // Smaller than one sector, and smaller than two (the GPT header would be cut).
+  Add(CDiskImageBuilder(100), 14);
+  Add(CDiskImageBuilder(700).WriteGpt(TwoPartitions()), 15);
   // Headers whose checksums hold but whose places do not: the first usable
   // sector past the last, the last past the end of the disk, the entries
   // past the end.
@@ -501,7 +521,9 @@ TEST_F(GoldenHost, OnePackWithAMissingDisk) {
                                     {0x404, "Disk2", "5e1f0000-0000-4000-8000-0000000000d2"},
                                     {0x405, "Disk3", "5e1f0000-0000-4000-8000-0000000000d3"}};
   Add(MbrDynamic(PackArea(pack, packId, disks, 0, 63), 0x5e1f0042), 0);
-  Add(BasicWithLogicals(), 1);
+  CDiskImageBuilder basic(kDiskBytes);
+  basic.WriteMbr({MbrSlot{0x07, true, 2048, 4096}, MbrSlot{}, MbrSlot{}, MbrSlot{}}, 0x0badcafe);
+  Add(basic.WriteExtendedPartition(1, 8192, {LogicalPartition{0x07, 1024}, LogicalPartition{0x0b, 2048}}), 1);
   Add(GptDynamic(PackArea(pack, packId, disks, 1, 2082), "11111111-2222-3333-4444-555555555555"), 2);
   CDiskImageBuilder raw(kDiskBytes);
   raw.WriteMbr({MbrSlot{}, MbrSlot{}, MbrSlot{}, MbrSlot{}}, 0x12345678);
@@ -511,13 +533,17 @@ TEST_F(GoldenHost, OnePackWithAMissingDisk) {
   Run("host/one-pack-disk-2", {"-d", "2", "-d", "9"});
 }
 
-// Two packs of two disks each: the analysis picks one as the primary.
+// Two packs of two disks each.
+const std::vector<PackDisk> kFirst{{0x403, "Disk1", "5e1f0000-0000-4000-8000-0000000000a1"},
+                                   {0x404, "Disk2", "5e1f0000-0000-4000-8000-0000000000a2"}};
+const std::vector<PackDisk> kSecond{{0x403, "Disk1", "5e1f0000-0000-4000-8000-0000000000b1"},
+                                    {0x404, "Disk2", "5e1f0000-0000-4000-8000-0000000000b2"}};
+const std::string idA = "5e1f0000-0000-4000-8000-00000000000a", idB = "5e1f0000-0000-4000-8000-00000000000b";
+
+// The analysis picks one of two packs as the primary.
 TEST_F(GoldenHost, TwoPacks) {
-  const std::vector<PackDisk> first{{0x403, "Disk1", "5e1f0000-0000-4000-8000-0000000000a1"},
-                                    {0x404, "Disk2", "5e1f0000-0000-4000-8000-0000000000a2"}};
-  const std::vector<PackDisk> second{{0x403, "Disk1", "5e1f0000-0000-4000-8000-0000000000b1"},
-                                     {0x404, "Disk2", "5e1f0000-0000-4000-8000-0000000000b2"}};
-  const std::string idA = "5e1f0000-0000-4000-8000-00000000000a", idB = "5e1f0000-0000-4000-8000-00000000000b";
+  const auto& first = kFirst;
+  const auto& second = kSecond;
   Add(MbrDynamic(PackArea("PackA", idA, first, 0, 63), 0xa1), 0);
   Add(MbrDynamic(PackArea("PackB", idB, second, 0, 63), 0xb1), 1);
   Add(MbrDynamic(PackArea("PackA", idA, first, 1, 63), 0xa2), 2);
@@ -529,11 +555,6 @@ TEST_F(GoldenHost, TwoPacks) {
 // pack, and boot signatures that name no disk, the disk itself, the boot
 // disk; two disks whose headers have the same time keep their order.
 TEST_F(GoldenHost, PrimaryPackCriteria) {
-  const std::vector<PackDisk> first{{0x403, "Disk1", "5e1f0000-0000-4000-8000-0000000000a1"},
-                                    {0x404, "Disk2", "5e1f0000-0000-4000-8000-0000000000a2"}};
-  const std::vector<PackDisk> second{{0x403, "Disk1", "5e1f0000-0000-4000-8000-0000000000b1"},
-                                     {0x404, "Disk2", "5e1f0000-0000-4000-8000-0000000000b2"}};
-  const std::string idA = "5e1f0000-0000-4000-8000-00000000000a", idB = "5e1f0000-0000-4000-8000-00000000000b";
   platform_.PrimaryPackId = std::u16string(u"{5E1F0000-0000-4000-8000-00000000000B}") + u'\0';
   struct Row {
     bool PackA;
@@ -546,7 +567,7 @@ TEST_F(GoldenHost, PrimaryPackCriteria) {
   for (uint32_t n = 0; n < 4; ++n) {
     const Row& r = rows[n];
     LdmAreaImage area =
-        PackArea(r.PackA ? "PackA" : "PackB", r.PackA ? idA : idB, r.PackA ? first : second, r.Self, 63);
+        PackArea(r.PackA ? "PackA" : "PackB", r.PackA ? idA : idB, r.PackA ? kFirst : kSecond, r.Self, 63);
     area.Header.BootSig = r.BootSig;
     area.Header.UpdateTime += static_cast<uint64_t>(int64_t{10000000} * r.Seconds);
     Add(MbrDynamic(area, r.Signature, n == 0), n);

@@ -11,19 +11,16 @@
 namespace kestrand {
 namespace {
 
-std::unique_ptr<RECORD_ENTRY> Entry(RECORD_LIST& list, uint64_t id, const char* name, size_t length) {
+// An entry whose name buffer holds the first `length` bytes of `name`.
+std::unique_ptr<RECORD_ENTRY> Entry(RECORD_LIST& list, uint64_t id, const std::string& name, size_t length = 0) {
   auto entry = std::make_unique<RECORD_ENTRY>();
   entry->List = &list;
   entry->RecordId = id;
   entry->RecordType = RECORD_TYPE_PLEX;
   entry->Record = std::make_unique<PLEX_RECORD>();
-  std::memcpy(entry->Record->RecordName, name, length);
+  std::memcpy(entry->Record->RecordName, name.c_str(), length ? length : name.size() + 1);
   entry->Record->Entry = entry.get();
   return entry;
-}
-
-std::unique_ptr<RECORD_ENTRY> Entry(RECORD_LIST& list, uint64_t id, const std::string& name) {
-  return Entry(list, id, name.c_str(), name.size() + 1);
 }
 
 std::string NameOf(int i) { return "Plex" + std::to_string(i); }
@@ -53,23 +50,19 @@ TEST(RecordList, EveryFiledIdAndNameIsHeldThroughGrowthAndRebuilds) {
   check();
 }
 
+// Names compare up to their terminator; an empty name is a name, and a
+// buffer without a terminator counts all its bytes.
 TEST(RecordList, NamesCompareUpToTheirTerminatorAtEveryLength) {
   RECORD_LIST list;
-  list.Append(Entry(list, 1, ""));  // an empty name is a name
-  EXPECT_TRUE(list.Holds(2, ""));
-  list.Append(Entry(list, 3, "Vol\0after", 10));
-  EXPECT_TRUE(list.Holds(4, "Vol"));
-  EXPECT_FALSE(list.Holds(4, "Vo"));
-  EXPECT_FALSE(list.Holds(4, "after"));
-  const std::string longest(kRecordNameSize - 1, 'n');
+  const std::string longest(kRecordNameSize - 1, 'n'), full(kRecordNameSize, 'f');
+  list.Append(Entry(list, 1, ""));
+  list.Append(Entry(list, 3, std::string("Vol\0after", 10), 10));
   list.Append(Entry(list, 5, longest));
-  EXPECT_TRUE(list.Holds(6, longest.c_str()));
-  EXPECT_FALSE(list.Holds(6, longest.substr(1).c_str()));
-  // A buffer without a terminator counts all its bytes.
-  const std::string full(kRecordNameSize, 'f');
-  list.Append(Entry(list, 7, full.data(), kRecordNameSize));
-  EXPECT_TRUE(list.Holds(8, full.c_str()));
-  EXPECT_FALSE(list.Holds(8, full.substr(1).c_str()));
+  list.Append(Entry(list, 7, full, kRecordNameSize));
+  for (const std::string& held : {std::string(), std::string("Vol"), longest, full})
+    EXPECT_TRUE(list.Holds(8, held.c_str())) << held;
+  for (const std::string& notHeld : {std::string("Vo"), std::string("after"), longest.substr(1), full.substr(1)})
+    EXPECT_FALSE(list.Holds(8, notHeld.c_str())) << notHeld;
 }
 
 }  // namespace

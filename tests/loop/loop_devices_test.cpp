@@ -8,6 +8,7 @@
 #include <memory>
 #include <vector>
 
+#include "support/ldmtool_facts.h"
 #include "support/loop_device.h"
 #include "support/real_images.h"
 #include "support/run_binary.h"
@@ -16,12 +17,7 @@
 namespace kestrand::test {
 namespace {
 
-const char* const kDiskIds[] = {
-    "d17c2c04-6afc-46c3-84b7-cdc2f3956c5c", "c85a6ce4-edb3-4dbc-a3b9-7fba4b6e6f75",
-    "004c32fa-91e1-41ac-83b3-bc1baff2dc93", "6c7ca470-6934-4dfd-9269-c3102b9ae158",
-    "ce97d979-fabb-4e9b-b44c-7d9580ae1f53", "bfcb718c-3809-44b7-ae62-c94a3bd6b057",
-    "47980158-abc7-46e3-a95f-7c00f8539073", "ce3fd206-854c-4207-985b-9e0125885f20",
-    "fa21d8d9-e087-4585-9761-5710b88e4c92", "bb1570c9-aa66-47df-a8f1-4c89db3e0704"};
+const std::vector<std::string> kDiskIds = LdmtoolFacts().DiskGuids;
 
 // The text from `begin` to the first `end` after it (or the end).
 std::string Between(const std::string& text, const std::string& begin, const std::string& end) {
@@ -84,7 +80,7 @@ TEST_F(LoopDevices, ImagesAsTheyAreShowTheirLayoutAndHeadersButNoRecords) {
   const ProcessResult text = AttachAndRun(false, {});
   for (size_t i = 0; i < 10; ++i) {
     const std::string section = Section(text.Out, i);
-    EXPECT_NE(section.find(std::string("DiskId:      ") + kDiskIds[i]), std::string::npos) << i;
+    EXPECT_NE(section.find("DiskId:      " + kDiskIds[i]), std::string::npos) << i;
     EXPECT_NE(section.find("                   4 PartitionCount\n"), std::string::npos) << i;
     EXPECT_NE(section.find("          32,256         49,319,424         63         96,327          1           42"),
               std::string::npos)
@@ -100,7 +96,7 @@ TEST_F(LoopDevices, ImagesAsTheyAreShowTheirLayoutAndHeadersButNoRecords) {
   const std::string xml = ReadFileBytes(dir_.File("kestrandanalysis.xml"));
   for (size_t i = 0; i < 10; ++i) {
     const std::string branch = Branch(xml, i);
-    EXPECT_NE(branch.find(std::string("DiskId=\"") + kDiskIds[i] + "\""), std::string::npos) << i;
+    EXPECT_NE(branch.find("DiskId=\"" + kDiskIds[i] + "\""), std::string::npos) << i;
     EXPECT_NE(branch.find("PartitionType=\"0x00000042\""), std::string::npos) << i;
     EXPECT_EQ(branch.find("<Record "), std::string::npos) << i;
   }
@@ -113,7 +109,7 @@ TEST_F(LoopDevices, RepairedImagesShowThePackAndItsVolumes) {
   for (const char* volume : {"Volume1", "Volume2", "Volume3", "Volume4", "Stripe1", "Raid1"})
     EXPECT_NE(group.find(volume), std::string::npos) << volume;
   for (size_t i = 0; i < 10; ++i)
-    EXPECT_NE(Section(text.Out, i).find(std::string("DiskId:      ") + kDiskIds[i]), std::string::npos) << i;
+    EXPECT_NE(Section(text.Out, i).find("DiskId:      " + kDiskIds[i]), std::string::npos) << i;
   devices_.clear();
 
   AttachAndRun(true, {"-a", "-f", "pack.xml"});
@@ -128,7 +124,7 @@ TEST_F(LoopDevices, RepairedImagesShowThePackAndItsVolumes) {
   // contents, the config header, the block list and the records.
   for (size_t i = 0; i < 10; ++i) {
     const std::string branch = Branch(xml, i);
-    EXPECT_NE(branch.find(std::string("DiskId=\"") + kDiskIds[i] + "\""), std::string::npos) << i;
+    EXPECT_NE(branch.find("DiskId=\"" + kDiskIds[i] + "\""), std::string::npos) << i;
     EXPECT_EQ(CountOf(branch, "<PrivateHeader "), 3u) << i;
     EXPECT_EQ(CountOf(branch, "<TableOfContents "), 2u) << i;
     size_t at = 0;

@@ -24,14 +24,8 @@ passed=0 failed=0
 
 pass() { echo "ok:   $*"; passed=$((passed + 1)); }
 fail() { echo "FAIL: $*"; failed=$((failed + 1)); }
-check() {  # description command...
-  local what=$1; shift
-  if "$@"; then pass "$what"; else fail "$what"; fi
-}
-finish() {
-  echo "package: $passed passed, $failed failed"
-  ((failed == 0))
-}
+check() { local what=$1; shift; if "$@"; then pass "$what"; else fail "$what"; fi; }  # description command...
+finish() { echo "package: $passed passed, $failed failed"; ((failed == 0)); }
 
 # ---- Windows zip
 if [[ -f $windows_build/CMakeCache.txt ]]; then
@@ -95,13 +89,10 @@ for f in usr/sbin/kestrand usr/share/man/man8/kestrand.8.gz usr/share/doc/kestra
   check "the package holds /$f" grep -q " \./$f\$" <<<"$contents"
 done
 if command -v lintian >/dev/null; then
-  # (lintian says on standard error that it would rather not run as root.)
-  lint=$(lintian "$deb" 2>/dev/null) || true
+  lint=$(lintian "$deb" 2>/dev/null) || true  # (it says on standard error that it would rather not run as root)
   [[ -z $lint ]] || sed 's/^/  lintian: /' <<<"$lint"
   check "lintian finds no error" test -z "$(grep '^E:' <<<"$lint")"
-else
-  echo "note: lintian is not installed; the package is not linted"
-fi
+else echo "note: lintian is not installed; the package is not linted"; fi
 
 # What is on the machine now, to compare with what is left at the end.
 state=$(mktemp -d)
@@ -111,16 +102,10 @@ installed_packages() {
 installed_packages >"$state/packages.before"
 ls /var/cache/apt/archives >"$state/cache.before" 2>/dev/null || true
 restore() {
-  if present; then
-    apt-get purge -y -q kestrand >/dev/null 2>&1 || true
-  fi
-  # Packages this test brought in (man-db and what it needs) go again.
-  mapfile -t added < <(comm -13 <(awk '{print $2}' "$state/packages.before") \
-                                <(installed_packages | awk '{print $2}'))
-  if ((${#added[@]})); then
-    DEBIAN_FRONTEND=noninteractive apt-get purge -y -q "${added[@]}" >/dev/null 2>&1 || true
-  fi
-  # And the archives apt downloaded for them.
+  if present; then apt-get purge -y -q kestrand >/dev/null 2>&1 || true; fi
+  # Packages this test brought in (man-db and what it needs) go again, and the archives apt downloaded for them.
+  mapfile -t added < <(comm -13 <(awk '{print $2}' "$state/packages.before") <(installed_packages | awk '{print $2}'))
+  if ((${#added[@]})); then DEBIAN_FRONTEND=noninteractive apt-get purge -y -q "${added[@]}" >/dev/null 2>&1 || true; fi
   local archive
   while IFS= read -r archive; do
     if [[ $archive == *.deb ]]; then rm -f "/var/cache/apt/archives/$archive"; fi
@@ -166,8 +151,7 @@ else
     text=$(MANWIDTH=80 man -l "$page" 2>/dev/null | col -b 2>/dev/null || true)
     missing=""
     for switch in "-f file" "-a " "-d disk" "-l file" "-?, -h" "EXIT STATUS" "DISK NUMBERS" "kestrandanalysis.xml"; do
-      grep -qF -- "$switch" <<<"$text" || missing+=" '$switch'"
-    done
+      grep -qF -- "$switch" <<<"$text" || missing+=" '$switch'"; done
     check "kestrand(8) documents every switch${missing:+ (missing:$missing)}" test -z "$missing"
     warnings=$(man --warnings -l "$page" 2>&1 >/dev/null || true)
     check "man renders kestrand(8) without warnings${warnings:+: $warnings}" test -z "$warnings"

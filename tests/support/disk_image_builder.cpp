@@ -1,36 +1,21 @@
 #include "disk_image_builder.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <random>
+#include <tuple>
 
+#include "ldm/field_decoder.h"
 #include "partition/table_bytes.h"
 
 namespace kestrand {
 namespace {
 
-constexpr size_t kMbrSlotsOffset = 446;
-constexpr uint8_t kProtectiveType = 0xEE;
 constexpr uint32_t kGptHeaderSize = 92;
-
-int HexValue(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return 0;
-}
-
-// Reads `digits` hex digits, skipping one "-" in front of a group.
-uint64_t TakeHex(const char*& p, int digits) {
-  if (*p == '-') ++p;
-  uint64_t v = 0;
-  for (int i = 0; i < digits && *p; ++i, ++p) v = v * 16 + static_cast<uint64_t>(HexValue(*p));
-  return v;
-}
+constexpr uint32_t kGptEntrySize = 128;
 
 void StoreSlot(uint8_t* p, const MbrSlot& slot) {
   std::memset(p, 0, 16);
@@ -42,14 +27,11 @@ void StoreSlot(uint8_t* p, const MbrSlot& slot) {
 
 }  // namespace
 
-GUID GuidFromText(const char* text) {
-  GUID g{};
-  const char* p = text;
-  g.Data1 = static_cast<uint32_t>(TakeHex(p, 8));
-  g.Data2 = static_cast<uint16_t>(TakeHex(p, 4));
-  g.Data3 = static_cast<uint16_t>(TakeHex(p, 4));
-  for (int i = 0; i < 8; ++i) g.Data4[i] = static_cast<uint8_t>(TakeHex(p, 2));
-  return g;
+GUID GuidFromText(const std::string& text) {
+  GUID guid{};
+  if (ParseGuidText(text.c_str(), guid)) return guid;
+  std::fprintf(stderr, "not a GUID text: %s\n", text.c_str());
+  std::abort();
 }
 
 const GUID kGptTypeReserved = GuidFromText("e3c9e316-0b5c-4db8-817d-f92df00215ae");
@@ -75,39 +57,33 @@ CDiskImageBuilder& CDiskImageBuilder::WriteBytes(uint64_t offset, const void* da
   return *this;
 }
 
-CDiskImageBuilder& CDiskImageBuilder::WriteLe32(uint64_t offset, uint32_t value) {
-  uint8_t bytes[4];
-  StoreLe32(bytes, value);
-  return WriteBytes(offset, bytes, sizeof bytes);
-}
-
 CDiskImageBuilder& CDiskImageBuilder::FlipByte(uint64_t offset) {
   uint8_t byte = 0;
   if (Read(static_cast<int64_t>(offset), 1, &byte) == 0) byte = static_cast<uint8_t>(~byte);
   return WriteBytes(offset, &byte, 1);
 }
 
-CDiskImageBuilder& CDiskImageBuilder::WriteMbrSlot(uint64_t recordLba, size_t slot, const MbrSlot& entry) {
+CDiskImageBuilder& CDiskImageBuilder::WriteSlot(uint64_t recordLba, size_t slot, const MbrSlot& entry) {
   uint8_t bytes[16];
   StoreSlot(bytes, entry);
-  return WriteBytes(recordLba * bytesPerSector_ + kMbrSlotsOffset + slot * 16, bytes, sizeof bytes);
+  return WriteBytes(recordLba * bytesPerSector_ + 446 + slot * 16, bytes, sizeof bytes);
 }
 
 CDiskImageBuilder& CDiskImageBuilder::WriteEbr(uint64_t lba, const std::array<MbrSlot, 4>& slots) {
-  for (size_t i = 0; i < 4; ++i) WriteMbrSlot(lba, i, slots[i]);
+  for (size_t i = 0; i < 4; ++i) WriteSlot(lba, i, slots[i]);
   const uint8_t signature[2] = {0x55, 0xAA};
   return WriteBytes(lba * bytesPerSector_ + 510, signature, 2);
 }
 
 CDiskImageBuilder& CDiskImageBuilder::WriteMbr(const std::array<MbrSlot, 4>& slots, uint32_t diskSignature) {
-  WriteLe32(440, diskSignature);
-  return WriteEbr(0, slots);
+  uint8_t signature[4];
+  StoreLe32(signature, diskSignature);
+  return WriteBytes(440, signature, 4).WriteEbr(0, slots);
 }
 
 CDiskImageBuilder& CDiskImageBuilder::WriteExtendedPartition(size_t slot, uint32_t startLba,
                                                              const std::vector<LogicalPartition>& logicals,
-                                                             uint32_t gap, uint8_t containerType,
-                                                             std::vector<uint64_t>* recordLbas) {
+                                                             uint32_t gap) {
   std::vector<uint32_t> records;
   uint32_t at = startLba;
   for (const LogicalPartition& logical : logicals) {
@@ -121,19 +97,17 @@ CDiskImageBuilder& CDiskImageBuilder::WriteExtendedPartition(size_t slot, uint32
       ebr[1] = MbrSlot{0x05, false, records[i + 1] - startLba, gap + logicals[i + 1].SectorCount};
     WriteEbr(records[i], ebr);
   }
-  WriteMbrSlot(0, slot, MbrSlot{containerType, false, startLba, at - startLba});
-  if (recordLbas) recordLbas->assign(records.begin(), records.end());
-  return *this;
+  return WriteSlot(0, slot, MbrSlot{0x05, false, startLba, at - startLba});
 }
 
-std::vector<uint8_t> CDiskImageBuilder::EntryArray(const GptOptions& options) const {
-  std::vector<uint8_t> array(size_t{options.EntryCount} * options.EntrySize, 0);
+CDiskImageBuilder& CDiskImageBuilder::WriteGpt(const GptOptions& options) {
+  std::vector<uint8_t> array(size_t{options.EntryCount} * kGptEntrySize, 0);
   size_t next = 0;
   for (const GptPartition& part : options.Partitions) {
     const size_t slot = part.Slot >= 0 ? static_cast<size_t>(part.Slot) : next;
     next = slot + 1;
     if (slot >= options.EntryCount) continue;
-    uint8_t* p = array.data() + slot * options.EntrySize;
+    uint8_t* p = array.data() + slot * kGptEntrySize;
     StoreGuidLe(p, part.Type);
     StoreGuidLe(p + 16, part.Id);
     StoreLe64(p + 32, part.FirstLba);
@@ -141,49 +115,31 @@ std::vector<uint8_t> CDiskImageBuilder::EntryArray(const GptOptions& options) co
     StoreLe64(p + 48, part.Attributes);
     for (size_t i = 0; i < part.Name.size() && i < 36; ++i) StoreLe16(p + 56 + 2 * i, part.Name[i]);
   }
-  return array;
-}
-
-void CDiskImageBuilder::WriteGptHeader(uint64_t lba, uint64_t alternateLba, uint64_t entriesLba,
-                                       const GptPlacement& placement, const GptOptions& options,
-                                       uint32_t arrayCrc) {
-  uint8_t h[kGptHeaderSize] = {};
-  std::memcpy(h, "EFI PART", 8);
-  StoreLe32(h + 8, 0x00010000);
-  StoreLe32(h + 12, kGptHeaderSize);
-  StoreLe64(h + 24, lba);
-  StoreLe64(h + 32, alternateLba);
-  StoreLe64(h + 40, placement.FirstUsableLba);
-  StoreLe64(h + 48, placement.LastUsableLba);
-  StoreGuidLe(h + 56, options.DiskId);
-  StoreLe64(h + 72, entriesLba);
-  StoreLe32(h + 80, options.EntryCount);
-  StoreLe32(h + 84, options.EntrySize);
-  StoreLe32(h + 88, arrayCrc);
-  StoreLe32(h + 16, Crc32(h, sizeof h));
-  WriteBytes(lba * bytesPerSector_, h, sizeof h);
-}
-
-CDiskImageBuilder& CDiskImageBuilder::WriteGpt(const GptOptions& options, GptPlacement* placementOut) {
-  const uint64_t last = SectorCount() - 1;
-  const std::vector<uint8_t> array = EntryArray(options);
+  const uint64_t last = diskSize_ / bytesPerSector_ - 1;
   const uint64_t arraySectors = (array.size() + bytesPerSector_ - 1) / bytesPerSector_;
-  GptPlacement placement;
-  placement.BackupHeaderLba = last;
-  placement.BackupEntriesLba = last - arraySectors;
-  placement.FirstUsableLba = 2 + arraySectors;
-  placement.LastUsableLba = last - 1 - arraySectors;
-
-  const auto protectiveSectors = static_cast<uint32_t>(std::min<uint64_t>(last, 0xFFFFFFFFu));
-  WriteMbr({MbrSlot{kProtectiveType, false, 1, protectiveSectors}, {}, {}, {}}, 0);
+  WriteMbr({MbrSlot{0xEE, false, 1, static_cast<uint32_t>(std::min<uint64_t>(last, 0xFFFFFFFFu))}, {}, {}, {}}, 0);
   const uint32_t arrayCrc = Crc32(array.data(), array.size());
-  WriteBytes(placement.PrimaryEntriesLba * bytesPerSector_, array.data(), array.size());
-  WriteGptHeader(1, last, placement.PrimaryEntriesLba, placement, options, arrayCrc);
-  if (options.WriteBackup) {
-    WriteBytes(placement.BackupEntriesLba * bytesPerSector_, array.data(), array.size());
-    WriteGptHeader(last, 1, placement.BackupEntriesLba, placement, options, arrayCrc);
+  // The primary header at LBA 1 with its entries from LBA 2, the backup's
+  // entries right before the backup header in the last sector.
+  for (const auto& [lba, alternate, entries] : {std::tuple{uint64_t{1}, last, uint64_t{2}},
+                                                {last, uint64_t{1}, last - arraySectors}}) {
+    WriteBytes(entries * bytesPerSector_, array.data(), array.size());
+    uint8_t h[kGptHeaderSize] = {};
+    std::memcpy(h, "EFI PART", 8);
+    StoreLe32(h + 8, 0x00010000);
+    StoreLe32(h + 12, kGptHeaderSize);
+    StoreLe64(h + 24, lba);
+    StoreLe64(h + 32, alternate);
+    StoreLe64(h + 40, 2 + arraySectors);         // the first usable sector
+    StoreLe64(h + 48, last - 1 - arraySectors);  // the last
+    StoreGuidLe(h + 56, options.DiskId);
+    StoreLe64(h + 72, entries);
+    StoreLe32(h + 80, options.EntryCount);
+    StoreLe32(h + 84, kGptEntrySize);
+    StoreLe32(h + 88, arrayCrc);
+    StoreLe32(h + 16, Crc32(h, sizeof h));
+    WriteBytes(lba * bytesPerSector_, h, sizeof h);
   }
-  if (placementOut) *placementOut = placement;
   return *this;
 }
 
@@ -215,18 +171,6 @@ bool CDiskImageBuilder::WriteToFile(const std::string& path) const {
                static_cast<std::streamsize>(std::min<uint64_t>(bytesPerSector_, diskSize_ - offset)));
   }
   return static_cast<bool>(file);
-}
-
-CTempFile::CTempFile(const std::string& stem) {
-  static std::atomic<unsigned> counter{0};
-  std::random_device random;
-  const std::string name = stem + "-" + std::to_string(random()) + "-" + std::to_string(counter++);
-  path_ = (std::filesystem::temp_directory_path() / name).string();
-}
-
-CTempFile::~CTempFile() {
-  std::error_code ec;
-  std::filesystem::remove(path_, ec);
 }
 
 }  // namespace kestrand

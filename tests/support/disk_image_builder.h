@@ -14,8 +14,8 @@
 
 namespace kestrand {
 
-// Parses "xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx" (test constants only).
-GUID GuidFromText(const char* text);
+// A GUID from its 8-4-4-4-12 text; aborts for a bad text (test constants only).
+GUID GuidFromText(const std::string& text);
 
 extern const GUID kGptTypeReserved;  // the vendor's reserved partition, E3C9E316-...
 extern const GUID kGptTypeBasicData;
@@ -46,20 +46,8 @@ struct GptPartition {
 
 struct GptOptions {
   GUID DiskId{};
-  uint32_t EntryCount = 128;
-  uint32_t EntrySize = 128;
-  bool WriteBackup = true;
+  uint32_t EntryCount = 128;  // of 128 bytes each
   std::vector<GptPartition> Partitions;
-};
-
-// Where the GPT pieces went, for tests that damage one of them.
-struct GptPlacement {
-  uint64_t PrimaryHeaderLba = 1;
-  uint64_t PrimaryEntriesLba = 2;
-  uint64_t BackupHeaderLba = 0;
-  uint64_t BackupEntriesLba = 0;
-  uint64_t FirstUsableLba = 0;
-  uint64_t LastUsableLba = 0;
 };
 
 class CDiskImageBuilder {
@@ -67,32 +55,24 @@ class CDiskImageBuilder {
   explicit CDiskImageBuilder(uint64_t diskSize, uint32_t bytesPerSector = 512);
 
   uint64_t DiskSize() const { return diskSize_; }
-  uint32_t BytesPerSector() const { return bytesPerSector_; }
-  uint64_t SectorCount() const { return diskSize_ / bytesPerSector_; }
 
   // Raw bytes; whatever falls beyond the disk size is dropped.
   CDiskImageBuilder& WriteBytes(uint64_t offset, const void* data, size_t length);
-  CDiskImageBuilder& WriteLe32(uint64_t offset, uint32_t value);
   CDiskImageBuilder& FlipByte(uint64_t offset);  // inverts one byte (damage)
 
-  // A partition sector: four slots and the 0x55AA signature. The MBR also
-  // gets its disk signature at byte 440.
+  // The MBR: its disk signature at byte 440, four slots and the 0x55AA signature.
   CDiskImageBuilder& WriteMbr(const std::array<MbrSlot, 4>& slots, uint32_t diskSignature);
-  CDiskImageBuilder& WriteEbr(uint64_t lba, const std::array<MbrSlot, 4>& slots);
-  CDiskImageBuilder& WriteMbrSlot(uint64_t recordLba, size_t slot, const MbrSlot& entry);
 
-  // An extended partition of type `containerType` in MBR slot `slot` from
-  // `startLba`, with one extended boot record per logical partition: each
-  // logical partition starts `gap` sectors after its record, the next record
-  // follows the partition. Returns the records' LBAs through `recordLbas`.
+  // An extended partition in MBR slot `slot` from `startLba`, with one
+  // extended boot record per logical partition: each logical partition
+  // starts `gap` sectors after its record, the next record follows the
+  // partition.
   CDiskImageBuilder& WriteExtendedPartition(size_t slot, uint32_t startLba,
-                                            const std::vector<LogicalPartition>& logicals, uint32_t gap = 63,
-                                            uint8_t containerType = 0x05,
-                                            std::vector<uint64_t>* recordLbas = nullptr);
+                                            const std::vector<LogicalPartition>& logicals, uint32_t gap = 63);
 
-  // Protective MBR, primary header and entry array at LBA 1 and 2, and
-  // (optionally) the backup array and header at the end, both CRCs set.
-  CDiskImageBuilder& WriteGpt(const GptOptions& options, GptPlacement* placement = nullptr);
+  // Protective MBR, primary header at LBA 1 and entry array from LBA 2, the
+  // backup array and header at the end, both CRCs set.
+  CDiskImageBuilder& WriteGpt(const GptOptions& options);
 
   // Reads like a disk: zeros where nothing was written; STATUS_END_OF_FILE
   // at or past the end, a short transfer across it.
@@ -102,26 +82,12 @@ class CDiskImageBuilder {
 
  private:
   std::vector<uint8_t>& Sector(uint64_t lba);
-  std::vector<uint8_t> EntryArray(const GptOptions& options) const;
-  void WriteGptHeader(uint64_t lba, uint64_t alternateLba, uint64_t entriesLba, const GptPlacement& placement,
-                      const GptOptions& options, uint32_t arrayCrc);
+  CDiskImageBuilder& WriteSlot(uint64_t recordLba, size_t slot, const MbrSlot& entry);
+  CDiskImageBuilder& WriteEbr(uint64_t lba, const std::array<MbrSlot, 4>& slots);
 
   uint64_t diskSize_;
   uint32_t bytesPerSector_;
   std::map<uint64_t, std::vector<uint8_t>> sectors_;
-};
-
-// A file in the temporary directory, removed with the object.
-class CTempFile {
- public:
-  explicit CTempFile(const std::string& stem = "kestrand-image");
-  ~CTempFile();
-  CTempFile(const CTempFile&) = delete;
-  CTempFile& operator=(const CTempFile&) = delete;
-  const std::string& Path() const { return path_; }
-
- private:
-  std::string path_;
 };
 
 }  // namespace kestrand

@@ -1,6 +1,5 @@
 #include "image_platform.h"
 
-#include <algorithm>
 #include <cstring>
 
 #include "partition/partition_table.h"
@@ -11,16 +10,10 @@ namespace {
 constexpr std::ios::openmode kReadMode = std::ios::in | std::ios::binary;
 }
 
-CImagePlatform::CImagePlatform() = default;
-CImagePlatform::~CImagePlatform() = default;
-
 ImageDisk& CImagePlatform::AddImage(const std::string& imagePath, uint32_t deviceNumber) {
-  ImageDisk disk;
-  disk.ImagePath = imagePath;
-  disk.DeviceNumber = deviceNumber;
-  disk.DevicePath = u"image:" + Utf8ToUtf16(std::to_string(deviceNumber));
-  disk.InstanceId = u"IMAGE\\" + Utf8ToUtf16(std::to_string(deviceNumber));
-  Disks.push_back(disk);
+  const std::u16string number = Utf8ToUtf16(std::to_string(deviceNumber));
+  Disks.push_back(ImageDisk{.ImagePath = imagePath, .DeviceNumber = deviceNumber, .DevicePath = u"image:" + number,
+                            .InstanceId = u"IMAGE\\" + number});
   return Disks.back();
 }
 
@@ -33,14 +26,8 @@ ImageDisk& CImagePlatform::AddMemoryImage(const std::string& name, const uint8_t
 
 WIN32_ERROR CImagePlatform::ListDiskInterfaces(std::vector<DiskInterface>& out) {
   out.clear();
-  for (size_t i = 0; i < Disks.size(); ++i)
-    out.push_back(DiskInterface{Disks[i].InstanceId, Disks[i].DevicePath});
+  for (const ImageDisk& disk : Disks) out.push_back(DiskInterface{disk.InstanceId, disk.DevicePath});
   return ERROR_NO_MORE_ITEMS_CODE;
-}
-
-void CImagePlatform::Record(const char* operation, const std::string& path) {
-  if (!RecordOpens) return;
-  Opens.push_back(ImageOpenRecord{operation, path, kReadMode});
 }
 
 bool CImagePlatform::OpenImageFile(const std::string& path, int diskIndex, bool isDevice, PlatformHandle& handle) {
@@ -68,32 +55,39 @@ CImagePlatform::OpenImage* CImagePlatform::Find(PlatformHandle handle) {
   return found == handles_.end() ? nullptr : &found->second;
 }
 
-const ImageDisk* CImagePlatform::DeviceDisk(PlatformHandle handle) {
+const ImageDisk* CImagePlatform::DeviceDisk(PlatformHandle handle, WIN32_ERROR ImageDisk::*failure,
+                                           WIN32_ERROR& error) {
   OpenImage* image = Find(handle);
+  error = ERROR_INVALID_HANDLE_CODE;
   if (image == nullptr || !image->IsDevice || image->DiskIndex < 0) return nullptr;
-  return &Disks[static_cast<size_t>(image->DiskIndex)];
+  const ImageDisk& disk = Disks[static_cast<size_t>(image->DiskIndex)];
+  error = disk.*failure;
+  return error == 0 ? &disk : nullptr;
+}
+
+PartitionTableSource CImagePlatform::SourceOf(PlatformHandle device, const ImageDisk& disk) {
+  OpenImage& image = *Find(device);
+  return {[this, &image](int64_t offset, uint32_t length, void* out) { return ReadImage(image, offset, length, out); },
+          disk.BytesPerSector, SizeOf(image)};
 }
 
 WIN32_ERROR CImagePlatform::OpenDevice(const std::u16string& devicePath, PlatformHandle& handle) {
   handle = kInvalidHandle;
   for (size_t i = 0; i < Disks.size(); ++i) {
     if (Disks[i].DevicePath != devicePath) continue;
-    Record("OpenDevice", Disks[i].ImagePath);
     if (Disks[i].OpenError != 0) return Disks[i].OpenError;
     return OpenDiskImage(i, true, handle) ? ERROR_SUCCESS_CODE : ERROR_FILE_NOT_FOUND_CODE;
   }
-  Record("OpenDevice", Utf16ToUtf8(devicePath));
   return ERROR_FILE_NOT_FOUND_CODE;
 }
 
 void CImagePlatform::CloseDevice(PlatformHandle handle) { handles_.erase(handle); }
 
 WIN32_ERROR CImagePlatform::GetDeviceNumber(PlatformHandle device, uint32_t& deviceNumber) {
-  const ImageDisk* disk = DeviceDisk(device);
-  if (disk == nullptr) return ERROR_INVALID_HANDLE_CODE;
-  if (disk->DeviceNumberError != 0) return disk->DeviceNumberError;
-  deviceNumber = disk->DeviceNumber;
-  return ERROR_SUCCESS_CODE;
+  WIN32_ERROR error = 0;
+  const ImageDisk* disk = DeviceDisk(device, &ImageDisk::DeviceNumberError, error);
+  if (disk) deviceNumber = disk->DeviceNumber;
+  return error;
 }
 
 int64_t CImagePlatform::SizeOf(OpenImage& image) {
@@ -120,64 +114,44 @@ NTSTATUS CImagePlatform::ReadImage(OpenImage& image, int64_t offset, uint32_t le
 }
 
 WIN32_ERROR CImagePlatform::GetDriveGeometry(PlatformHandle device, DISK_GEOMETRY_EX& geometry) {
-  const ImageDisk* disk = DeviceDisk(device);
-  if (disk == nullptr) return ERROR_INVALID_HANDLE_CODE;
-  if (disk->GeometryError != 0) return disk->GeometryError;
-  geometry = MakeDiskGeometry(SizeOf(*Find(device)), disk->BytesPerSector, disk->Removable);
-  return ERROR_SUCCESS_CODE;
+  WIN32_ERROR error = 0;
+  if (const ImageDisk* disk = DeviceDisk(device, &ImageDisk::GeometryError, error))
+    geometry = MakeDiskGeometry(SizeOf(*Find(device)), disk->BytesPerSector, disk->Removable);
+  return error;
 }
 
 WIN32_ERROR CImagePlatform::GetAccessAlignment(PlatformHandle device,
                                                STORAGE_ACCESS_ALIGNMENT_DESCRIPTOR& alignment) {
-  const ImageDisk* disk = DeviceDisk(device);
-  if (disk == nullptr) return ERROR_INVALID_HANDLE_CODE;
-  if (disk->AlignmentError != 0) return disk->AlignmentError;
-  const uint32_t physical = disk->BytesPerPhysicalSector != 0 ? disk->BytesPerPhysicalSector : disk->BytesPerSector;
-  alignment = MakeAlignmentDescriptor(disk->BytesPerSector, physical, disk->FirstAlignedOffset);
-  return ERROR_SUCCESS_CODE;
+  WIN32_ERROR error = 0;
+  if (const ImageDisk* disk = DeviceDisk(device, &ImageDisk::AlignmentError, error))
+    alignment = MakeAlignmentDescriptor(disk->BytesPerSector, disk->BytesPerSector, disk->FirstAlignedOffset);
+  return error;
 }
 
 WIN32_ERROR CImagePlatform::GetDriveLayout(PlatformHandle device, void* buffer, uint32_t size) {
-  const ImageDisk* disk = DeviceDisk(device);
-  if (disk == nullptr) return ERROR_INVALID_HANDLE_CODE;
-  if (disk->LayoutError != 0) return disk->LayoutError;
-  OpenImage& image = *Find(device);
-  PartitionTableSource source{[&](int64_t offset, uint32_t length, void* out) {
-                                return ReadImage(image, offset, length, out);
-                              },
-                              disk->BytesPerSector, SizeOf(image)};
+  WIN32_ERROR error = 0;
+  const ImageDisk* disk = DeviceDisk(device, &ImageDisk::LayoutError, error);
   std::vector<uint8_t> layout;
-  if (WIN32_ERROR error = ReadDriveLayout(source, layout)) return error;
+  if (disk == nullptr || (error = ReadDriveLayout(SourceOf(device, *disk), layout)) != 0) return error;
   return CopyDriveLayout(layout, buffer, size);
 }
 
 WIN32_ERROR CImagePlatform::GetPartitionInfo(PlatformHandle device, PARTITION_INFORMATION_EX& info) {
-  const ImageDisk* disk = DeviceDisk(device);
-  if (disk == nullptr) return ERROR_INVALID_HANDLE_CODE;
-  if (disk->PartitionInfoError != 0) return disk->PartitionInfoError;
-  OpenImage& image = *Find(device);
-  PartitionTableSource source{[&](int64_t offset, uint32_t length, void* out) {
-                                return ReadImage(image, offset, length, out);
-                              },
-                              disk->BytesPerSector, SizeOf(image)};
-  return ReadWholeDiskPartitionInfo(source, info);
+  WIN32_ERROR error = 0;
+  const ImageDisk* disk = DeviceDisk(device, &ImageDisk::PartitionInfoError, error);
+  return disk == nullptr ? error : ReadWholeDiskPartitionInfo(SourceOf(device, *disk), info);
 }
 
 NTSTATUS CImagePlatform::OpenDiskForRead(uint32_t diskNumber, PlatformHandle& handle) {
   handle = kInvalidHandle;
-  for (size_t i = 0; i < Disks.size(); ++i) {
-    if (Disks[i].DeviceNumber != diskNumber) continue;
-    Record("OpenDiskForRead", Disks[i].ImagePath);
-    if (Disks[i].RawOpenStatus != 0) return Disks[i].RawOpenStatus;
-    return OpenDiskImage(i, false, handle) ? STATUS_SUCCESS_CODE : STATUS_OBJECT_NAME_NOT_FOUND_CODE;
-  }
-  Record("OpenDiskForRead", "disk " + std::to_string(diskNumber));
+  for (size_t i = 0; i < Disks.size(); ++i)
+    if (Disks[i].DeviceNumber == diskNumber)
+      return OpenDiskImage(i, false, handle) ? STATUS_SUCCESS_CODE : STATUS_OBJECT_NAME_NOT_FOUND_CODE;
   return STATUS_OBJECT_PATH_NOT_FOUND_CODE;
 }
 
 NTSTATUS CImagePlatform::OpenFileForRead(const std::string& fileName, PlatformHandle& handle) {
   handle = kInvalidHandle;
-  Record("OpenFileForRead", fileName);
   auto memory = MemoryFiles.find(fileName);
   if (memory != MemoryFiles.end()) {
     OpenMemory(memory->second, -1, false, handle);

@@ -15,6 +15,7 @@
 #include <utility>
 #include <vector>
 
+#include "partition/partition_table.h"
 #include "platform/platform.h"
 
 namespace kestrand {
@@ -104,48 +105,26 @@ struct ImageDisk {
   std::u16string DevicePath;  // "image:N" unless set
   std::u16string InstanceId;  // "IMAGE\N" unless set
   bool Removable = false;
-  uint32_t BytesPerSector = 512;
-  uint32_t BytesPerPhysicalSector = 0;  // 0: same as BytesPerSector
-  uint32_t FirstAlignedOffset = 0;      // byte offset of the first aligned logical sector
+  uint32_t BytesPerSector = 512;  // the physical sectors too
+  uint32_t FirstAlignedOffset = 0;  // byte offset of the first aligned logical sector
 
   // Injected failures: 0 (success) unless set.
-  WIN32_ERROR OpenError = 0;
-  WIN32_ERROR DeviceNumberError = 0;
-  WIN32_ERROR GeometryError = 0;
-  WIN32_ERROR AlignmentError = 0;
-  WIN32_ERROR LayoutError = 0;
+  WIN32_ERROR OpenError = 0, DeviceNumberError = 0, GeometryError = 0, AlignmentError = 0, LayoutError = 0;
   WIN32_ERROR PartitionInfoError = 0;
-  NTSTATUS RawOpenStatus = 0;  // the whole-disk device cannot be opened for reading
   NTSTATUS RawReadStatus = 0;  // every raw read fails with this
-};
-
-struct ImageOpenRecord {
-  std::string Operation;  // "OpenDevice", "OpenDiskForRead" or "OpenFileForRead"
-  std::string Path;       // the image file asked for (or the name no image answers to)
-  std::ios::openmode Mode;
 };
 
 class CImagePlatform : public FakeHostPlatform {
  public:
-  CImagePlatform();
-  ~CImagePlatform() override;
-
   // Adds a disk for an image file with the default path and instance id;
   // the reference lasts until the next AddImage.
   ImageDisk& AddImage(const std::string& imagePath, uint32_t deviceNumber);
-  // The same for an image in memory (`name` only shows in Opens).
+  // The same for an image in memory.
   ImageDisk& AddMemoryImage(const std::string& name, const uint8_t* data, uint64_t size, uint32_t deviceNumber);
 
   // Database files (-l) served from memory by name, before any real file.
   std::map<std::string, MemoryImage> MemoryFiles;
-  // Off: Opens stays empty (the fuzz targets run millions of inputs).
-  bool RecordOpens = true;
-
   std::vector<ImageDisk> Disks;  // in enumeration order
-
-
-  // Every open, successful, failed or refused by an injected failure, in order.
-  std::vector<ImageOpenRecord> Opens;
 
   WIN32_ERROR ListDiskInterfaces(std::vector<DiskInterface>& out) override;
   WIN32_ERROR OpenDevice(const std::u16string& devicePath, PlatformHandle& handle) override;
@@ -168,13 +147,14 @@ class CImagePlatform : public FakeHostPlatform {
     bool IsDevice = false;
   };
 
-  void Record(const char* operation, const std::string& path);
   bool OpenImageFile(const std::string& path, int diskIndex, bool isDevice, PlatformHandle& handle);
   void OpenMemory(const MemoryImage& memory, int diskIndex, bool isDevice, PlatformHandle& handle);
   bool OpenDiskImage(size_t index, bool isDevice, PlatformHandle& handle);
   OpenImage* Find(PlatformHandle handle);
-  // The disk behind a device handle, else nullptr.
-  const ImageDisk* DeviceDisk(PlatformHandle handle);
+  // The disk behind a device handle, else nullptr with `error` set: for no
+  // such handle, or to the failure injected for the query.
+  const ImageDisk* DeviceDisk(PlatformHandle handle, WIN32_ERROR ImageDisk::*failure, WIN32_ERROR& error);
+  PartitionTableSource SourceOf(PlatformHandle device, const ImageDisk& disk);
   int64_t SizeOf(OpenImage& image);
   NTSTATUS ReadImage(OpenImage& image, int64_t offset, uint32_t length, void* buffer);
 

@@ -1,12 +1,7 @@
 #include "support/ldm_builder.h"
 
-
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
-
-#include "ldm/field_decoder.h"
 
 namespace kestrand::test {
 
@@ -18,22 +13,12 @@ LdmBytes& LdmBytes::U8(uint8_t value) {
 }
 
 LdmBytes& LdmBytes::U16(uint16_t value) { return U8(static_cast<uint8_t>(value >> 8)).U8(static_cast<uint8_t>(value)); }
-
-LdmBytes& LdmBytes::U32(uint32_t value) {
-  return U16(static_cast<uint16_t>(value >> 16)).U16(static_cast<uint16_t>(value));
-}
-
-LdmBytes& LdmBytes::U64(uint64_t value) {
-  return U32(static_cast<uint32_t>(value >> 32)).U32(static_cast<uint32_t>(value));
-}
+LdmBytes& LdmBytes::U32(uint32_t value) { return U16(static_cast<uint16_t>(value >> 16)).U16(value & 0xFFFF); }
+LdmBytes& LdmBytes::U64(uint64_t value) { return U32(static_cast<uint32_t>(value >> 32)).U32(value & 0xFFFFFFFF); }
+LdmBytes& LdmBytes::Zeros(size_t count) { return FixedText("", count); }
 
 LdmBytes& LdmBytes::Raw(const std::vector<uint8_t>& values) {
   bytes.insert(bytes.end(), values.begin(), values.end());
-  return *this;
-}
-
-LdmBytes& LdmBytes::Zeros(size_t count) {
-  bytes.insert(bytes.end(), count, 0);
   return *this;
 }
 
@@ -80,12 +65,7 @@ LdmBytes& LdmBytes::String(std::string_view text) {
 LdmBytes& LdmBytes::WideString(std::u16string_view text, bool twoByte) {
   if (twoByte) U8(0xFF);
   U8(static_cast<uint8_t>(text.size()));
-  for (char16_t c : text) {
-    if (twoByte)
-      U16(static_cast<uint16_t>(c));
-    else
-      U8(static_cast<uint8_t>(c));
-  }
+  for (char16_t c : text) twoByte ? U16(static_cast<uint16_t>(c)) : U8(static_cast<uint8_t>(c));
   return *this;
 }
 
@@ -93,21 +73,6 @@ LdmBytes& LdmBytes::Guid(const GUID& guid) {
   U32(guid.Data1).U16(guid.Data2).U16(guid.Data3);
   for (uint8_t b : guid.Data4) U8(b);
   return *this;
-}
-
-LdmBytes& LdmBytes::GuidText(std::string_view text, size_t width) { return FixedText(text, width); }
-
-LdmBytes& LdmBytes::GuidTextVar(std::string_view text) { return String(text); }
-
-GUID GuidFromText(std::string_view text) {
-  GUID guid{};
-  const std::string copy(text);
-  if (!ParseGuidText(copy.c_str(), guid)) {
-    // Only the tests' and fuzz targets' own constants come here.
-    std::fprintf(stderr, "not a GUID text: %s\n", copy.c_str());
-    std::abort();
-  }
-  return guid;
 }
 
 std::string GuidToText(const GUID& guid) {
@@ -174,7 +139,7 @@ LdmRecordImage BuildSubdiskRecord(const SubdiskFields& f) {
 LdmRecordImage BuildDiskRecord(const DiskFields& f) {
   LdmBytes out = CommonHeader(f.RecordId, f.Name);
   if (f.Revision == 3) {
-    out.GuidTextVar(f.DiskIdText);
+    out.String(f.DiskIdText);
   } else {
     out.Guid(f.DiskId).Guid(f.LastDiskSetId);
   }
@@ -185,7 +150,7 @@ LdmRecordImage BuildDiskRecord(const DiskFields& f) {
 LdmRecordImage BuildPackRecord(const PackFields& f) {
   LdmBytes out = CommonHeader(f.RecordId, f.Name);
   if (f.Revision == 3) {
-    out.GuidTextVar(f.PackIdText);
+    out.String(f.PackIdText);
   } else {
     out.Guid(f.PackId).Guid(f.DiskSetId);
   }
@@ -204,7 +169,7 @@ std::vector<uint8_t> BuildVmdbHeader(const VmdbHeaderFields& f) {
   LdmBytes out;
   out.FixedText(f.Magic, 4).U32(f.NumBlocks).U32(f.BlockSize).U32(f.HeaderSize);
   out.U16(f.Status).U16(f.VersionMajor).U16(f.VersionMinor);
-  out.FixedText(f.PackName, 31).GuidText(f.PackIdText, 64);
+  out.FixedText(f.PackName, 31).FixedText(f.PackIdText, 64);
   out.U64(f.ActiveSequence).U64(f.PendingSequence);
   for (uint32_t count : f.ActiveCounts) out.U32(count);
   for (uint32_t count : f.PendingCounts) out.U32(count);
@@ -266,7 +231,7 @@ void ConfigAreaBuilder::PutBlock(uint32_t block, std::vector<uint8_t> bytes) {
 }
 
 uint32_t ConfigAreaBuilder::NextFreeBlock() const {
-  uint32_t block = FirstBlock();
+  uint32_t block = Header.HeaderSize / Header.BlockSize;
   while (blocks_.count(block) != 0) ++block;
   return block;
 }
@@ -274,7 +239,7 @@ uint32_t ConfigAreaBuilder::NextFreeBlock() const {
 std::vector<uint8_t> ConfigAreaBuilder::Build() const {
   std::vector<uint8_t> area = BuildVmdbHeader(Header);
   area.resize(Header.HeaderSize, 0);
-  for (uint32_t block = FirstBlock(); block < Header.NumBlocks; ++block) {
+  for (uint32_t block = Header.HeaderSize / Header.BlockSize; block < Header.NumBlocks; ++block) {
     const auto placed = blocks_.find(block);
     const std::vector<uint8_t> bytes =
         placed != blocks_.end() ? placed->second : BuildVblk(block, 0, 0, 0, {}, Header.BlockSize);
@@ -296,7 +261,7 @@ std::vector<uint8_t> BuildPrivateHeader(const PrivateHeaderFields& f, uint32_t s
   LdmBytes out;
   out.FixedText(f.Magic, 8).U32(0).U16(f.VersionMajor).U16(f.VersionMinor);
   out.U64(f.UpdateTime).U64(f.UpdateSequence).U64(f.PrimaryHeader).U64(f.AlternateHeader);
-  out.GuidText(f.DiskIdText).GuidText(f.HostIdText).GuidText(f.PackIdText).FixedText(f.PackName, 31);
+  out.FixedText(f.DiskIdText, 64).FixedText(f.HostIdText, 64).FixedText(f.PackIdText, 64).FixedText(f.PackName, 31);
   out.U32(f.IOsize).U32(f.Flags).U16(f.PublicId).U16(f.PrivateId);
   out.U64(f.PublicOffset).U64(f.PublicLength).U64(f.PrivateOffset).U64(f.PrivateLength);
   out.U64(f.TocPrimarySector).U64(f.TocAlternateSector).U32(f.ConfigCopiesCount).U32(f.LogCopiesCount);
@@ -386,18 +351,13 @@ std::vector<uint8_t> LdmAreaImage::Build() const {
   return area;
 }
 
-void RenameTocSectors(std::vector<uint8_t>& bytes, const std::vector<uint64_t>& headerOffsets, uint64_t primary,
-                      uint64_t alternate, uint32_t sectorSize) {
-  for (uint64_t offset : headerOffsets) {
-    uint8_t* sector = bytes.data() + offset;
-    for (int i = 0; i < 8; ++i) {
-      sector[0x13B + i] = static_cast<uint8_t>(primary >> (56 - 8 * i));
-      sector[0x143 + i] = static_cast<uint8_t>(alternate >> (56 - 8 * i));
-    }
-    const uint32_t checksum =
-        PrivateHeaderChecksum(std::vector<uint8_t>(sector, sector + sectorSize));
-    for (int i = 0; i < 4; ++i) sector[8 + i] = static_cast<uint8_t>(checksum >> (24 - 8 * i));
+void RenameTocSectors(std::vector<uint8_t>& sector, uint64_t primary, uint64_t alternate) {
+  for (int i = 0; i < 8; ++i) {
+    sector[0x13B + i] = static_cast<uint8_t>(primary >> (56 - 8 * i));
+    sector[0x143 + i] = static_cast<uint8_t>(alternate >> (56 - 8 * i));
   }
+  const uint32_t checksum = PrivateHeaderChecksum(sector);
+  for (int i = 0; i < 4; ++i) sector[8 + i] = static_cast<uint8_t>(checksum >> (24 - 8 * i));
 }
 
 }  // namespace kestrand::test

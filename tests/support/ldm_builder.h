@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "platform/types.h"
+#include "support/disk_image_builder.h"  // GuidFromText
 
 namespace kestrand::test {
 
@@ -44,16 +45,10 @@ class LdmBytes {
   // marker 0xFF, the count and big-endian 16-bit characters.
   LdmBytes& WideString(std::u16string_view text, bool twoByte = false);
   LdmBytes& Guid(const GUID& guid);
-  // A GUID text zero-padded to `width` bytes (64 in every fixed field).
-  LdmBytes& GuidText(std::string_view text, size_t width = 64);
-  // Count byte, then the text.
-  LdmBytes& GuidTextVar(std::string_view text);
 
   std::vector<uint8_t> bytes;
 };
 
-// A GUID from its 8-4-4-4-12 text; fails the running test for a bad text.
-GUID GuidFromText(std::string_view text);
 // Lowercase 8-4-4-4-12 text, for comparisons in tests.
 std::string GuidToText(const GUID& guid);
 
@@ -71,17 +66,14 @@ struct VolumeFields {
   std::string Name = "Volume1";
   uint16_t Revision = 5;
   uint16_t Flags = 0x0200;  // record flags in place (0x0200 mount name, ...)
-  std::string UsageType = "gen";
-  std::string FileSystemType = "";
+  std::string UsageType = "gen", FileSystemType = "";
   std::string State = "ACTIVE";  // 14 bytes on disk
   uint8_t ReadPolicy = 3;
   uint32_t Minor = 5;
   uint32_t PersistentFlags = 0x11;
   uint32_t NumPlexes = 1;
-  uint64_t UpdateSequence = 0x429;
-  uint64_t DetachSeqNum = 0x428;
-  int64_t Length = 96256;
-  int64_t LogLength = 0;
+  uint64_t UpdateSequence = 0x429, DetachSeqNum = 0x428;
+  int64_t Length = 96256, LogLength = 0;
   uint32_t PartitionType = 7;  // revisions 4 and 5
   GUID VolumeGuid = {0x6e30daae, 0x8e42, 0x40fb, {0x9a, 0xf0, 0x80, 0x74, 0x16, 0xc3, 0xfe, 0xde}};
   uint64_t PrefferedPlexRecordId = 0;  // flag 0x0800
@@ -102,10 +94,7 @@ struct PlexFields {
   uint8_t Layout = 2;
   uint32_t PersistentFlags = 0;
   uint32_t SubdiskCount = 1;
-  uint64_t UpdateSequence = 0x426;
-  uint64_t DetachSequence = 0;
-  uint64_t VolumeRecordId = 0x0421;
-  uint64_t LogRecordId = 0;
+  uint64_t UpdateSequence = 0x426, DetachSequence = 0, VolumeRecordId = 0x0421, LogRecordId = 0;
   int64_t StripeWidth = 128;
   uint32_t ColumnCount = 2;
 };
@@ -116,12 +105,9 @@ struct SubdiskFields {
   uint16_t Revision = 3;
   uint16_t Flags = 0;
   uint32_t PersistentFlags = 0;
-  uint64_t UpdateSequence = 0x426;
-  uint64_t DiskOffset = 0;
-  uint64_t PlexOffset = 0;
+  uint64_t UpdateSequence = 0x426, DiskOffset = 0, PlexOffset = 0;
   int64_t Length = 96256;
-  uint64_t PlexRecordId = 0x0423;
-  uint64_t DiskRecordId = 0x0403;
+  uint64_t PlexRecordId = 0x0423, DiskRecordId = 0x0403;
   uint32_t ColumnNumber = 0;      // flag 0x0800 or 0x1000
   uint64_t DetachSequence = 0;    // flag 0x1000 or 0x2000
   uint32_t Minor = 0;             // flag 0x4000
@@ -168,18 +154,12 @@ LdmRecordImage BuildPackRecord(const PackFields& fields);
 
 struct VmdbHeaderFields {
   std::string Magic = "VMDB";
-  uint32_t NumBlocks = 64;
-  uint32_t BlockSize = 128;
-  uint32_t HeaderSize = 512;
-  uint16_t Status = 1;
-  uint16_t VersionMajor = 4;
-  uint16_t VersionMinor = 10;
+  uint32_t NumBlocks = 64, BlockSize = 128, HeaderSize = 512;
+  uint16_t Status = 1, VersionMajor = 4, VersionMinor = 10;
   std::string PackName = "Red-nzv8x6obywgDg0";
   std::string PackIdText = "03c0c4fc-8b6f-402b-9431-4be2e5823b1c";
-  uint64_t ActiveSequence = 0x46d;
-  uint64_t PendingSequence = 0x46d;
-  std::array<uint32_t, 7> ActiveCounts = {6, 7, 12, 10, 0, 0, 0};
-  std::array<uint32_t, 7> PendingCounts = {6, 7, 12, 10, 0, 0, 0};
+  uint64_t ActiveSequence = 0x46d, PendingSequence = 0x46d;
+  std::array<uint32_t, 7> ActiveCounts = {6, 7, 12, 10, 0, 0, 0}, PendingCounts = {6, 7, 12, 10, 0, 0, 0};
   uint64_t TrailingValue = 0;  // at 0xBD, written from minor version 10 on
 };
 
@@ -207,7 +187,6 @@ class ConfigAreaBuilder {
                    const std::vector<uint8_t>& payload);
   // Places raw bytes as the block (cut or zero-padded to the block size).
   void PutBlock(uint32_t block, std::vector<uint8_t> bytes);
-  uint32_t FirstBlock() const { return Header.HeaderSize / Header.BlockSize; }
   uint32_t NextFreeBlock() const;
 
   // NumBlocks x BlockSize bytes.
@@ -222,30 +201,19 @@ class ConfigAreaBuilder {
 struct PrivateHeaderFields {
   std::string Magic = "PRIVHEAD";
   std::optional<uint32_t> Checksum;  // none: the correct checksum
-  uint16_t VersionMajor = 2;
-  uint16_t VersionMinor = 11;
+  uint16_t VersionMajor = 2, VersionMinor = 11;
   uint64_t UpdateTime = 0x01cd901ceb898e23;  // FILETIME
-  uint64_t UpdateSequence = 5;
-  uint64_t PrimaryHeader = 0x7ff;
-  uint64_t AlternateHeader = 0x740;
+  uint64_t UpdateSequence = 5, PrimaryHeader = 0x7ff, AlternateHeader = 0x740;
   std::string DiskIdText = "d17c2c04-6afc-46c3-84b7-cdc2f3956c5c";
   std::string HostIdText = "1b77da20-c717-11d0-a5be-00a0c91db73c";
   std::string PackIdText = "03c0c4fc-8b6f-402b-9431-4be2e5823b1c";
   std::string PackName = "Red-nzv8x6obywgDg0";
-  uint32_t IOsize = 0x200;
-  uint32_t Flags = 0;
-  uint16_t PublicId = 0;
-  uint16_t PrivateId = 0;
-  uint64_t PublicOffset = 63;
-  uint64_t PublicLength = 96327;
-  uint64_t PrivateOffset = 100352;
-  uint64_t PrivateLength = 2048;
-  uint64_t TocPrimarySector = 1;
-  uint64_t TocAlternateSector = 2046;
-  uint32_t ConfigCopiesCount = 1;
-  uint32_t LogCopiesCount = 1;
-  uint64_t ConfigCopyLength = 1481;
-  uint64_t LogCopyLength = 224;
+  uint32_t IOsize = 0x200, Flags = 0;
+  uint16_t PublicId = 0, PrivateId = 0;
+  uint64_t PublicOffset = 63, PublicLength = 96327, PrivateOffset = 100352, PrivateLength = 2048;
+  uint64_t TocPrimarySector = 1, TocAlternateSector = 2046;
+  uint32_t ConfigCopiesCount = 1, LogCopiesCount = 1;
+  uint64_t ConfigCopyLength = 1481, LogCopyLength = 224;
   uint32_t BootSig = 0xf33ef33e;  // minor version 10 on
   GUID DiskSetId = {};            // minor version 11 on
   GUID NewDiskSetId = {};         // minor version 11 on
@@ -261,8 +229,7 @@ std::vector<uint8_t> BuildPrivateHeader(const PrivateHeaderFields& fields, uint3
 struct TocRegionFields {
   std::string Name = "config";
   uint16_t Flags = 0;
-  uint64_t ExtentOffset = 17;
-  uint64_t ExtentLength = 1481;
+  uint64_t ExtentOffset = 17, ExtentLength = 1481;
   uint16_t DataLength = 6;  // the bytes after it: CopyNumber and OffsetInCopy
   uint16_t CopyNumber = 1;
   uint32_t OffsetInCopy = 0;
@@ -311,9 +278,8 @@ struct LdmAreaImage {
   std::vector<uint8_t> Build() const;
 };
 
-// Rewrites the private header copies at `headerOffsets` of `bytes` to name
-// the tables of contents at `primary` and `alternate`, checksums recomputed.
-void RenameTocSectors(std::vector<uint8_t>& bytes, const std::vector<uint64_t>& headerOffsets, uint64_t primary,
-                      uint64_t alternate, uint32_t sectorSize = 512);
+// Rewrites a private header sector to name the tables of contents at
+// `primary` and `alternate`, its checksum recomputed.
+void RenameTocSectors(std::vector<uint8_t>& sector, uint64_t primary, uint64_t alternate);
 
 }  // namespace kestrand::test

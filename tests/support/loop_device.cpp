@@ -1,7 +1,8 @@
 #include "support/loop_device.h"
 
 #include <cstdio>
-#include <cstdlib>
+
+#include "support/run_binary.h"
 
 #ifndef _WIN32
 #include <unistd.h>
@@ -13,17 +14,10 @@ namespace kestrand::test {
 
 namespace {
 
-std::string RunAndRead(const std::string& command) {
-  std::string out;
-#ifndef _WIN32
-  FILE* pipe = popen(command.c_str(), "r");
-  if (pipe == nullptr) return out;
-  char buffer[256];
-  while (std::fgets(buffer, sizeof buffer, pipe) != nullptr) out += buffer;
-  if (pclose(pipe) != 0) out.clear();
-#else
-  (void)command;
-#endif
+// losetup with `args`: what it printed, without the line end, or "" when it failed.
+std::string Losetup(const std::vector<std::string>& args) {
+  const ProcessResult run = RunProcess("/sbin/losetup", args, ".");
+  std::string out = run.ExitStatus == 0 ? run.Out : "";
   while (!out.empty() && (out.back() == '\n' || out.back() == ' ')) out.pop_back();
   return out;
 }
@@ -34,15 +28,14 @@ LoopDevice::LoopDevice(const std::string& image) {
   // Another program attaching at the same moment may take the free device
   // first: try again.
   for (int attempt = 0; attempt < 5 && device_.empty(); ++attempt) {
-    device_ = RunAndRead("losetup -r -f --show '" + image + "' 2>/dev/null");
+    device_ = Losetup({"-r", "-f", "--show", image});
     if (device_.rfind("/dev/", 0) != 0) device_.clear();
   }
 }
 
 LoopDevice::~LoopDevice() {
-  if (device_.empty()) return;
-  const std::string detach = "losetup -d '" + device_ + "' >/dev/null 2>&1";
-  if (std::system(detach.c_str()) != 0) std::fprintf(stderr, "could not detach %s\n", device_.c_str());
+  if (!device_.empty() && RunProcess("/sbin/losetup", {"-d", device_}, ".").ExitStatus != 0)
+    std::fprintf(stderr, "could not detach %s\n", device_.c_str());
 }
 
 bool LoopDevice::Available(std::string& reason) {
@@ -54,7 +47,7 @@ bool LoopDevice::Available(std::string& reason) {
     reason = "attaching loop devices needs root";
     return false;
   }
-  if (std::system("losetup -f >/dev/null 2>&1") != 0) {
+  if (Losetup({"-f"}).empty()) {
     reason = "this machine has no free loop device (losetup -f failed)";
     return false;
   }

@@ -1,5 +1,6 @@
 #include "support/real_images.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -13,21 +14,6 @@
 namespace kestrand::test {
 
 namespace fs = std::filesystem;
-
-namespace {
-
-// The last `size` bytes of a file, or "" when it is shorter.
-std::string ReadTail(const std::string& path, uint64_t size) {
-  std::ifstream in(path, std::ios::binary | std::ios::ate);
-  const std::streamoff length = in.tellg();
-  if (!in || length < static_cast<std::streamoff>(size)) return "";
-  std::string bytes(size, '\0');
-  in.seekg(length - static_cast<std::streamoff>(size));
-  in.read(bytes.data(), static_cast<std::streamsize>(size));
-  return in ? bytes : "";
-}
-
-}  // namespace
 
 const std::vector<std::string>& RealImages::Names() {
   static const std::vector<std::string> names = {
@@ -44,22 +30,24 @@ const RealImages* RealImages::Get(std::string& skipReason) {
   static bool tried = false;
   if (!tried) {
     tried = true;
+    std::unique_ptr<RealImages> found(new RealImages());
     const fs::path tarball = fs::path(KESTRAND_SHARED_DIR) / "testdata" / "ldm-2003r2.tar.xz";
     std::error_code error;
-    if (!fs::exists(tarball, error)) {
+    if (const char* given = std::getenv("KESTRAND_REAL_IMAGES")) {
+      // Unpacked already (the Windows build's suite runs under wine, without tar).
+      found->folder_ = given;
+      found->owned_ = false;
+      reason = std::string("no real images in KESTRAND_REAL_IMAGES=") + given;
+    } else if (!fs::exists(tarball, error)) {
       reason = "no shared test images at " + tarball.string();
     } else {
-      std::unique_ptr<RealImages> unpacked(new RealImages());
       std::random_device random;
-      unpacked->folder_ = (fs::temp_directory_path() / ("kestrand-images-" + std::to_string(random()))).string();
-      fs::create_directories(unpacked->folder_, error);
-      const std::string command =
-          "tar -xJf '" + tarball.string() + "' -C '" + unpacked->folder_ + "' >/dev/null 2>&1";
-      if (error || std::system(command.c_str()) != 0 || !fs::exists(unpacked->Path(Names()[0])))
-        reason = "tar or xz could not unpack " + tarball.string();
-      else
-        images = std::move(unpacked);
+      found->folder_ = (fs::temp_directory_path() / ("kestrand-images-" + std::to_string(random()))).string();
+      fs::create_directories(found->folder_, error);
+      const std::string command = "tar -xJf '" + tarball.string() + "' -C '" + found->folder_ + "' >/dev/null 2>&1";
+      if (error || std::system(command.c_str()) != 0) reason = "tar or xz could not unpack " + tarball.string();
     }
+    if (!found->folder_.empty() && fs::exists(found->Path(Names()[0]), error)) images = std::move(found);
   }
   skipReason = reason;
   return images.get();
@@ -67,7 +55,7 @@ const RealImages* RealImages::Get(std::string& skipReason) {
 
 RealImages::~RealImages() {
   std::error_code error;
-  if (!folder_.empty()) fs::remove_all(folder_, error);
+  if (owned_ && !folder_.empty()) fs::remove_all(folder_, error);
 }
 
 std::string RealImages::RepairedPath(const std::string& name) const {
@@ -82,7 +70,7 @@ std::string RealImages::RepairedPath(const std::string& name) const {
     std::vector<uint8_t> sector(512);
     file.seekg(static_cast<std::streamoff>(offset));
     file.read(reinterpret_cast<char*>(sector.data()), 512);
-    RenameTocSectors(sector, {0}, 2, 2045);
+    RenameTocSectors(sector, 2, 2045);
     file.seekp(static_cast<std::streamoff>(offset));
     file.write(reinterpret_cast<const char*>(sector.data()), 512);
   }
@@ -92,9 +80,16 @@ std::string RealImages::RepairedPath(const std::string& name) const {
 std::string RealImages::DatabaseFile(const std::string& name, bool repaired) const {
   const std::string file = folder_ + "/" + (repaired ? "repaired-" : "") + name + ".ldm";
   if (fs::exists(file)) return file;
-  const std::string bytes = ReadTail(repaired ? RepairedPath(name) : Path(name), kLdmAreaBytes);
-  if (bytes.empty()) return file;
-  WriteFileBytes(file, bytes);
+  const std::string image = ReadFileBytes(Path(name));
+  if (image.size() != kImageBytes) return file;
+  std::vector<uint8_t> area(image.begin() + kLdmAreaOffset, image.end());
+  // Repaired as RepairedPath repairs the whole image: the private header copies of the area.
+  for (uint64_t sector : {1856, 2047}) {
+    std::vector<uint8_t> header(area.begin() + sector * 512, area.begin() + (sector + 1) * 512);
+    if (repaired) RenameTocSectors(header, 2, 2045);
+    std::copy(header.begin(), header.end(), area.begin() + sector * 512);
+  }
+  WriteFileBytes(file, std::string(area.begin(), area.end()));
   return file;
 }
 

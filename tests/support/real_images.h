@@ -35,6 +35,7 @@ class RealImages {
  private:
   RealImages() = default;
   std::string folder_;
+  bool owned_ = true;  // removed with the object
 };
 
 // A test of the real images; skipped where they cannot be unpacked.

@@ -3,30 +3,22 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdint>
 #include <cstdio>
 #include <string>
-#include <type_traits>
 #include <vector>
 
 namespace kestrand {
 
-// The bytes `print(stream)` wrote to a temporary file; when `print` returns
-// a code, it goes to `*code` (if asked for).
+// The bytes `print(stream)` wrote to a temporary file.
 template <class Print>
-std::string CaptureText(Print print, uint32_t* code = nullptr) {
+std::string CaptureText(Print print) {
   std::string bytes;
   FILE* stream = std::tmpfile();
   if (!stream) {
     ADD_FAILURE() << "no temporary file";
     return bytes;
   }
-  if constexpr (std::is_void_v<std::invoke_result_t<Print, FILE*>>) {
-    print(stream);
-  } else {
-    const uint32_t result = print(stream);
-    if (code) *code = result;
-  }
+  print(stream);
   std::fflush(stream);
   std::rewind(stream);
   char buffer[4096];
