@@ -294,11 +294,14 @@ TEST(DynamicVolumeNameTest, DeviceMapperUuidNamesTheVolume) {
   tree.Write("sys/block/dm-2/dm/uuid", "LDM-Volume2-00000000-0000-0000-0000-000000000002\n");
   tree.Write("sys/block/dm-2/dm/name", "ldm_vol_Red_Volume2\n");
   tree.Write("sys/block/sda/dm/uuid", "LDM-Volume9-a7e5c2d1-0b3f-4e6a-9c8d-112233445566\n");
-  CLinuxPlatform platform(tree.Path("sys"), tree.Path("proc"), "/dev");
+  tree.Write("dev/mapper/control", "");
+  CLinuxPlatform platform(tree.Path("sys"), tree.Path("proc"), tree.Path("dev"));
 
   std::u16string name;
+  EXPECT_EQ(platform.QueryDynamicVolumeName(volume, name), ERROR_FILE_NOT_FOUND_CODE);  // no mapper device
+  tree.Write("dev/mapper/vg-root", "");
   EXPECT_EQ(platform.QueryDynamicVolumeName(volume, name), 0u);
-  EXPECT_EQ(name, u"/dev/mapper/ldm_vol_Red-nzv8x6obywgDg0_Volume-One");
+  EXPECT_EQ(name, Utf8ToUtf16(tree.Path("dev") + "/mapper/ldm_vol_Red-nzv8x6obywgDg0_Volume-One"));
   EXPECT_EQ(platform.QueryDynamicVolumeName(GuidFromText("a7e5c2d1-0b3f-4e6a-9c8d-112233445567"), name),
             ERROR_FILE_NOT_FOUND_CODE);
   EXPECT_TRUE(name.empty());

@@ -100,7 +100,9 @@ std::string GuidToLowerText(const GUID& guid);
 bool IsLdmVolumeUuid(const std::string& uuid, const std::string& guidText);
 
 // Looks through <sys>/block/dm-*/dm/uuid; on a match gives the content of
-// the same device's dm/name. False when no device answers to the GUID.
-bool FindLdmVolumeMapperName(const std::string& sysRoot, const GUID& volumeGuid, std::string& mapperName);
+// the same device's dm/name. False when no device answers to the GUID, and
+// without looking when <dev>/mapper holds nothing but its control node.
+bool FindLdmVolumeMapperName(const std::string& sysRoot, const std::string& devRoot, const GUID& volumeGuid,
+                             std::string& mapperName);
 
 }  // namespace kestrand
