@@ -60,7 +60,8 @@ status() {
     any=$(grep -a -E '^#[0-9]+.*cov: ' "$dir/$target.log" 2>/dev/null | tail -1)
     cov=$(grep -o 'cov: [0-9]*' <<<"$any" | grep -o '[0-9]*')
     ft=$(grep -o 'ft: [0-9]*' <<<"$any" | grep -o '[0-9]*')
-    findings=$(find "$dir" -maxdepth 1 -name "$target-*" -type f -printf '%f ' 2>/dev/null)
+    findings=$(find "$dir" -maxdepth 1 -regextype egrep -regex ".*/$target-(crash|timeout|leak|oom)-.*" -type f \
+      -printf '%f ' 2>/dev/null)
     printf '%-22s %12s %12s %7s %7s %-14s %s\n' "$target" $((done + running)) "${goal[$target]}" "${cov:--}" "${ft:--}" \
       "$(cat "$dir/bin/$target.commit" 2>/dev/null || echo -)" "${findings:-none}"
   done
@@ -91,7 +92,8 @@ fuzz_target() {
     done=$(runs_done "$target")
     remaining=$((goal[$target] - done))
     ((remaining > 0)) || return 0
-    if compgen -G "$dir/$target-*" >/dev/null; then return 1; fi  # a finding waits for its fix
+    # A finding waits for its fix (libFuzzer's slow-unit-* notes are not findings).
+    if compgen -G "$dir/$target-[cl]*" >/dev/null || compgen -G "$dir/$target-[ot][oi]*" >/dev/null; then return 1; fi
     local seeds=("$repo/fuzz/corpus/$target")
     [[ -d $repo/build-fuzz/corpus/$target ]] && seeds+=("$repo/build-fuzz/corpus/$target")
     local start
