@@ -15,7 +15,10 @@
 # the start, so rebuilding does not touch a running campaign (build first:
 # FUZZ_SECONDS=1 fuzz/run_fuzzers.sh). PAUSE_UTC=HH:MM-HH:MM stops every
 # fuzzer of the campaign (SIGSTOP) in that window of each day and resumes
-# them after it.
+# them after it. CAMPAIGN_TARGETS (names separated by spaces) runs only those
+# (another campaign may run the others: each target's files are its own).
+# bin/<target>.commit names the commit its binary was built from (with
+# "-dirty" when the tree had changes); status shows it.
 set -uo pipefail
 cd "$(dirname "$0")/.."
 repo=$(pwd)
@@ -31,12 +34,18 @@ declare -A maxlen=(
 # Fastest first in each lane; the whole run last.
 lane_a=(fuzz_config_area fuzz_ldm_file fuzz_toc fuzz_ldm_edits)
 lane_b=(fuzz_partition_table fuzz_private_header fuzz_whole_run)
+all=("${lane_a[@]}" "${lane_b[@]}")
+if [[ ${1:-} != status && -n ${CAMPAIGN_TARGETS:-} ]]; then
+  pick() { local t out=(); for t in "$@"; do [[ " $CAMPAIGN_TARGETS " == *" $t "* ]] && out+=("$t"); done; echo "${out[*]}"; }
+  read -r -a lane_a <<<"$(pick "${lane_a[@]}")"
+  read -r -a lane_b <<<"$(pick "${lane_b[@]}")"
+fi
 
 runs_done() { cat "$dir/$1.runs" 2>/dev/null || echo 0; }
 
 status() {
-  printf '%-22s %12s %12s %7s %7s  %s\n' target runs goal cov ft findings
-  for target in "${lane_a[@]}" "${lane_b[@]}"; do
+  printf '%-22s %12s %12s %7s %7s %-14s %s\n' target runs goal cov ft commit findings
+  for target in "${all[@]}"; do
     local done last cov ft running=0 findings
     done=$(runs_done "$target")
     # The chunk that is running: its last status line.
@@ -51,9 +60,10 @@ status() {
     any=$(grep -a -E '^#[0-9]+.*cov: ' "$dir/$target.log" 2>/dev/null | tail -1)
     cov=$(grep -o 'cov: [0-9]*' <<<"$any" | grep -o '[0-9]*')
     ft=$(grep -o 'ft: [0-9]*' <<<"$any" | grep -o '[0-9]*')
-    findings=$(find "$dir" -maxdepth 1 -name "$target-*" -type f -printf '%f ' 2>/dev/null)
-    printf '%-22s %12s %12s %7s %7s  %s\n' "$target" $((done + running)) "${goal[$target]}" "${cov:--}" "${ft:--}" \
-      "${findings:-none}"
+    findings=$(find "$dir" -maxdepth 1 -regextype egrep -regex ".*/$target-(crash|timeout|leak|oom)-.*" -type f \
+      -printf '%f ' 2>/dev/null)
+    printf '%-22s %12s %12s %7s %7s %-14s %s\n' "$target" $((done + running)) "${goal[$target]}" "${cov:--}" "${ft:--}" \
+      "$(cat "$dir/bin/$target.commit" 2>/dev/null || echo -)" "${findings:-none}"
   done
 }
 
@@ -63,8 +73,13 @@ if [[ ${1:-} == status ]]; then
 fi
 
 mkdir -p "$dir/bin"
+commit=$(git rev-parse --short HEAD)
+git diff --quiet HEAD -- src fuzz tests/support ':!fuzz/*.sh' ':!fuzz/*.md' || commit+=-dirty
 for target in "${lane_a[@]}" "${lane_b[@]}"; do
-  cp "build-fuzz/fuzz/$target" "$dir/bin/$target"
+  [[ -n $target ]] || continue
+  cp "build-fuzz/fuzz/$target" "$dir/bin/$target.new" && mv "$dir/bin/$target.new" "$dir/bin/$target"
+  echo "$commit" >"$dir/bin/$target.commit"
+  rm -f "$dir/$target.running"  # left by a campaign that was killed
   mkdir -p "$dir/$target"
 done
 export ASAN_OPTIONS=${ASAN_OPTIONS:-malloc_context_size=0}
@@ -77,7 +92,8 @@ fuzz_target() {
     done=$(runs_done "$target")
     remaining=$((goal[$target] - done))
     ((remaining > 0)) || return 0
-    if compgen -G "$dir/$target-*" >/dev/null; then return 1; fi  # a finding waits for its fix
+    # A finding waits for its fix (libFuzzer's slow-unit-* notes are not findings).
+    if compgen -G "$dir/$target-[cl]*" >/dev/null || compgen -G "$dir/$target-[ot][oi]*" >/dev/null; then return 1; fi
     local seeds=("$repo/fuzz/corpus/$target")
     [[ -d $repo/build-fuzz/corpus/$target ]] && seeds+=("$repo/build-fuzz/corpus/$target")
     local start
@@ -103,7 +119,8 @@ fuzz_target() {
 }
 
 lane() {
-  for target in "$@"; do fuzz_target "$target"; done
+  local target
+  for target in "$@"; do [[ -n $target ]] && fuzz_target "$target"; done
 }
 
 # Stops and resumes the campaign's fuzzers in the PAUSE_UTC window.

@@ -25,9 +25,11 @@ const char* const kDiskIds[kMaxDisks] = {
     "d17c2c04-6afc-46c3-84b7-cdc2f3956c50", "d17c2c04-6afc-46c3-84b7-cdc2f3956c51",
     "d17c2c04-6afc-46c3-84b7-cdc2f3956c52", "d17c2c04-6afc-46c3-84b7-cdc2f3956c53"};
 
-// The records every disk's config area holds: the pack, four disks, a simple
-// volume, a volume spanned over disks 1 and 2, a volume striped over 3 and 4
-// and a mirror over 1 and 4 (records reference each other across disks).
+// The records every disk's config area holds: the pack, four disks, and a
+// volume mirrored over two plexes, one striped over disks 1 and 2, one
+// spanned over disks 3 and 4 (records reference each other across disks).
+// Few records on purpose: every input loads and reports them on up to four
+// disks, and edits make the other shapes (a simple volume, a lone plex).
 std::vector<uint8_t> PackConfig() {
   ConfigAreaBuilder config(kConfigBlocks);
   config.Header.Status = 1;
@@ -41,7 +43,8 @@ std::vector<uint8_t> PackConfig() {
     config.AddRecord(group++, BuildDiskRecord(disk));
   }
   uint64_t nextId = 0x420;
-  auto addVolume = [&](const char* name, uint8_t layout, std::vector<std::vector<uint64_t>> plexes) {
+  // Each plex: its layout (1 striped, 2 concatenated) and its disks.
+  auto addVolume = [&](const char* name, std::vector<std::pair<uint8_t, std::vector<uint64_t>>> plexes) {
     VolumeFields volume;
     volume.RecordId = nextId++;
     volume.Name = name;
@@ -51,7 +54,7 @@ std::vector<uint8_t> PackConfig() {
     volume.Flags = 0;
     config.AddRecord(group++, BuildVolumeRecord(volume));
     int plexNumber = 1;
-    for (const std::vector<uint64_t>& disks : plexes) {
+    for (const auto& [layout, disks] : plexes) {
       PlexFields plex;
       plex.RecordId = nextId++;
       plex.Name = std::string(name) + "-0" + std::to_string(plexNumber++);
@@ -75,10 +78,7 @@ std::vector<uint8_t> PackConfig() {
       }
     }
   };
-  addVolume("Volume1", 2, {{0}});
-  addVolume("Volume2", 2, {{0, 1}});
-  addVolume("Volume3", 1, {{2, 3}});
-  addVolume("Volume4", 2, {{0}, {3}});
+  addVolume("Volume1", {{1, {0, 1}}, {2, {2, 3}}});
   if (config.NextFreeBlock() >= kConfigBlocks) std::abort();  // the records no longer fit
   return config.Build();
 }

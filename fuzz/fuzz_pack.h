@@ -29,7 +29,7 @@ constexpr uint64_t kAreaBytes = 0x100000;  // the LDM area, the last MiB of the 
 constexpr uint64_t kAreaOffset = 0x100000;  // where it starts on both disks
 constexpr size_t kMaxDisks = 4;
 constexpr uint32_t kSector = 512;
-constexpr uint32_t kConfigBlocks = 48;
+constexpr uint32_t kConfigBlocks = 22;
 constexpr uint32_t kBlockSize = 128;
 constexpr uint64_t kConfigBytes = uint64_t{kConfigBlocks} * kBlockSize;
 // Inside the area: the private header in the last sector and 0x18000 bytes
