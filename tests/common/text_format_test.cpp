@@ -12,9 +12,10 @@
 namespace kestrand {
 namespace {
 
-TEST(TextFormat, WideStringsAndWidths) {
-  EXPECT_EQ(FormatWide(u"%28s %lu Summary\n", u"Disk", 3u),
-            u"                        Disk 3 Summary\n");
+// Strings and widths; missing strings and arguments print as "(null)" and
+// 0; sizes.
+TEST(TextFormat, StringsWidthsAndSizes) {
+  EXPECT_EQ(FormatWide(u"%28s %lu Summary\n", u"Disk", 3u), u"                        Disk 3 Summary\n");
   EXPECT_EQ(FormatWide(u"%-20s|", u"Primary"), u"Primary             |");
   EXPECT_EQ(FormatWide(u"%20s: %s\n", u"Computer Name", u"HOST"), u"       Computer Name: HOST\n");
   // A narrow argument in a wide format (and the reverse) still prints its text.
@@ -23,10 +24,6 @@ TEST(TextFormat, WideStringsAndWidths) {
   EXPECT_EQ(FormatNarrow("%.3s|%.0s|%.9s|", "abcdef", "abc", "abc"), "abc||abc|");
   // A wide argument in a narrow format: every unit, beyond ASCII as "?".
   EXPECT_EQ(FormatNarrow("%s|%-6s|%.2s|", u"wide", u"ab\u00e9", u"xyz"), std::string("wide|ab?   |xy|"));
-}
-
-// Missing strings and arguments print as "(null)" and 0.
-TEST(TextFormat, LongIsThirtyTwoBitsAndI64IsSixtyFour) {
   const char16_t* none = nullptr;
   EXPECT_EQ(FormatWide(u"%20s: %s\n", u"Product Type", none), u"        Product Type: (null)\n");
   EXPECT_EQ(FormatNarrow("%s %d"), "(null) 0");
@@ -41,18 +38,15 @@ TEST(TextFormat, LongIsThirtyTwoBitsAndI64IsSixtyFour) {
   EXPECT_EQ(FormatWide(u"%zu|%I64x|%lld", big, big, int64_t{-1}), u"5000000000|12a05f200|-1");
 }
 
-TEST(TextFormat, PaddingFlagsAndHex) {
+// Every conversion, flag and size in both widths; characters marked wide
+// or narrow, and wide ones beyond ASCII in a narrow format as "?".
+TEST(TextFormat, EveryConversionFlagAndSizeInBothWidths) {
   EXPECT_EQ(FormatWide(u"Status code %04u : Disk %04lu : ", 7u, 12u), u"Status code 0007 : Disk 0012 : ");
   EXPECT_EQ(FormatNarrow("0x%08lx|%X|%#x|%#x|%12lu |%-5d|%05d|%+d|%02x%02x", 66u, 0xBEEFu, 255u, 0u, 42u, 7, -42, 3,
                          0x0a, 0xff),
             "0x00000042|BEEF|0xff|0|          42 |7    |-0042|+3|0aff");
   EXPECT_EQ(FormatNarrow("%.2f|%*d|%-*d|100%% %c%c", 1234.5, 4, 1, 3, 2, 'o', 'k'), "1234.50|   1|2  |100% ok");
   EXPECT_EQ(FormatWide(u"\t%c: = %s", u'C', u"dev"), u"\tC: = dev");
-}
-
-// Every conversion, flag and size in both widths; characters marked wide
-// or narrow, and wide ones beyond ASCII in a narrow format as "?".
-TEST(TextFormat, EveryConversionInBothWidths) {
   const uint64_t big = 5000000000ull;
   EXPECT_EQ(FormatNarrow("%p|% d|% d|%*d|%.3d|%#o|%o|%hc|%lc|%wc|%C|%c", uint64_t{0xbeef}, 5, -5, -4, 7, 7, 8, 8, 'a',
                          u'\u00e9', u'b', u'c', 'd'),
@@ -66,8 +60,8 @@ TEST(TextFormat, EveryConversionInBothWidths) {
 
 // Integers are written in place: precision zeros, the octal "0" of "#",
 // signs, "0x", zero and blank padding in every combination that changes
-// where they go.
-TEST(TextFormat, IntegerPrecisionPrefixesAndPadding) {
+// where they go. Hostile formats stay bounded.
+TEST(TextFormat, IntegerPrecisionPrefixesPaddingAndHostileFormats) {
   EXPECT_EQ(FormatNarrow("%#o|%#o|%#.0o|%#.4o|%#5o|%.0d|%5.0d|%.0x|%.1d|", 8u, 0u, 0u, 8u, 8u, 0, 0, 0u, 0),
             "010|0|0|0010|  010||     ||0|");
   EXPECT_EQ(FormatNarrow("%08.3d|%-8.3x|%#010x|%#X|%#-8x|", 5, 255u, 255u, 255u, 1u),
@@ -79,9 +73,7 @@ TEST(TextFormat, IntegerPrecisionPrefixesAndPadding) {
   EXPECT_EQ(FormatNarrow("%25.22I64x|%-4hd|%hhd", uint64_t{0xfedcba9876543210}, -1, 200),
             "   000000fedcba9876543210|-1  |-56");
   EXPECT_EQ(FormatWide(u"%-18s %lu\n", u"Minor:", 4294967295u), u"Minor:             4294967295\n");
-}
 
-TEST(TextFormat, HostileFormatsStayBounded) {
   // A trailing "%", an unknown conversion and %n neither crash nor write.
   EXPECT_EQ(FormatNarrow("50%"), "50");
   EXPECT_EQ(FormatNarrow("%y|%n|", 1), "%y||");
@@ -89,16 +81,13 @@ TEST(TextFormat, HostileFormatsStayBounded) {
   EXPECT_EQ(FormatNarrow("%.70f", 0.5), "0." + std::string(60, '0').replace(0, 1, "5"));  // 60 digits at most
 }
 
-TEST(TextFormat, AnsiConversionIsTheSameEverywhere) {
+// ANSI the same everywhere; names from the host (labels, mount paths) in
+// UTF-8 and UTF-16, with characters beyond the first plane as surrogate pairs.
+TEST(TextFormat, AnsiUtf8AndUtf16Conversions) {
   bool lossless = false, lossy = true;
   EXPECT_EQ(WideToAnsi(u"Disk 1", &lossless) + WideToAnsi(u"caf\u00e9 \u4e2d", &lossy), "Disk 1caf? ?");
   EXPECT_TRUE(lossless && !lossy);
   EXPECT_EQ(AnsiToWide("a\xff"), std::u16string(u"a\u00ff"));
-}
-
-// Names from the host (labels, mount paths) in UTF-8 and UTF-16, with
-// characters beyond the first plane as surrogate pairs.
-TEST(TextFormat, Utf8AndUtf16BothWays) {
   const std::u16string wide = u"a\u007f\u0080\u00e9\u07ff\u0800\u4e2d\uffff\U00010000\U0001F600z";
   const std::string narrow =
       "a\x7f\xc2\x80\xc3\xa9\xdf\xbf\xe0\xa0\x80\xe4\xb8\xad\xef\xbf\xbf\xf0\x90\x80\x80\xf0\x9f\x98\x80z";

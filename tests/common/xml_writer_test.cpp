@@ -9,7 +9,6 @@
 
 #include "common/xml_writer.h"
 #include "support/run_binary.h"
-#include "support/text_capture.h"
 
 namespace kestrand {
 namespace {
@@ -18,10 +17,11 @@ using W = CKestrandXMLWriter;
 
 // The bytes WriteNode gives for `node`.
 std::string Written(const CKestrandTreeNode* node) {
-  return CaptureText([&](FILE* file) { EXPECT_EQ(CKestrandXMLWriter(file).WriteNode(node), 0u); });
+  return test::CaptureText([&](FILE* file) { EXPECT_EQ(CKestrandXMLWriter(file).WriteNode(node), 0u); });
 }
 
-TEST(XmlWriter, DocumentOnOneLineInOrderUnescaped) {
+// The document on one line, in order, unescaped; the rules of attributes.
+TEST(XmlWriter, DocumentAndAttributeRules) {
   test::TempDir dir;
   CKestrandTreeNode root("root");
   ASSERT_EQ(W::SetElementDisplay(&root, "Kestrand", "1"), 0u);
@@ -35,11 +35,9 @@ TEST(XmlWriter, DocumentOnOneLineInOrderUnescaped) {
             "<?xml version='1.0' encoding='utf-8'?><root _ElementDisplayName=\"Kestrand\" _ElementIcon=\"1\"><Disk />"
             "<Disk Z=\"1\" A=\"Tom & \"Jerry\" <1>\"><Inner Value=\"\" /></Disk></root>");
   EXPECT_EQ(WriteXmlDocument(dir.File("missing/a.xml").c_str(), &root), 87u);
-}
 
-// Names with a blank, missing names and icons, a second display name and
-// names already there are refused (87); names compare case-sensitively.
-TEST(XmlWriter, AttributeRules) {
+  // Names with a blank, missing names and icons, a second display name and
+  // names already there are refused (87); names compare case-sensitively.
   CKestrandTreeNode node("Disk");
   EXPECT_EQ(W::NewAttribute(&node, "Disk Size", "1"), 87u);
   EXPECT_EQ(W::NewAttributeW(&node, nullptr, u"1"), 87u);

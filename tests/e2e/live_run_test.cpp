@@ -15,7 +15,6 @@
 #endif
 
 #include "support/run_binary.h"
-#include "support/text_capture.h"
 
 namespace kestrand::test {
 namespace {

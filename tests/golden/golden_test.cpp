@@ -25,7 +25,6 @@
 #include "support/ldmtool_facts.h"
 #include "support/real_images.h"
 #include "support/run_binary.h"
-#include "support/text_capture.h"
 
 namespace kestrand::test {
 namespace {
@@ -150,19 +149,20 @@ TEST(GoldenDatabaseFiles, SoundAndDamaged) {
   CheckDatabaseFile("file/truncated", Bytes(std::vector<uint8_t>(whole.begin(), whole.begin() + 0x80000)), false);
 }
 
-// One damage to a sound area per row: what the loader keeps and reports.
+// One damage to a sound area per row: what the loader keeps and reports. A
+// row changes the area, or the config builder whose area is then placed.
+using Damage = std::function<void(LdmAreaImage&, ConfigAreaBuilder&)>;
 struct AreaDamage {
   const char* Name;
-  std::function<void(LdmAreaImage&)> Apply;
+  Damage Apply;
 };
 
 // A config of status `status` whose records carry each transaction flag;
 // later fragments of a group never begun, of a group with a fragment
 // missing, of an ignored group; a whole record of four fragments; the walk
 // ends at a record with both flags.
-std::function<void(LdmAreaImage&)> Transactions(uint16_t status) {
-  return [status](LdmAreaImage& a) {
-    ConfigAreaBuilder config;
+Damage Transactions(uint16_t status) {
+  return [status](LdmAreaImage&, ConfigAreaBuilder& config) {
     config.Header.Status = status;
     config.AddRecord(1, PackRecord());
     config.AddRecord(2, VolumeRecord(0x421, "Flag1"), 1);
@@ -178,21 +178,20 @@ std::function<void(LdmAreaImage&)> Transactions(uint16_t status) {
     for (uint16_t fragment : {0, 1, 2, 3}) config.PutFragment(block++, 7, fragment, count, disk(0x406, 0)[fragment]);
     config.AddRecord(8, VolumeRecord(0x423, "Flags3"), 3);
     config.AddRecord(9, VolumeRecord(0x424, "NotReached"));
-    a.Config = config.Build();
   };
 }
 
 const AreaDamage kAreaDamages[] = {
-    {"bad-checksum", [](LdmAreaImage& a) { a.Header.Checksum = 0x12345678; }},
-    {"bad-header-magic", [](LdmAreaImage& a) { a.Header.Magic = "PRIVHEAX"; }},
-    {"header-2.12", [](LdmAreaImage& a) {
+    {"bad-checksum", [](auto& a, auto&) { a.Header.Checksum = 0x12345678; }},
+    {"bad-header-magic", [](auto& a, auto&) { a.Header.Magic = "PRIVHEAX"; }},
+    {"header-2.12", [](auto& a, auto&) {
        a.Header.VersionMinor = 12;
        a.Header.NewPackName = "Renamed";
        a.Header.NewDiskId = GuidFromText("5e1f0000-0000-4000-8000-0000000000ee");
      }},
-    {"header-names-no-toc", [](LdmAreaImage& a) { a.Header.TocPrimarySector = 3; a.Header.TocAlternateSector = 2040; }},
+    {"header-names-no-toc", [](auto& a, auto&) { a.Header.TocPrimarySector = 3; a.Header.TocAlternateSector = 2040; }},
     // Every field the consistency tests compare differs between the copies.
-    {"copies-differ-everywhere", [](LdmAreaImage& a) {
+    {"copies-differ-everywhere", [](auto& a, auto&) {
        a.Header.VersionMinor = 12;
        a.AlternateHeader = PrivateHeaderFields{
            "PRIVHEAx", 0x4321, 3, 13, a.Header.UpdateTime + 1, 6, 0x7fe, 0x741, "5e1f0000-0000-4000-8000-0000000000e1",
@@ -210,33 +209,28 @@ const AreaDamage kAreaDamages[] = {
     {"transactions-abort", Transactions(4)},
     {"transactions-status-5", Transactions(5)},
     {"transactions-stale", Transactions(6)},
-    {"toc-bad-magic", [](LdmAreaImage& a) { a.Toc.Magic = "TOCBLOCX"; }},
-    {"toc-unknown-region", [](LdmAreaImage& a) { a.Toc.Second.Name = "journal"; }},
+    {"toc-bad-magic", [](auto& a, auto&) { a.Toc.Magic = "TOCBLOCX"; }},
+    {"toc-unknown-region", [](auto& a, auto&) { a.Toc.Second.Name = "journal"; }},
     // Two regions at one offset keep their order.
-    {"toc-regions-at-one-offset", [](LdmAreaImage& a) { a.Toc.Second.ExtentOffset = 17; }},
-    {"toc-entry-past-sector", [](LdmAreaImage& a) { a.Toc.First.DataLength = 500; }},
-    {"toc-config-outside-area", [](LdmAreaImage& a) { a.Toc.First.ExtentOffset = 5000; }},
-    {"vmdb-bad-magic", [](LdmAreaImage& a) { a.Config[0] ^= 0xFF; }},
-    {"vmdb-tiny-blocks", [](LdmAreaImage& a) {
-       ConfigAreaBuilder config;
-       config.Header.BlockSize = 16;
+    {"toc-regions-at-one-offset", [](auto& a, auto&) { a.Toc.Second.ExtentOffset = 17; }},
+    {"toc-entry-past-sector", [](auto& a, auto&) { a.Toc.First.DataLength = 500; }},
+    {"toc-config-outside-area", [](auto& a, auto&) { a.Toc.First.ExtentOffset = 5000; }},
+    {"vmdb-bad-magic", [](auto& a, auto& config) {
        a.Config = config.Build();
+       a.Config[0] ^= 0xFF;
      }},
-    {"vmdb-announces-32-mib", [](LdmAreaImage& a) {
-       ConfigAreaBuilder config;
+    {"vmdb-tiny-blocks", [](auto&, auto& config) { config.Header.BlockSize = 16; }},
+    {"vmdb-announces-32-mib", [](auto& a, auto& config) {
        config.Header.NumBlocks = 0x40000;
        a.Config = config.Build();
        a.Config.resize(64 * 128);
      }},
-    {"vmdb-version-3", [](LdmAreaImage& a) {
-       ConfigAreaBuilder config;
+    {"vmdb-version-3", [](auto&, auto& config) {
        config.Header.VersionMajor = 3;
        config.Header.VersionMinor = 9;
        config.AddRecord(1, PackRecord());
-       a.Config = config.Build();
      }},
-    {"records-of-every-kind", [](LdmAreaImage& a) {
-       ConfigAreaBuilder config;
+    {"records-of-every-kind", [](auto&, auto& config) {
        config.AddRecord(1, BuildPackRecord({.Revision = 4, .Flags = 0x1800, .BaseMinor = 9}));
        config.AddRecord(2, BuildDiskRecord({.Revision = 4, .DeviceInstanceTwoByte = true}));
        config.AddRecord(3, BuildVolumeRecord({.Flags = 0xFA00, .PrefferedPlexRecordId = 0x423, .LogRecordId = 0x424,
@@ -251,14 +245,12 @@ const AreaDamage kAreaDamages[] = {
                                                             .Revision = revision, .PartitionType = 0x42}));
        config.AddRecord(8, VolumeRecord(0x421, "Volume1"));  // the same id twice: the walk ends
        config.PutBlock(40, std::vector<uint8_t>(128, 0xA5));
-       a.Config = config.Build();
      }},
     // Every field of every kind at its edges: ids beyond 32 bits, the
     // largest and negative numbers, bytes above 0x7F, empty and unknown
     // values, every optional field.
-    {"records-at-the-edges", [](LdmAreaImage& a) {
+    {"records-at-the-edges", [](auto&, auto& config) {
        const GUID guid{0xdeadbeef, 0x0102, 0xa0b0, {1, 2, 3, 4, 5, 6, 0xfe, 0xff}};
-       ConfigAreaBuilder config;
        config.AddRecord(1, BuildPackRecord({.RecordId = 1, .Name = "Dg0", .Revision = 4, .Flags = 0x1800,
                                             .PackId = guid, .PersistentFlags = 0x10, .UpdateSequence = UINT64_MAX - 1,
                                             .LogCopiesCount = 0, .BaseMinor = 0x8000}));
@@ -283,15 +275,15 @@ const AreaDamage kAreaDamages[] = {
                                                .DetachSequence = 2, .LastDiskRecordId = 7}));
        config.AddRecord(5, BuildDiskRecord({.RecordId = 9, .Revision = 4, .DiskId = guid, .LastDiskSetId = guid,
                                             .PersistentFlags = 0x80000060}));
-       a.Config = config.Build();
      }},
 };
 
 TEST(GoldenDatabaseFiles, EachDamageToASoundArea) {
   for (const AreaDamage& damage : kAreaDamages) {
     LdmAreaImage area;
-    area.Config = ConfigAreaBuilder().Build();
-    damage.Apply(area);
+    ConfigAreaBuilder config;
+    damage.Apply(area, config);
+    if (area.Config.empty()) area.Config = config.Build();
     CheckDatabaseFile(std::string("damage/") + damage.Name, Bytes(area.Build()), true);
   }
 }
@@ -318,10 +310,8 @@ TEST(GoldenCommandLines, MessagesUsageStatusAndFiles) {
     const bool report = r.Out.find("Computer Name and OS Version") != std::string::npos;
     all += "---- standard output\n" + (report ? "(a report)\n" : r.Out) + "---- standard error\n" + r.Err;
     for (const auto& entry : std::filesystem::directory_iterator(dir.Path())) {
-      const std::string bytes = ReadFileBytes(entry.path().string());
-      all += "---- file " + entry.path().filename().string() + (bytes.find("Computer Name") != std::string::npos
-                                                                    ? " (a report)\n"
-                                                                    : " (no report)\n");
+      const bool reported = ReadFileBytes(entry.path().string()).find("Computer Name") != std::string::npos;
+      all += "---- file " + entry.path().filename().string() + (reported ? " (a report)\n" : " (no report)\n");
     }
   }
   CheckGolden("command-lines.txt", all);
@@ -335,8 +325,7 @@ constexpr uint32_t kAreaSector = kSectors - 2048;
 
 struct PackDisk {
   uint64_t RecordId;
-  std::string Name;
-  std::string IdText;
+  std::string Name, IdText;
 };
 
 // The LDM area of disk `self` of a pack: one simple volume on the first
@@ -344,12 +333,9 @@ struct PackDisk {
 LdmAreaImage PackArea(const std::string& packName, const std::string& packIdText, const std::vector<PackDisk>& disks,
                       size_t self, uint64_t publicStart) {
   LdmAreaImage area;
-  area.Header.PackName = packName;
-  area.Header.PackIdText = packIdText;
-  area.Header.DiskIdText = disks[self].IdText;
-  area.Header.PublicOffset = publicStart;
-  area.Header.PublicLength = kAreaSector - publicStart;
-  area.Header.PrivateOffset = kAreaSector;
+  area.Header = {.DiskIdText = disks[self].IdText, .PackIdText = packIdText, .PackName = packName,
+                 .PublicOffset = publicStart, .PublicLength = kAreaSector - publicStart, .PrivateOffset = kAreaSector,
+                 .TocPrimarySector = 2, .TocAlternateSector = 2045};
   std::vector<LdmRecordImage> records{PackRecord(packName, 0x401, packIdText)};
   for (const PackDisk& disk : disks) records.push_back(DiskRecord(disk.RecordId, disk.Name, disk.IdText));
   const auto count = static_cast<uint32_t>(disks.size());
@@ -367,6 +353,8 @@ LdmAreaImage PackArea(const std::string& packName, const std::string& packIdText
   return area;
 }
 
+GUID PartitionGuid(char n) { return GuidFromText(std::string("aaaaaaaa-0000-0000-0000-00000000000") + n); }
+
 CDiskImageBuilder MbrDynamic(const LdmAreaImage& area, uint32_t signature, bool boot = false) {
   CDiskImageBuilder image(kDiskBytes);
   image.WriteMbr({MbrSlot{0x42, boot, 63, kAreaSector - 63}, MbrSlot{}, MbrSlot{}, MbrSlot{}}, signature);
@@ -379,14 +367,10 @@ CDiskImageBuilder MbrDynamic(const LdmAreaImage& area, uint32_t signature, bool 
 
 CDiskImageBuilder GptDynamic(const LdmAreaImage& area, const char* diskId) {
   CDiskImageBuilder image(kDiskBytes);
-  GptOptions options;
-  options.DiskId = GuidFromText(diskId);
-  options.Partitions = {
-      {kGptTypeLdmMetadata, GuidFromText("aaaaaaaa-0000-0000-0000-000000000001"), 34, 2081, 0,
-       u"LDM metadata partition"},
-      {kGptTypeLdmData, GuidFromText("aaaaaaaa-0000-0000-0000-000000000002"), 2082, kSectors - 34, 0,
-       u"LDM data partition"}};
-  image.WriteGpt(options);
+  image.WriteGpt(
+      {.DiskId = GuidFromText(diskId),
+       .Partitions = {{kGptTypeLdmMetadata, PartitionGuid('1'), 34, 2081, 0, u"LDM metadata partition"},
+                      {kGptTypeLdmData, PartitionGuid('2'), 2082, kSectors - 34, 0, u"LDM data partition"}}});
   const std::vector<uint8_t> bytes = area.Build();
   image.WriteBytes(34 * 512, bytes.data(), bytes.size());
   return image;
@@ -442,17 +426,13 @@ class GoldenHost : public ::testing::Test {
 };
 
 GptOptions TwoPartitions() {
-  GptOptions options;
-  options.DiskId = GuidFromText("11111111-2222-3333-4444-555555555555");
-  options.Partitions = {{kGptTypeReserved, GuidFromText("aaaaaaaa-0000-0000-0000-000000000001"), 34, 32801, 0,
-                         u"Reserved partition"},
-                        {kGptTypeBasicData, GuidFromText("aaaaaaaa-0000-0000-0000-000000000002"), 32802, 40000,
-                         0x8000000000000001, u"Data"},
-                        {GuidFromText("c12a7328-f81f-11d2-ba4b-00a0c93ec93b"),
-                         GuidFromText("aaaaaaaa-0000-0000-0000-000000000003"), 40001, 40100, 1, u"EFI", 3},
-                        {GuidFromText("c12a7328-f81f-11d2-ba4b-00a0c93ec93c"),
-                         GuidFromText("aaaaaaaa-0000-0000-0000-000000000004"), 40101, 40200, 0, u"Unknown kind"}};
-  return options;
+  return {.DiskId = GuidFromText("11111111-2222-3333-4444-555555555555"),
+          .Partitions = {{kGptTypeReserved, PartitionGuid('1'), 34, 32801, 0, u"Reserved partition"},
+                         {kGptTypeBasicData, PartitionGuid('2'), 32802, 40000, 0x8000000000000001, u"Data"},
+                         {GuidFromText("c12a7328-f81f-11d2-ba4b-00a0c93ec93b"), PartitionGuid('3'), 40001, 40100, 1,
+                          u"EFI", 3},
+                         {GuidFromText("c12a7328-f81f-11d2-ba4b-00a0c93ec93c"), PartitionGuid('4'), 40101, 40200, 0,
+                          u"Unknown kind"}}};
 }
 
 // Disks whose queries fail or whose tables are damaged, one per disk number.
@@ -479,20 +459,15 @@ TEST_F(GoldenHost, FailingQueriesAndDamagedTables) {
   unreadable.RawReadStatus = static_cast<NTSTATUS>(0xC0000185);
   unreadable.Removable = true;
 
-  CDiskImageBuilder large(uint64_t{1} << 30, 4096);
-  large.WriteGpt(TwoPartitions());
-  ImageDisk& fourK = Add(large, 2);
+  ImageDisk& fourK = Add(CDiskImageBuilder(uint64_t{1} << 30, 4096).WriteGpt(TwoPartitions()), 2);
   fourK.BytesPerSector = 4096;
   fourK.FirstAlignedOffset = 512;
 
-  CDiskImageBuilder overLimit(uint64_t{64} << 20);
   GptOptions tooMany = TwoPartitions();
   tooMany.EntryCount = 16385;
-  overLimit.WriteGpt(tooMany);
-  Add(overLimit, 1);
+  Add(CDiskImageBuilder(uint64_t{64} << 20).WriteGpt(tooMany), 1);
 
-  CDiskImageBuilder damaged(uint64_t{64} << 20);
-  Add(damaged.WriteGpt(TwoPartitions()).FlipByte(512 + 40), 0);  // in the primary header
+  Add(CDiskImageBuilder(uint64_t{64} << 20).WriteGpt(TwoPartitions()).FlipByte(512 + 40), 0);  // in the primary header
   // Smaller than one sector, and smaller than two (the GPT header would be cut).
   Add(CDiskImageBuilder(100), 14);
   Add(CDiskImageBuilder(700).WriteGpt(TwoPartitions()), 15);
@@ -501,8 +476,7 @@ TEST_F(GoldenHost, FailingQueriesAndDamagedTables) {
   // past the end.
   for (const auto& [number, field, value] :
        {std::tuple{11u, 40, 131050ull}, {12u, 48, 131072ull}, {13u, 72, 131072ull}}) {
-    CDiskImageBuilder image(uint64_t{64} << 20);
-    image.WriteGpt(TwoPartitions());
+    CDiskImageBuilder image = CDiskImageBuilder(uint64_t{64} << 20).WriteGpt(TwoPartitions());
     uint8_t header[92];
     image.Read(512, sizeof header, header);
     StoreLe64(header + field, value);
@@ -525,9 +499,7 @@ TEST_F(GoldenHost, OnePackWithAMissingDisk) {
   basic.WriteMbr({MbrSlot{0x07, true, 2048, 4096}, MbrSlot{}, MbrSlot{}, MbrSlot{}}, 0x0badcafe);
   Add(basic.WriteExtendedPartition(1, 8192, {LogicalPartition{0x07, 1024}, LogicalPartition{0x0b, 2048}}), 1);
   Add(GptDynamic(PackArea(pack, packId, disks, 1, 2082), "11111111-2222-3333-4444-555555555555"), 2);
-  CDiskImageBuilder raw(kDiskBytes);
-  raw.WriteMbr({MbrSlot{}, MbrSlot{}, MbrSlot{}, MbrSlot{}}, 0x12345678);
-  Add(raw, 3);
+  Add(CDiskImageBuilder(kDiskBytes).WriteMbr({MbrSlot{}, MbrSlot{}, MbrSlot{}, MbrSlot{}}, 0x12345678), 3);
   Run("host/one-pack", {});
   Run("host/one-pack-analysis", {"-a", "-f", "report.xml"});
   Run("host/one-pack-disk-2", {"-d", "2", "-d", "9"});
@@ -542,12 +514,10 @@ const std::string idA = "5e1f0000-0000-4000-8000-00000000000a", idB = "5e1f0000-
 
 // The analysis picks one of two packs as the primary.
 TEST_F(GoldenHost, TwoPacks) {
-  const auto& first = kFirst;
-  const auto& second = kSecond;
-  Add(MbrDynamic(PackArea("PackA", idA, first, 0, 63), 0xa1), 0);
-  Add(MbrDynamic(PackArea("PackB", idB, second, 0, 63), 0xb1), 1);
-  Add(MbrDynamic(PackArea("PackA", idA, first, 1, 63), 0xa2), 2);
-  Add(MbrDynamic(PackArea("PackB", idB, second, 1, 63), 0xb2), 3);
+  Add(MbrDynamic(PackArea("PackA", idA, kFirst, 0, 63), 0xa1), 0);
+  Add(MbrDynamic(PackArea("PackB", idB, kSecond, 0, 63), 0xb1), 1);
+  Add(MbrDynamic(PackArea("PackA", idA, kFirst, 1, 63), 0xa2), 2);
+  Add(MbrDynamic(PackArea("PackB", idB, kSecond, 1, 63), 0xb2), 3);
   Run("host/two-packs-analysis", {"-a", "-f", "report.xml"});
 }
 

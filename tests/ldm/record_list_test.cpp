@@ -13,11 +13,8 @@ namespace {
 
 // An entry whose name buffer holds the first `length` bytes of `name`.
 std::unique_ptr<RECORD_ENTRY> Entry(RECORD_LIST& list, uint64_t id, const std::string& name, size_t length = 0) {
-  auto entry = std::make_unique<RECORD_ENTRY>();
-  entry->List = &list;
-  entry->RecordId = id;
-  entry->RecordType = RECORD_TYPE_PLEX;
-  entry->Record = std::make_unique<PLEX_RECORD>();
+  auto entry =
+      std::make_unique<RECORD_ENTRY>(RECORD_ENTRY{&list, id, RECORD_TYPE_PLEX, std::make_unique<PLEX_RECORD>()});
   std::memcpy(entry->Record->RecordName, name.c_str(), length ? length : name.size() + 1);
   entry->Record->Entry = entry.get();
   return entry;

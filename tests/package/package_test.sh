@@ -1,9 +1,6 @@
 #!/usr/bin/env bash
-# The packages as a user gets them.
-#
-# Windows zip (when build-windows/ has been configured, as tests/run_all.sh
-# does): packs it and checks what it holds.
-#
+# The packages as a user gets them. Windows zip (when build-windows/ has been
+# configured, as tests/run_all.sh does): packs it and checks what it holds.
 # Debian package: builds build/kestrand_*.deb, lints it when lintian is
 # installed (errors fail), checks its owners and modes, installs it with
 # apt-get on this machine, runs kestrand from PATH, finds kestrand(8) with man,
@@ -12,10 +9,8 @@
 # package is already installed (the test would remove it). It leaves the
 # machine's packages as it found them: whatever it installs (the package,
 # man-db when missing) it purges again, and the package lists before and after
-# must be equal.
-#
-# Settings (environment): BUILD_DIR (default build), WINDOWS_BUILD_DIR
-# (default build-windows).
+# must be equal. Settings (environment): BUILD_DIR (default build),
+# WINDOWS_BUILD_DIR (default build-windows).
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 build=${BUILD_DIR:-build}
@@ -40,12 +35,8 @@ if [[ -f $windows_build/CMakeCache.txt ]]; then
     listing=$(cmake -E tar tf "${zips[0]}" | sed 's|^[^/]*/||' | sort | tr '\n' ' ')
     check "the Windows zip holds the program, README, license, changes and manual as text ($listing)" \
       test "$listing" = "CHANGELOG.txt LICENSE.txt README.md kestrand.8.txt kestrand.exe "
-  else
-    fail "cpack made no kestrand-*-win64.zip in $windows_build"
-  fi
-else
-  echo "note: $windows_build is not configured; the Windows zip is not checked"
-fi
+  else fail "cpack made no kestrand-*-win64.zip in $windows_build"; fi
+else echo "note: $windows_build is not configured; the Windows zip is not checked"; fi
 
 # ---- Debian package
 # Whether dpkg has kestrand on the machine (installed, or its configuration
@@ -107,8 +98,7 @@ restore() {
   mapfile -t added < <(comm -13 <(awk '{print $2}' "$state/packages.before") <(installed_packages | awk '{print $2}'))
   if ((${#added[@]})); then DEBIAN_FRONTEND=noninteractive apt-get purge -y -q "${added[@]}" >/dev/null 2>&1 || true; fi
   local archive
-  while IFS= read -r archive; do
-    if [[ $archive == *.deb ]]; then rm -f "/var/cache/apt/archives/$archive"; fi
+  while IFS= read -r archive; do [[ $archive != *.deb ]] || rm -f "/var/cache/apt/archives/$archive"
   done < <(comm -13 "$state/cache.before" <(ls /var/cache/apt/archives 2>/dev/null))
   rm -rf "$state"
 }

@@ -19,7 +19,6 @@
 #include "support/golden.h"
 #include "support/image_platform.h"
 #include "support/run_binary.h"
-#include "support/text_capture.h"
 
 namespace kestrand {
 namespace {
@@ -29,7 +28,6 @@ namespace fs = std::filesystem;
 // A scratch directory with helpers to fill it; removed with the object.
 class TempTree : public test::TempDir {
  public:
-  std::string Path(const std::string& relative = "") const { return File(relative); }
   void Write(const std::string& relative, const std::string& content) const {
     fs::create_directories(fs::path(File(relative)).parent_path());
     std::ofstream(File(relative), std::ios::binary) << content;
@@ -92,14 +90,14 @@ class DiskListingTest : public ::testing::Test {
     AddBlock(tree_, "broken", "not-a-number", "16384");
 
     // The device nodes are image files here.
-    fs::create_directories(tree_.Path("dev"));
+    fs::create_directories(tree_.File("dev"));
     CDiskImageBuilder image(8 << 20);
     image.WriteMbr({MbrSlot{0x42, false, 63, 16000}, {}, {}, {}}, 0xA1B2C3D4);
     for (const char* name : {"sda", "sdd", "loop2", "loop10", "vda", "nvme0n1"})
-      ASSERT_TRUE(image.WriteToFile(tree_.Path(std::string("dev/") + name)));
+      ASSERT_TRUE(image.WriteToFile(tree_.File(std::string("dev/") + name)));
   }
 
-  CLinuxPlatform Platform() { return CLinuxPlatform(tree_.Path("sys"), tree_.Path("proc"), tree_.Path("dev")); }
+  CLinuxPlatform Platform() { return CLinuxPlatform(tree_.File("sys"), tree_.File("proc"), tree_.File("dev")); }
 
   TempTree tree_;
 };
@@ -113,7 +111,7 @@ TEST_F(DiskListingTest, TheReportOfTheFixtureHost) {
   CLinuxPlatform platform = Platform();
   ScopedPlatform installed(platform);
   const char* argv[] = {"kestrand"};
-  std::string text = CaptureText([&](FILE* out) { EXPECT_EQ(RunKestrand(1, argv, out, out), 0); });
+  std::string text = test::CaptureText([&](FILE* out) { EXPECT_EQ(RunKestrand(1, argv, out, out), 0); });
   test::CheckGolden("linux/fixture-host.txt", text.substr(std::min(text.find("Mount Points"), text.size())));
 }
 
@@ -123,7 +121,7 @@ TEST_F(DiskListingTest, WholeDisksWithMediaInDeviceNumberOrder) {
   EXPECT_EQ(platform.ListDiskInterfaces(disks), ERROR_NO_MORE_ITEMS_CODE);
   std::vector<std::u16string> paths;
   for (const DiskInterface& disk : disks) paths.push_back(disk.DevicePath);
-  const std::u16string dev = Utf8ToUtf16(tree_.Path("dev"));
+  const std::u16string dev = Utf8ToUtf16(tree_.File("dev"));
   EXPECT_EQ(paths, (std::vector<std::u16string>{dev + u"/loop2", dev + u"/loop10", dev + u"/sda", dev + u"/sdd",
                                                  dev + u"/vda", dev + u"/nvme0n1"}));
   EXPECT_EQ(disks[2].InstanceId, u"devices/pci0000:00/0000:00:1f.2/ata1/host0/target0:0:0/0:0:0:0/block/sda");
@@ -140,7 +138,7 @@ TEST_F(DiskListingTest, OpenedDeviceAnswersWithItsPositionAndTable) {
   const int input = dup(0);
   close(0);
   PlatformHandle handle = kInvalidHandle, raw = kInvalidHandle, file = kInvalidHandle;
-  EXPECT_EQ(platform.OpenFileForRead(tree_.Path("dev/sda"), file), 0);
+  EXPECT_EQ(platform.OpenFileForRead(tree_.File("dev/sda"), file), 0);
   EXPECT_EQ(file, 0);
   uint32_t number = 99;
   ASSERT_EQ(platform.OpenDevice(disks[3].DevicePath, handle), 0u);
@@ -176,18 +174,18 @@ TEST_F(DiskListingTest, NumbersOfLaterDisksAndOtherFiles) {
   tree_.Write("elsewhere.img", std::string(4096, '\0'));
   for (const auto& [file, code, number] : {std::tuple{"dev/sde", 0u, 4u}, {"elsewhere.img", 1u, 99u}}) {
     PlatformHandle handle = kInvalidHandle;
-    ASSERT_EQ(platform.OpenDevice(Utf8ToUtf16(tree_.Path(file)), handle), 0u);
+    ASSERT_EQ(platform.OpenDevice(Utf8ToUtf16(tree_.File(file)), handle), 0u);
     uint32_t found = 99;
     EXPECT_EQ(platform.GetDeviceNumber(handle, found), code) << file;  // sde: between sdd (8:48) and vda
     EXPECT_EQ(found, number) << file;
     platform.CloseDevice(handle);
   }
   PlatformHandle handle = kInvalidHandle;
-  EXPECT_EQ(platform.OpenDevice(Utf8ToUtf16(tree_.Path("dev/nothing")), handle), ERROR_FILE_NOT_FOUND_CODE);
+  EXPECT_EQ(platform.OpenDevice(Utf8ToUtf16(tree_.File("dev/nothing")), handle), ERROR_FILE_NOT_FOUND_CODE);
   EXPECT_EQ(handle, kInvalidHandle);
-  EXPECT_EQ(platform.OpenDevice(Utf8ToUtf16(tree_.Path("dev")), handle), ERROR_ACCESS_DENIED_CODE);
+  EXPECT_EQ(platform.OpenDevice(Utf8ToUtf16(tree_.File("dev")), handle), ERROR_ACCESS_DENIED_CODE);
 
-  CLinuxPlatform noSys(tree_.Path("nosys"), tree_.Path("proc"), tree_.Path("dev"));
+  CLinuxPlatform noSys(tree_.File("nosys"), tree_.File("proc"), tree_.File("dev"));
   disks = {{u"stale", u"stale"}};
   EXPECT_EQ(noSys.ListDiskInterfaces(disks), ERROR_FILE_NOT_FOUND_CODE);
   EXPECT_TRUE(disks.empty());
@@ -200,7 +198,7 @@ TEST(FileReadTest, ReadsInsideAcrossAndBeyondTheEndAndRefusesTheRest) {
   tree.Write("ldm.bin", bytes);
   CLinuxPlatform platform;
   PlatformHandle handle = kInvalidHandle, other = kInvalidHandle;
-  ASSERT_EQ(platform.OpenFileForRead(tree.Path("ldm.bin"), handle), 0);
+  ASSERT_EQ(platform.OpenFileForRead(tree.File("ldm.bin"), handle), 0);
   std::vector<uint8_t> buffer(512, 0xCC);
   ASSERT_EQ(platform.ReadAt(handle, 900, 512, buffer.data()), 0);  // transfers 100 bytes
   EXPECT_EQ(buffer[0], static_cast<uint8_t>(900 * 7));
@@ -212,17 +210,17 @@ TEST(FileReadTest, ReadsInsideAcrossAndBeyondTheEndAndRefusesTheRest) {
   EXPECT_EQ(platform.ReadAt(handle, INT64_MAX - 100, 512, buffer.data()), STATUS_INVALID_PARAMETER_CODE);
   platform.CloseRead(handle);
 
-  EXPECT_EQ(platform.OpenFileForRead(tree.Path("missing.bin"), other), STATUS_OBJECT_NAME_NOT_FOUND_CODE);
-  EXPECT_EQ(platform.OpenFileForRead(tree.Path("ldm.bin/below"), other), STATUS_OBJECT_PATH_NOT_FOUND_CODE);
-  EXPECT_EQ(platform.OpenFileForRead(tree.Path(""), other), STATUS_FILE_IS_A_DIRECTORY_CODE);
+  EXPECT_EQ(platform.OpenFileForRead(tree.File("missing.bin"), other), STATUS_OBJECT_NAME_NOT_FOUND_CODE);
+  EXPECT_EQ(platform.OpenFileForRead(tree.File("ldm.bin/below"), other), STATUS_OBJECT_PATH_NOT_FOUND_CODE);
+  EXPECT_EQ(platform.OpenFileForRead(tree.Path(), other), STATUS_FILE_IS_A_DIRECTORY_CODE);
   EXPECT_EQ(other, kInvalidHandle);
   EXPECT_EQ(platform.ReadAt(handle, 0, 1, buffer.data()), STATUS_INVALID_HANDLE_CODE);  // closed
   EXPECT_EQ(platform.ReadAt(kInvalidHandle, 0, 1, buffer.data()), STATUS_INVALID_HANDLE_CODE);
   EXPECT_EQ(platform.ReadAt(0, 0, 1, buffer.data()), STATUS_INVALID_HANDLE_CODE);  // stdin was never ours
   if (geteuid() == 0) return;  // root reads every file
   tree.Write("secret.bin", "x");
-  fs::permissions(tree.Path("secret.bin"), fs::perms::none);
-  EXPECT_EQ(platform.OpenFileForRead(tree.Path("secret.bin"), other), STATUS_ACCESS_DENIED_CODE);
+  fs::permissions(tree.File("secret.bin"), fs::perms::none);
+  EXPECT_EQ(platform.OpenFileForRead(tree.File("secret.bin"), other), STATUS_ACCESS_DENIED_CODE);
 }
 
 TEST(MountInfoTest, FieldsEscapesAndOptionalFields) {
@@ -250,7 +248,9 @@ TEST(MountInfoTest, EscapesThatAreNotThreeOctalDigitsStay) {
   EXPECT_EQ(DecodeMountField("\\303\\251\\0401\\377"), "\xC3\xA9 1\xFF");
 }
 
-TEST(MountInfoTest, VolumesGroupMountsByBlockSourceInTableOrder) {
+// Volumes group mounts by block source, in table order; dynamic volumes are
+// named by the device mapper.
+TEST(MountInfoTest, VolumesAndDynamicVolumeNames) {
   TempTree tree;
   tree.Write("proc/self/mountinfo",
              "27 1 254:1 / / rw - ext4 /dev/vda1 rw\n"
@@ -268,7 +268,7 @@ TEST(MountInfoTest, VolumesGroupMountsByBlockSourceInTableOrder) {
   for (const auto& entry : fs::directory_iterator("/dev"))
     if (host.empty() && entry.is_block_file()) host = entry.path().string();
   if (!host.empty()) tree.Link("dev/sdz3", host);
-  CLinuxPlatform platform(tree.Path("sys"), tree.Path("proc"), tree.Path("dev"));
+  CLinuxPlatform platform(tree.File("sys"), tree.File("proc"), tree.File("dev"));
   std::vector<VolumeMounts> volumes;
   ASSERT_EQ(platform.ListVolumes(volumes), 0u);
   std::u16string shown;
@@ -280,13 +280,11 @@ TEST(MountInfoTest, VolumesGroupMountsByBlockSourceInTableOrder) {
   EXPECT_EQ(shown, u"/dev/vda1: / /mnt/caf\u00e9 bar\n/dev/vda2: /boot\n" +
                        std::u16string(host.empty() ? u"" : u"/dev/sdz3: /node\n"));
 
-  CLinuxPlatform noProc(tree.Path("sys"), tree.Path("noproc"), tree.Path("dev"));
+  CLinuxPlatform noProc(tree.File("sys"), tree.File("noproc"), tree.File("dev"));
   EXPECT_EQ(noProc.ListVolumes(volumes), ERROR_FILE_NOT_FOUND_CODE);
-}
 
-TEST(DynamicVolumeNameTest, DeviceMapperUuidNamesTheVolume) {
+  // A dynamic volume's device: the mapper device whose uuid names the volume GUID.
   const GUID volume = GuidFromText("a7e5c2d1-0b3f-4e6a-9c8d-112233445566");
-  TempTree tree;
   tree.Write("sys/block/dm-0/dm/uuid", "LVM-Zq0bXkqV0e3Kp2Fz\n");
   tree.Write("sys/block/dm-0/dm/name", "vg-root\n");
   tree.Write("sys/block/dm-1/dm/uuid", "LDM-Volume-One-A7E5C2D1-0B3F-4E6A-9C8D-112233445566\n");
@@ -295,13 +293,12 @@ TEST(DynamicVolumeNameTest, DeviceMapperUuidNamesTheVolume) {
   tree.Write("sys/block/dm-2/dm/name", "ldm_vol_Red_Volume2\n");
   tree.Write("sys/block/sda/dm/uuid", "LDM-Volume9-a7e5c2d1-0b3f-4e6a-9c8d-112233445566\n");
   tree.Write("dev/mapper/control", "");
-  CLinuxPlatform platform(tree.Path("sys"), tree.Path("proc"), tree.Path("dev"));
 
   std::u16string name;
   EXPECT_EQ(platform.QueryDynamicVolumeName(volume, name), ERROR_FILE_NOT_FOUND_CODE);  // no mapper device
   tree.Write("dev/mapper/vg-root", "");
   EXPECT_EQ(platform.QueryDynamicVolumeName(volume, name), 0u);
-  EXPECT_EQ(name, Utf8ToUtf16(tree.Path("dev") + "/mapper/ldm_vol_Red-nzv8x6obywgDg0_Volume-One"));
+  EXPECT_EQ(name, Utf8ToUtf16(tree.File("dev") + "/mapper/ldm_vol_Red-nzv8x6obywgDg0_Volume-One"));
   EXPECT_EQ(platform.QueryDynamicVolumeName(GuidFromText("a7e5c2d1-0b3f-4e6a-9c8d-112233445567"), name),
             ERROR_FILE_NOT_FOUND_CODE);
   EXPECT_TRUE(name.empty());
@@ -315,7 +312,7 @@ TEST(DynamicVolumeNameTest, DeviceMapperUuidNamesTheVolume) {
             "abcdef01-2345-6789-abcd-ef0123456789");
 }
 
-TEST(HostFactsTest, KernelReleaseSplitsIntoVersionAndRest) {
+TEST(HostFactsTest, KernelReleaseAndMachineName) {
   struct Case {
     const char* release;
     uint32_t major, minor, build;
@@ -331,19 +328,14 @@ TEST(HostFactsTest, KernelReleaseSplitsIntoVersionAndRest) {
     EXPECT_EQ(std::tuple(v.Major, v.Minor, v.Build, v.ServicePack), std::tuple(c.major, c.minor, c.build, c.rest))
         << c.release;
   }
-}
-
-TEST(HostFactsTest, MachineNamesBecomeArchitectureCodes) {
-  // i786 is no known x86 name.
+  // Machine names become architecture codes; i786 is no known x86 name.
   for (const auto& [machine, code] : {std::pair{"x86_64", 9}, {"aarch64", 12}, {"ia64", 6}, {"i386", 0}, {"i486", 0},
                                       {"i586", 0}, {"i686", 0}, {"i786", 0xFFFF}, {"i286", 0xFFFF}, {"i3866", 0xFFFF},
                                       {"", 0xFFFF}})
     EXPECT_EQ(ArchitectureFromMachine(machine), code) << machine;
-}
 
-// The live run shows the host section; what it cannot show: no registry, no
-// drive letters, the error mode kept.
-TEST(HostFactsTest, FixedAnswersOfALinuxHost) {
+  // The live run shows the host section; what it cannot show: no registry, no
+  // drive letters, the error mode kept.
   CLinuxPlatform platform;
   std::u16string packId = u"x", device = u"old";
   EXPECT_EQ(platform.QueryPrimaryPackId(packId), STATUS_OBJECT_NAME_NOT_FOUND_CODE);

@@ -12,7 +12,6 @@
 #include <vector>
 
 #include "support/run_binary.h"
-#include "support/text_capture.h"
 
 namespace kestrand::test {
 
@@ -53,8 +52,6 @@ inline std::string MaskHostBranches(std::string xml) {
   return xml;
 }
 
-inline bool Regenerating() { return std::getenv("KESTRAND_REGENERATE_GOLDENS") != nullptr; }
-
 // The lines of a unified diff of `expected` against `actual` (one hunk from
 // the first differing line to the last, with three lines of context).
 inline std::string UnifiedDiff(const std::string& name, const std::string& expected, const std::string& actual) {
@@ -78,7 +75,7 @@ inline std::string UnifiedDiff(const std::string& name, const std::string& expec
 // Compares one report with its golden (or writes the golden).
 inline void CheckGolden(const std::string& name, const std::string& actual) {
   const std::string path = GoldenPath(name);
-  if (Regenerating()) {
+  if (std::getenv("KESTRAND_REGENERATE_GOLDENS") != nullptr) {
     std::filesystem::create_directories(std::filesystem::path(path).parent_path());
     WriteFileBytes(path, actual);
     return;

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <fstream>
 #include <map>
 #include <memory>
@@ -20,9 +21,41 @@
 
 namespace kestrand {
 
-// The host facts, volumes and drive letters a test sets up.
-class FakeHostPlatform : public CPlatform {
+// Installs a platform for the lifetime of the object, then the native one.
+class ScopedPlatform {
  public:
+  explicit ScopedPlatform(CPlatform& platform) { InstallPlatform(&platform); }
+  ~ScopedPlatform() { InstallPlatform(nullptr); }
+  ScopedPlatform(const ScopedPlatform&) = delete;
+  ScopedPlatform& operator=(const ScopedPlatform&) = delete;
+};
+
+// Bytes the platform serves without a file; the caller keeps them alive
+// while the platform may read them.
+struct MemoryImage {
+  const uint8_t* Data = nullptr;
+  uint64_t Size = 0;
+};
+
+struct ImageDisk {
+  std::string ImagePath;  // the image file, or a name for the Memory image
+  MemoryImage Memory;     // served instead of the file when Data is set
+  uint32_t DeviceNumber = 0;
+  std::u16string DevicePath;  // "image:N" unless set
+  std::u16string InstanceId;  // "IMAGE\N" unless set
+  bool Removable = false;
+  uint32_t BytesPerSector = 512;  // the physical sectors too
+  uint32_t FirstAlignedOffset = 0;  // byte offset of the first aligned logical sector
+
+  // Injected failures: 0 (success) unless set.
+  WIN32_ERROR OpenError = 0, DeviceNumberError = 0, GeometryError = 0, AlignmentError = 0, LayoutError = 0;
+  WIN32_ERROR PartitionInfoError = 0;
+  NTSTATUS RawReadStatus = 0;  // every raw read fails with this
+};
+
+class CImagePlatform : public CPlatform {
+ public:
+  // ---- the host facts, volumes and drive letters a test sets up
   std::u16string ComputerName = u"host.example.test";
   OsVersion Version{10, 0, 19045, u"Service Pack 1"};
   std::vector<uint8_t> ProductTypes;  // the product types the host matches
@@ -80,64 +113,96 @@ class FakeHostPlatform : public CPlatform {
     id = PrimaryPackId;
     return id.empty() ? STATUS_OBJECT_NAME_NOT_FOUND_CODE : 0;
   }
-};
 
-// Installs a platform for the lifetime of the object, then the native one.
-class ScopedPlatform {
- public:
-  explicit ScopedPlatform(CPlatform& platform) { InstallPlatform(&platform); }
-  ~ScopedPlatform() { InstallPlatform(nullptr); }
-  ScopedPlatform(const ScopedPlatform&) = delete;
-  ScopedPlatform& operator=(const ScopedPlatform&) = delete;
-};
-
-// Bytes the platform serves without a file; the caller keeps them alive
-// while the platform may read them.
-struct MemoryImage {
-  const uint8_t* Data = nullptr;
-  uint64_t Size = 0;
-};
-
-struct ImageDisk {
-  std::string ImagePath;  // the image file, or a name for the Memory image
-  MemoryImage Memory;     // served instead of the file when Data is set
-  uint32_t DeviceNumber = 0;
-  std::u16string DevicePath;  // "image:N" unless set
-  std::u16string InstanceId;  // "IMAGE\N" unless set
-  bool Removable = false;
-  uint32_t BytesPerSector = 512;  // the physical sectors too
-  uint32_t FirstAlignedOffset = 0;  // byte offset of the first aligned logical sector
-
-  // Injected failures: 0 (success) unless set.
-  WIN32_ERROR OpenError = 0, DeviceNumberError = 0, GeometryError = 0, AlignmentError = 0, LayoutError = 0;
-  WIN32_ERROR PartitionInfoError = 0;
-  NTSTATUS RawReadStatus = 0;  // every raw read fails with this
-};
-
-class CImagePlatform : public FakeHostPlatform {
- public:
+  // ---- the disks
   // Adds a disk for an image file with the default path and instance id;
   // the reference lasts until the next AddImage.
-  ImageDisk& AddImage(const std::string& imagePath, uint32_t deviceNumber);
+  ImageDisk& AddImage(const std::string& imagePath, uint32_t deviceNumber) {
+    const std::u16string number = Utf8ToUtf16(std::to_string(deviceNumber));
+    Disks.push_back(ImageDisk{.ImagePath = imagePath, .DeviceNumber = deviceNumber,
+                              .DevicePath = u"image:" + number, .InstanceId = u"IMAGE\\" + number});
+    return Disks.back();
+  }
   // The same for an image in memory.
-  ImageDisk& AddMemoryImage(const std::string& name, const uint8_t* data, uint64_t size, uint32_t deviceNumber);
+  ImageDisk& AddMemoryImage(const std::string& name, const uint8_t* data, uint64_t size, uint32_t deviceNumber) {
+    ImageDisk& disk = AddImage(name, deviceNumber);
+    disk.Memory = MemoryImage{data, size};
+    return disk;
+  }
 
   // Database files (-l) served from memory by name, before any real file.
   std::map<std::string, MemoryImage> MemoryFiles;
   std::vector<ImageDisk> Disks;  // in enumeration order
 
-  WIN32_ERROR ListDiskInterfaces(std::vector<DiskInterface>& out) override;
-  WIN32_ERROR OpenDevice(const std::u16string& devicePath, PlatformHandle& handle) override;
-  void CloseDevice(PlatformHandle handle) override;
-  WIN32_ERROR GetDeviceNumber(PlatformHandle device, uint32_t& deviceNumber) override;
-  WIN32_ERROR GetDriveGeometry(PlatformHandle device, DISK_GEOMETRY_EX& geometry) override;
-  WIN32_ERROR GetAccessAlignment(PlatformHandle device, STORAGE_ACCESS_ALIGNMENT_DESCRIPTOR& alignment) override;
-  WIN32_ERROR GetDriveLayout(PlatformHandle device, void* buffer, uint32_t size) override;
-  WIN32_ERROR GetPartitionInfo(PlatformHandle device, PARTITION_INFORMATION_EX& info) override;
-  NTSTATUS OpenDiskForRead(uint32_t diskNumber, PlatformHandle& handle) override;
-  NTSTATUS OpenFileForRead(const std::string& fileName, PlatformHandle& handle) override;
-  NTSTATUS ReadAt(PlatformHandle handle, int64_t offset, uint32_t length, void* buffer) override;
-  void CloseRead(PlatformHandle handle) override;
+  WIN32_ERROR ListDiskInterfaces(std::vector<DiskInterface>& out) override {
+    out.clear();
+    for (const ImageDisk& disk : Disks) out.push_back(DiskInterface{disk.InstanceId, disk.DevicePath});
+    return ERROR_NO_MORE_ITEMS_CODE;
+  }
+  WIN32_ERROR OpenDevice(const std::u16string& devicePath, PlatformHandle& handle) override {
+    handle = kInvalidHandle;
+    for (size_t i = 0; i < Disks.size(); ++i) {
+      if (Disks[i].DevicePath != devicePath) continue;
+      if (Disks[i].OpenError != 0) return Disks[i].OpenError;
+      const bool opened = Open(Disks[i].ImagePath, Disks[i].Memory, static_cast<int>(i), true, handle);
+      return opened ? ERROR_SUCCESS_CODE : ERROR_FILE_NOT_FOUND_CODE;
+    }
+    return ERROR_FILE_NOT_FOUND_CODE;
+  }
+  void CloseDevice(PlatformHandle handle) override { handles_.erase(handle); }
+  WIN32_ERROR GetDeviceNumber(PlatformHandle device, uint32_t& deviceNumber) override {
+    WIN32_ERROR error = 0;
+    if (const ImageDisk* disk = DeviceDisk(device, &ImageDisk::DeviceNumberError, error))
+      deviceNumber = disk->DeviceNumber;
+    return error;
+  }
+  WIN32_ERROR GetDriveGeometry(PlatformHandle device, DISK_GEOMETRY_EX& geometry) override {
+    WIN32_ERROR error = 0;
+    if (const ImageDisk* disk = DeviceDisk(device, &ImageDisk::GeometryError, error))
+      geometry = MakeDiskGeometry(SizeOf(*Find(device)), disk->BytesPerSector, disk->Removable);
+    return error;
+  }
+  WIN32_ERROR GetAccessAlignment(PlatformHandle device, STORAGE_ACCESS_ALIGNMENT_DESCRIPTOR& alignment) override {
+    WIN32_ERROR error = 0;
+    if (const ImageDisk* disk = DeviceDisk(device, &ImageDisk::AlignmentError, error))
+      alignment = MakeAlignmentDescriptor(disk->BytesPerSector, disk->BytesPerSector, disk->FirstAlignedOffset);
+    return error;
+  }
+  WIN32_ERROR GetDriveLayout(PlatformHandle device, void* buffer, uint32_t size) override {
+    WIN32_ERROR error = 0;
+    const ImageDisk* disk = DeviceDisk(device, &ImageDisk::LayoutError, error);
+    std::vector<uint8_t> layout;
+    if (disk == nullptr || (error = ReadDriveLayout(SourceOf(device, *disk), layout)) != 0) return error;
+    return CopyDriveLayout(layout, buffer, size);
+  }
+  WIN32_ERROR GetPartitionInfo(PlatformHandle device, PARTITION_INFORMATION_EX& info) override {
+    WIN32_ERROR error = 0;
+    const ImageDisk* disk = DeviceDisk(device, &ImageDisk::PartitionInfoError, error);
+    return disk == nullptr ? error : ReadWholeDiskPartitionInfo(SourceOf(device, *disk), info);
+  }
+  NTSTATUS OpenDiskForRead(uint32_t diskNumber, PlatformHandle& handle) override {
+    handle = kInvalidHandle;
+    for (size_t i = 0; i < Disks.size(); ++i)
+      if (Disks[i].DeviceNumber == diskNumber)
+        return Open(Disks[i].ImagePath, Disks[i].Memory, static_cast<int>(i), false, handle)
+                   ? STATUS_SUCCESS_CODE
+                   : STATUS_OBJECT_NAME_NOT_FOUND_CODE;
+    return STATUS_OBJECT_PATH_NOT_FOUND_CODE;
+  }
+  NTSTATUS OpenFileForRead(const std::string& fileName, PlatformHandle& handle) override {
+    handle = kInvalidHandle;
+    const auto memory = MemoryFiles.find(fileName);
+    const bool opened = Open(fileName, memory != MemoryFiles.end() ? memory->second : MemoryImage{}, -1, false, handle);
+    return opened ? STATUS_SUCCESS_CODE : STATUS_OBJECT_NAME_NOT_FOUND_CODE;
+  }
+  NTSTATUS ReadAt(PlatformHandle handle, int64_t offset, uint32_t length, void* buffer) override {
+    OpenImage* image = Find(handle);
+    if (image == nullptr) return STATUS_INVALID_HANDLE_CODE;
+    if (image->DiskIndex >= 0 && Disks[static_cast<size_t>(image->DiskIndex)].RawReadStatus != 0)
+      return Disks[static_cast<size_t>(image->DiskIndex)].RawReadStatus;
+    return ReadImage(*image, offset, length, buffer);
+  }
+  void CloseRead(PlatformHandle handle) override { handles_.erase(handle); }
 
  private:
   struct OpenImage {
@@ -147,16 +212,56 @@ class CImagePlatform : public FakeHostPlatform {
     bool IsDevice = false;
   };
 
-  bool OpenImageFile(const std::string& path, int diskIndex, bool isDevice, PlatformHandle& handle);
-  void OpenMemory(const MemoryImage& memory, int diskIndex, bool isDevice, PlatformHandle& handle);
-  bool OpenDiskImage(size_t index, bool isDevice, PlatformHandle& handle);
-  OpenImage* Find(PlatformHandle handle);
+  // Opens the image in `memory`, or else the file `path`.
+  bool Open(const std::string& path, const MemoryImage& memory, int diskIndex, bool isDevice, PlatformHandle& handle) {
+    OpenImage image{nullptr, memory, diskIndex, isDevice};
+    if (memory.Data == nullptr) {
+      image.Stream = std::make_unique<std::ifstream>(path, std::ios::in | std::ios::binary);
+      if (!image.Stream->is_open()) return false;
+    }
+    handle = nextHandle_++;
+    handles_[handle] = std::move(image);
+    return true;
+  }
+  OpenImage* Find(PlatformHandle handle) {
+    auto found = handles_.find(handle);
+    return found == handles_.end() ? nullptr : &found->second;
+  }
   // The disk behind a device handle, else nullptr with `error` set: for no
   // such handle, or to the failure injected for the query.
-  const ImageDisk* DeviceDisk(PlatformHandle handle, WIN32_ERROR ImageDisk::*failure, WIN32_ERROR& error);
-  PartitionTableSource SourceOf(PlatformHandle device, const ImageDisk& disk);
-  int64_t SizeOf(OpenImage& image);
-  NTSTATUS ReadImage(OpenImage& image, int64_t offset, uint32_t length, void* buffer);
+  const ImageDisk* DeviceDisk(PlatformHandle handle, WIN32_ERROR ImageDisk::*failure, WIN32_ERROR& error) {
+    OpenImage* image = Find(handle);
+    error = ERROR_INVALID_HANDLE_CODE;
+    if (image == nullptr || !image->IsDevice || image->DiskIndex < 0) return nullptr;
+    const ImageDisk& disk = Disks[static_cast<size_t>(image->DiskIndex)];
+    error = disk.*failure;
+    return error == 0 ? &disk : nullptr;
+  }
+  PartitionTableSource SourceOf(PlatformHandle device, const ImageDisk& disk) {
+    OpenImage& image = *Find(device);
+    return {[this, &image](int64_t at, uint32_t length, void* out) { return ReadImage(image, at, length, out); },
+            disk.BytesPerSector, SizeOf(image)};
+  }
+  int64_t SizeOf(OpenImage& image) {
+    if (!image.Stream) return static_cast<int64_t>(image.Memory.Size);
+    image.Stream->clear();
+    image.Stream->seekg(0, std::ios::end);
+    const std::streamoff size = image.Stream->tellg();
+    return size > 0 ? static_cast<int64_t>(size) : 0;
+  }
+  NTSTATUS ReadImage(OpenImage& image, int64_t offset, uint32_t length, void* buffer) {
+    if (offset < 0) return STATUS_INVALID_PARAMETER_CODE;
+    if (offset >= SizeOf(image)) return STATUS_END_OF_FILE_CODE;
+    if (!image.Stream) {  // like a file: a short transfer across the end
+      const uint64_t available = image.Memory.Size - static_cast<uint64_t>(offset);
+      std::memcpy(buffer, image.Memory.Data + offset, available < length ? available : length);
+      return STATUS_SUCCESS_CODE;
+    }
+    image.Stream->clear();
+    image.Stream->seekg(static_cast<std::streamoff>(offset));
+    image.Stream->read(static_cast<char*>(buffer), static_cast<std::streamsize>(length));
+    return image.Stream->gcount() > 0 ? STATUS_SUCCESS_CODE : STATUS_IO_DEVICE_ERROR_CODE;
+  }
 
   std::map<PlatformHandle, OpenImage> handles_;
   PlatformHandle nextHandle_ = 0x1000;

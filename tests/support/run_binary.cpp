@@ -1,5 +1,6 @@
 #include "support/run_binary.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <random>
@@ -9,6 +10,7 @@
 #include <windows.h>
 #else
 #include <fcntl.h>
+#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #endif
@@ -19,25 +21,16 @@ namespace fs = std::filesystem;
 
 TempDir::TempDir() {
   std::random_device rd;
-  for (int attempt = 0; attempt < 100; ++attempt) {
-    fs::path candidate = fs::temp_directory_path() / ("kestrand-test-" + std::to_string(rd()));
-    std::error_code ec;
-    if (fs::create_directory(candidate, ec)) {
-      path_ = candidate.string();
-      return;
-    }
+  std::error_code ec;
+  for (int attempt = 0; attempt < 100 && path_.empty(); ++attempt) {
+    const fs::path candidate = fs::temp_directory_path() / ("kestrand-test-" + std::to_string(rd()));
+    if (fs::create_directory(candidate, ec)) path_ = candidate.string();
   }
 }
 
-TempDir::~TempDir() {
-  std::error_code ec;
-  if (!path_.empty()) fs::remove_all(path_, ec);
-}
-
 std::string ReadFileBytes(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
   std::ostringstream s;
-  s << in.rdbuf();
+  s << std::ifstream(path, std::ios::binary).rdbuf();
   return s.str();
 }
 
@@ -46,24 +39,17 @@ bool FileExists(const std::string& path) {
   return fs::exists(path, ec);
 }
 
+std::string ReadFileText(const std::string& path) {
+  std::string text = ReadFileBytes(path);
 #ifdef _WIN32
-namespace {
-
-// CR LF as LF, as a text-mode stream of the C runtime reads it.
-std::string AsTextStream(const std::string& bytes) {
-  std::string text;
-  text.reserve(bytes.size());
-  for (size_t i = 0; i < bytes.size(); ++i)
-    if (!(bytes[i] == '\r' && i + 1 < bytes.size() && bytes[i + 1] == '\n')) text += bytes[i];
+  // CR LF as LF, as a text-mode stream of the C runtime reads it.
+  size_t kept = 0;
+  for (size_t i = 0; i < text.size(); ++i)
+    if (!(text[i] == '\r' && i + 1 < text.size() && text[i + 1] == '\n')) text[kept++] = text[i];
+  text.resize(kept);
+#endif
   return text;
 }
-
-}  // namespace
-
-std::string ReadFileText(const std::string& path) { return AsTextStream(ReadFileBytes(path)); }
-#else
-std::string ReadFileText(const std::string& path) { return ReadFileBytes(path); }
-#endif
 
 void WriteFileBytes(const std::string& path, const std::string& bytes) {
   std::ofstream out(path, std::ios::binary | std::ios::trunc);
@@ -71,35 +57,28 @@ void WriteFileBytes(const std::string& path, const std::string& bytes) {
 }
 
 #ifndef _WIN32
-ProcessResult RunProcess(const std::string& program, const std::vector<std::string>& args,
-                         const std::string& workDir) {
+ProcessResult RunProcess(const std::string& program, const std::vector<std::string>& args, const std::string& workDir) {
   ProcessResult result;
   TempDir capture;
-  const std::string outPath = capture.File("out"), errPath = capture.File("err");
-  pid_t pid = fork();
-  if (pid < 0) return result;
-  if (pid == 0) {
-    int in = open("/dev/null", O_RDONLY);
-    int out = open(outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    int err = open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    if (in < 0 || out < 0 || err < 0 || chdir(workDir.c_str()) != 0) _exit(127);
-    dup2(in, 0);
-    dup2(out, 1);
-    dup2(err, 2);
-    std::vector<char*> argv;
-    argv.push_back(const_cast<char*>(program.c_str()));
-    for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
-    argv.push_back(nullptr);
-    execv(program.c_str(), argv.data());
-    _exit(127);
-  }
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+  posix_spawn_file_actions_addopen(&actions, 1, capture.File("out").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+  posix_spawn_file_actions_addopen(&actions, 2, capture.File("err").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+  posix_spawn_file_actions_addchdir_np(&actions, workDir.c_str());
+  std::vector<char*> argv{const_cast<char*>(program.c_str())};
+  for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
+  argv.push_back(nullptr);
+  pid_t pid = 0;
   int status = 0;
-  if (waitpid(pid, &status, 0) == pid && WIFEXITED(status)) {
+  const int failed = posix_spawn(&pid, program.c_str(), &actions, nullptr, argv.data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  if (failed == 0 && waitpid(pid, &status, 0) == pid && WIFEXITED(status)) {
     result.ExitStatus = WEXITSTATUS(status);
     result.ExitCode = static_cast<uint32_t>(result.ExitStatus);
   }
-  result.Out = ReadFileBytes(outPath);
-  result.Err = ReadFileBytes(errPath);
+  result.Out = ReadFileBytes(capture.File("out"));
+  result.Err = ReadFileBytes(capture.File("err"));
   return result;
 }
 #else
@@ -133,8 +112,7 @@ HANDLE InheritableFile(const std::string& path, DWORD access, DWORD disposition)
 
 }  // namespace
 
-ProcessResult RunProcess(const std::string& program, const std::vector<std::string>& args,
-                         const std::string& workDir) {
+ProcessResult RunProcess(const std::string& program, const std::vector<std::string>& args, const std::string& workDir) {
   ProcessResult result;
   TempDir capture;
   const std::string outPath = capture.File("out"), errPath = capture.File("err");
@@ -143,24 +121,18 @@ ProcessResult RunProcess(const std::string& program, const std::vector<std::stri
                        InheritableFile(errPath, GENERIC_WRITE, CREATE_ALWAYS)};
   std::string commandLine = QuoteArgument(program);
   for (const std::string& a : args) commandLine += " " + QuoteArgument(a);
-  STARTUPINFOA startup{};
-  startup.cb = sizeof(startup);
-  startup.dwFlags = STARTF_USESTDHANDLES;
-  startup.hStdInput = streams[0];
-  startup.hStdOutput = streams[1];
-  startup.hStdError = streams[2];
+  STARTUPINFOA startup{.cb = sizeof(STARTUPINFOA), .dwFlags = STARTF_USESTDHANDLES, .hStdInput = streams[0],
+                       .hStdOutput = streams[1], .hStdError = streams[2]};
   PROCESS_INFORMATION process{};
   bool started = false;
-  if (streams[0] != INVALID_HANDLE_VALUE && streams[1] != INVALID_HANDLE_VALUE &&
-      streams[2] != INVALID_HANDLE_VALUE)
+  if (std::find(streams, streams + 3, INVALID_HANDLE_VALUE) == streams + 3)
     started = CreateProcessA(program.c_str(), commandLine.data(), nullptr, nullptr, TRUE, 0,
                              nullptr, workDir.c_str(), &startup, &process);
   for (HANDLE stream : streams)
     if (stream != INVALID_HANDLE_VALUE) CloseHandle(stream);
   if (!started) return result;
   DWORD code = 0;
-  if (WaitForSingleObject(process.hProcess, INFINITE) == WAIT_OBJECT_0 &&
-      GetExitCodeProcess(process.hProcess, &code)) {
+  if (WaitForSingleObject(process.hProcess, INFINITE) == WAIT_OBJECT_0 && GetExitCodeProcess(process.hProcess, &code)) {
     result.ExitCode = code;
     result.ExitStatus = static_cast<int>(code & 0xFF);
   }

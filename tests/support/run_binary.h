@@ -1,7 +1,12 @@
-// Runs the built tool as a separate process and captures what it printed.
+// Runs the built tool as a separate process and captures what it printed;
+// temporary folders, files and the text a report operation writes.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstdint>
+#include <cstdio>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -27,8 +32,7 @@ constexpr uint32_t kMinusOneExitCode = 255;
 #endif
 
 // Runs `program` with `args` in the folder `workDir`; standard input is empty.
-ProcessResult RunProcess(const std::string& program, const std::vector<std::string>& args,
-                         const std::string& workDir);
+ProcessResult RunProcess(const std::string& program, const std::vector<std::string>& args, const std::string& workDir);
 
 // Runs the tool of this build (build/kestrand, or kestrand.exe of a Windows build).
 ProcessResult RunKestrandBinary(const std::vector<std::string>& args, const std::string& workDir);
@@ -37,7 +41,10 @@ ProcessResult RunKestrandBinary(const std::vector<std::string>& args, const std:
 class TempDir {
  public:
   TempDir();
-  ~TempDir();
+  ~TempDir() {
+    std::error_code ec;
+    if (!path_.empty()) std::filesystem::remove_all(path_, ec);
+  }
   TempDir(const TempDir&) = delete;
   TempDir& operator=(const TempDir&) = delete;
   const std::string& Path() const { return path_; }
@@ -52,5 +59,38 @@ std::string ReadFileBytes(const std::string& path);
 std::string ReadFileText(const std::string& path);
 bool FileExists(const std::string& path);
 void WriteFileBytes(const std::string& path, const std::string& bytes);
+
+// The bytes `print(stream)` wrote to a temporary file.
+template <class Print>
+std::string CaptureText(Print print) {
+  std::string bytes;
+  FILE* stream = std::tmpfile();
+  EXPECT_NE(stream, nullptr) << "no temporary file";
+  if (!stream) return bytes;
+  print(stream);
+  std::rewind(stream);  // flushes it too
+  for (int c; (c = std::fgetc(stream)) != EOF;) bytes += static_cast<char>(c);
+  std::fclose(stream);
+  return bytes;
+}
+
+// The lines of `text`, without their line ends.
+inline std::vector<std::string> SplitLines(const std::string& text) {
+  std::vector<std::string> lines;
+  for (size_t start = 0; start < text.size();) {
+    size_t end = text.find('\n', start);
+    if (end == std::string::npos) end = text.size();
+    lines.push_back(text.substr(start, end - start));
+    start = end + 1;
+  }
+  return lines;
+}
+
+// How often `part` occurs in `text`.
+inline size_t CountOf(const std::string& text, const std::string& part) {
+  size_t n = 0;
+  for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++n;
+  return n;
+}
 
 }  // namespace kestrand::test
