@@ -34,11 +34,12 @@ struct StoredAttribute {
 size_t ReadAttribute(std::string_view bytes, size_t at, StoredAttribute& attribute) {
   uint32_t lengths[2];
   std::memcpy(lengths, bytes.data() + at, ATTRIBUTE_HEAD);
-  at += ATTRIBUTE_HEAD;
-  attribute.Written = bytes.substr(at, size_t{lengths[0]} + lengths[1] + 4);
-  attribute.Name = attribute.Written.substr(1, lengths[0]);
-  attribute.Value = attribute.Written.substr(size_t{lengths[0]} + 3, lengths[1]);
-  return at + attribute.Written.size();
+  const char* written = bytes.data() + at + ATTRIBUTE_HEAD;
+  const size_t size = size_t{lengths[0]} + lengths[1] + 4;
+  attribute.Written = std::string_view(written, size);
+  attribute.Name = std::string_view(written + 1, lengths[0]);
+  attribute.Value = std::string_view(written + lengths[0] + 3, lengths[1]);
+  return at + ATTRIBUTE_HEAD + size;
 }
 
 }  // namespace
