@@ -468,12 +468,13 @@ CAttributeAdder& CAttributeAdder::Wide(const char* name, const char16_t* value) 
   return *this;
 }
 
-template <typename Narrow, typename WideForm>
-CAttributeAdder& CAttributeAdder::Formatted(const char* name, Narrow&& narrow, WideForm&& wide) {
+template <typename Narrow>
+CAttributeAdder& CAttributeAdder::Formatted(const char* name, Narrow&& narrow) {
   if (!bytes_) {
-    std::u16string text;
-    code_.Then([&] { return wide(text); });
-    return Wide(name, text);
+    if (code_.Failed()) return *this;
+    std::string text;
+    narrow(text);
+    return Text(name, text);
   }
   if (Open(name)) {
     narrow(*bytes_);
@@ -495,18 +496,15 @@ CAttributeAdder& CAttributeAdder::Number(const char* name, uint64_t value) {
 }
 
 CAttributeAdder& CAttributeAdder::Flags(const char* name, uint32_t value) {
-  return Formatted(name, [&](std::string& out) { AppendHex8(out, value); },
-                   [&](std::u16string& text) { return FormatHex(value, text); });
+  return Formatted(name, [&](std::string& out) { AppendHex8(out, value); });
 }
 
 CAttributeAdder& CAttributeAdder::Grouped(const char* name, uint64_t value) {
-  return Formatted(name, [&](std::string& out) { AppendGrouped(out, value); },
-                   [&](std::u16string& text) { return FormatGrouped(value, text); });
+  return Formatted(name, [&](std::string& out) { AppendGrouped(out, value); });
 }
 
 CAttributeAdder& CAttributeAdder::Guid(const char* name, const GUID& value) {
-  return Formatted(name, [&](std::string& out) { AppendGuid(out, value); },
-                   [&](std::u16string& text) { return FormatGuid(value, text); });
+  return Formatted(name, [&](std::string& out) { AppendGuid(out, value); });
 }
 
 }  // namespace kestrand

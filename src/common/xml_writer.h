@@ -267,10 +267,10 @@ class CAttributeAdder {
   bool Open(const char* name);
   // Appends ` name="value"`.
   CAttributeAdder& Put(const char* name, const char* value);
-  // A value that `narrow` appends to the bytes, or that `wide` (a formatter
-  // giving a code) stores as wide text for a node.
-  template <typename Narrow, typename WideForm>
-  CAttributeAdder& Formatted(const char* name, Narrow&& narrow, WideForm&& wide);
+  // A value that `narrow` appends to a narrow string: the bytes, or the
+  // value of a node's attribute.
+  template <typename Narrow>
+  CAttributeAdder& Formatted(const char* name, Narrow&& narrow);
   CAttributeAdder& Fail(uint32_t code) {
     code_.Keep(code);
     return *this;
