@@ -525,7 +525,7 @@ uint32_t CONFIG_WRAPPER::AddToReport(CKestrandTreeNode* node) const {
   const char* status = StatusWord(h.Status);
   add.Text("Status", status ? status : "Unknown");
   add.Text("Pack", h.PackName);
-  add.Wide("PackId", GuidText(h.PackId));
+  add.Guid("PackId", h.PackId);
   add.Flags("Flags", h.Flags);
   AddCountAttributes(add, "Active", h.ActiveSequence, h.ActiveCounts);
   AddCountAttributes(add, "Pending", h.PendingSequence, h.PendingCounts);
