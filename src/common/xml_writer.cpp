@@ -203,13 +203,18 @@ uint32_t CKestrandTreeNode::AddAttribute(std::string_view name, std::string_view
   try {
     const size_t needed = size + ATTRIBUTE_HEAD + name.size() + value.size() + 4;
     if (needed > text_.capacity()) text_.reserve(std::max({needed, ATTRIBUTE_RESERVE, 2 * text_.capacity()}));
+    text_.resize(needed);
     const uint32_t lengths[2] = {static_cast<uint32_t>(name.size()), static_cast<uint32_t>(value.size())};
-    text_.append(reinterpret_cast<const char*>(lengths), ATTRIBUTE_HEAD);
-    text_ += ' ';
-    text_ += name;
-    text_ += "=\"";
-    text_ += value;
-    text_ += '"';
+    char* at = text_.data() + size;
+    std::memcpy(at, lengths, ATTRIBUTE_HEAD);
+    at += ATTRIBUTE_HEAD;
+    *at++ = ' ';
+    std::memcpy(at, name.data(), name.size());
+    at += name.size();
+    *at++ = '=';
+    *at++ = '"';
+    if (!value.empty()) std::memcpy(at, value.data(), value.size());
+    at[value.size()] = '"';
   } catch (const std::bad_alloc&) {
     text_.resize(size);
     return ERROR_NOT_ENOUGH_MEMORY_CODE;
