@@ -263,7 +263,7 @@ NTSTATUS CDisk::ReadDisk(int64_t& offset, uint32_t length, void* buffer, uint32_
     // The handle stays invalid, so the next read tries to open again.
     if (status < 0) return status;
   }
-  return ThePlatform().ReadAt(readHandle_, offset, length, buffer, *transferred);
+  return ThePlatform().ReadAt(readHandle_, offset, length, buffer, transferred);
 }
 
 NTSTATUS CDisk::Open() {

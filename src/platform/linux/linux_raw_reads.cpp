@@ -179,11 +179,11 @@ NTSTATUS CLinuxPlatform::OpenFileForRead(const std::string& fileName, PlatformHa
 }
 
 NTSTATUS CLinuxPlatform::ReadAt(PlatformHandle handle, int64_t offset, uint32_t length, void* buffer,
-                               uint32_t& transferred) {
-  transferred = 0;
+                               uint32_t* transferred) {
+  if (transferred) *transferred = 0;
   const int fd = DescriptorOf(handle);
   if (fd < 0) return STATUS_INVALID_HANDLE_CODE;
-  return ReadAtOffset(fd, offset, length, buffer, &transferred);
+  return ReadAtOffset(fd, offset, length, buffer, transferred);
 }
 
 void CLinuxPlatform::CloseRead(PlatformHandle handle) { Forget(handle); }

@@ -61,8 +61,8 @@ NTSTATUS CWindowsPlatform::OpenFileForRead(const std::string& fileName, Platform
 }
 
 NTSTATUS CWindowsPlatform::ReadAt(PlatformHandle handle, int64_t offset, uint32_t length,
-                                  void* buffer, uint32_t& transferred) {
-  transferred = 0;
+                                  void* buffer, uint32_t* transferred) {
+  if (transferred) *transferred = 0;
   // An invalid handle would name the current process to the NT calls.
   if (handle == kInvalidHandle) return STATUS_INVALID_HANDLE_CODE;
   if (buffer == nullptr && length != 0) return STATUS_INVALID_PARAMETER_CODE;
@@ -71,7 +71,8 @@ NTSTATUS CWindowsPlatform::ReadAt(PlatformHandle handle, int64_t offset, uint32_
   byteOffset.QuadPart = offset;
   const NTSTATUS status =
       NtReadFile(ToHandle(handle), nullptr, nullptr, nullptr, &ioStatus, buffer, length, &byteOffset, nullptr);
-  if (status >= 0 && ioStatus.Information <= length) transferred = static_cast<uint32_t>(ioStatus.Information);
+  if (transferred && status >= 0 && ioStatus.Information <= length)
+    *transferred = static_cast<uint32_t>(ioStatus.Information);
   return status;
 }
 
