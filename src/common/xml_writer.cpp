@@ -2,10 +2,12 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <algorithm>
 #include <cstring>
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <unordered_map>
 
 #include "common/formatters.h"
@@ -16,36 +18,41 @@ namespace kestrand {
 
 namespace {
 
-// A heap copy from the C runtime; nullptr when no memory.
-char* CopyText(const char* text) {
-  size_t size = std::strlen(text) + 1;
-  char* copy = static_cast<char*>(std::malloc(size));
-  if (copy) std::memcpy(copy, text, size);
-  return copy;
+// Before each stored attribute: the lengths of its name and its value.
+constexpr size_t ATTRIBUTE_HEAD = 2 * sizeof(uint32_t);
+// What a node's string holds before its first attribute grows to at once,
+// so that a node with a few attributes grows it once or twice.
+constexpr size_t ATTRIBUTE_RESERVE = 192;
+
+struct StoredAttribute {
+  std::string_view Name;
+  std::string_view Value;
+  std::string_view Written;  // ` name="value"`
+};
+
+// The attribute stored at `at` in `bytes`; returns where the next one is.
+size_t ReadAttribute(std::string_view bytes, size_t at, StoredAttribute& attribute) {
+  uint32_t lengths[2];
+  std::memcpy(lengths, bytes.data() + at, ATTRIBUTE_HEAD);
+  const char* written = bytes.data() + at + ATTRIBUTE_HEAD;
+  const size_t size = size_t{lengths[0]} + lengths[1] + 4;
+  attribute.Written = std::string_view(written, size);
+  attribute.Name = std::string_view(written + 1, lengths[0]);
+  attribute.Value = std::string_view(written + lengths[0] + 3, lengths[1]);
+  return at + ATTRIBUTE_HEAD + size;
 }
 
 }  // namespace
 
-CKestrandAttribute* CKestrandAttribute::Create(const char* name, const char* value) {
-  CKestrandAttribute* attribute = new CKestrandAttribute();
-  attribute->Name = CopyText(name);
-  attribute->Value = CopyText(value);
-  if (!attribute->Name || !attribute->Value) {
-    delete attribute;
-    return nullptr;
-  }
-  return attribute;
-}
-
-CKestrandAttribute::~CKestrandAttribute() {
-  std::free(Name);
-  std::free(Value);
-}
-
 CKestrandTreeNode::CKestrandTreeNode(const char* name) {
   if (!name) return;
-  name_ = CopyText(name);
-  if (!name_) PrintWide(stderr, u"%s\n", u"CKestrandTreeNode::CKestrandTreeNode() : Failed allocating string");
+  try {
+    text_.assign(name, std::strlen(name) + 1);
+    named_ = true;
+    attributesAt_ = static_cast<uint32_t>(text_.size());
+  } catch (const std::bad_alloc&) {
+    PrintWide(stderr, u"%s\n", u"CKestrandTreeNode::CKestrandTreeNode() : Failed allocating string");
+  }
 }
 
 CKestrandTreeNode::~CKestrandTreeNode() {
@@ -56,8 +63,6 @@ CKestrandTreeNode::~CKestrandTreeNode() {
     child = next;
   }
   delete detached_;
-  delete attributes_;
-  std::free(name_);
 }
 
 CKestrandTreeNode* CKestrandTreeNode::AddChild(const char* name) {
@@ -182,20 +187,60 @@ uint32_t CKestrandTreeNode::Detach() {
   return 0;
 }
 
-void CKestrandTreeNode::AppendAttribute(CKestrandAttribute* attribute) {
-  if (target_) {
-    delete attribute;
-    return;
+uint32_t CKestrandTreeNode::AddAttribute(std::string_view name, std::string_view value) {
+  if (name.size() > UINT32_MAX || value.size() > UINT32_MAX || text_.size() > UINT32_MAX)
+    return ERROR_NOT_ENOUGH_MEMORY_CODE;
+  // Text of this node's own (its name, a value) moves when the string grows.
+  const std::less<const char*> before;
+  auto inside = [&](std::string_view text) {
+    return !text.empty() && !before(text.data(), text_.data()) && before(text.data(), text_.data() + text_.size());
+  };
+  if (inside(name) || inside(value)) {
+    const std::string nameCopy(name), valueCopy(value);
+    return AddAttribute(nameCopy, valueCopy);
   }
-  if (!attributes_) attributes_ = new CPtrList<CKestrandAttribute>(true);
-  attributes_->Append(attribute);
+  const size_t size = text_.size();
+  try {
+    const size_t needed = size + ATTRIBUTE_HEAD + name.size() + value.size() + 4;
+    if (needed > text_.capacity()) text_.reserve(std::max({needed, ATTRIBUTE_RESERVE, 2 * text_.capacity()}));
+    text_.resize(needed);
+    const uint32_t lengths[2] = {static_cast<uint32_t>(name.size()), static_cast<uint32_t>(value.size())};
+    char* at = text_.data() + size;
+    std::memcpy(at, lengths, ATTRIBUTE_HEAD);
+    at += ATTRIBUTE_HEAD;
+    *at++ = ' ';
+    std::memcpy(at, name.data(), name.size());
+    at += name.size();
+    *at++ = '=';
+    *at++ = '"';
+    if (!value.empty()) std::memcpy(at, value.data(), value.size());
+    at[value.size()] = '"';
+  } catch (const std::bad_alloc&) {
+    text_.resize(size);
+    return ERROR_NOT_ENOUGH_MEMORY_CODE;
+  }
+  return 0;
 }
 
-const char* CKestrandTreeNode::AttributeValue(const char* name) const {
-  if (!Attributes() || !name) return nullptr;
-  for (CPtrListIterator<CKestrandAttribute> it(*Attributes()); !it.AtEnd(); it.Advance())
-    if (std::strcmp(it.Current()->Name, name) == 0) return it.Current()->Value;
-  return nullptr;
+std::optional<std::string_view> CKestrandTreeNode::AttributeValue(std::string_view name) const {
+  const std::string_view bytes = AttributeBytes();
+  StoredAttribute attribute;
+  for (size_t at = 0; at < bytes.size();) {
+    at = ReadAttribute(bytes, at, attribute);
+    if (attribute.Name == name) return attribute.Value;
+  }
+  return std::nullopt;
+}
+
+uint32_t CKestrandTreeNode::CopyAttributes(const CKestrandTreeNode* from) {
+  if (target_ || !from || text_.size() != attributesAt_) return ERROR_INVALID_PARAMETER_CODE;
+  try {
+    text_ += from->AttributeBytes();
+  } catch (const std::bad_alloc&) {
+    text_.resize(attributesAt_);
+    return ERROR_NOT_ENOUGH_MEMORY_CODE;
+  }
+  return 0;
 }
 
 CKestrandTreeNode* CKestrandTreeNode::FindChild(const char* name) const {
@@ -208,12 +253,10 @@ CKestrandTreeNode* CKestrandTreeNode::FindChild(const char* name) const {
 uint32_t CKestrandXMLWriter::NewAttribute(CKestrandTreeNode* node, const char* name, const char* value) {
   if (!node || !name || node->Target()) return ERROR_INVALID_PARAMETER_CODE;
   if (!value) value = "(null)";
-  if (std::strchr(name, ' ')) return ERROR_INVALID_PARAMETER_CODE;
-  if (node->AttributeValue(name)) return ERROR_INVALID_PARAMETER_CODE;
-  CKestrandAttribute* attribute = CKestrandAttribute::Create(name, value);
-  if (!attribute) return ERROR_NOT_ENOUGH_MEMORY_CODE;
-  node->AppendAttribute(attribute);
-  return 0;
+  const std::string_view nameText(name);
+  if (nameText.find(' ') != std::string_view::npos) return ERROR_INVALID_PARAMETER_CODE;
+  if (node->AttributeValue(nameText)) return ERROR_INVALID_PARAMETER_CODE;
+  return node->AddAttribute(nameText, value);
 }
 
 uint32_t CKestrandXMLWriter::NewAttribute(CKestrandTreeNode* node, const char* name, const std::string& value) {
@@ -292,9 +335,24 @@ uint32_t CKestrandXMLWriter::WriteString(const char* text) {
 }
 
 uint32_t CKestrandXMLWriter::PutAttributes(const CKestrandTreeNode* node) {
-  if (!node->Attributes()) return 0;
-  for (CPtrListIterator<CKestrandAttribute> it(*node->Attributes()); !it.AtEnd(); it.Advance()) {
-    const char* pieces[] = {" ", it.Current()->Name, "=\"", it.Current()->Value, "\""};
+  const std::string_view bytes = node->AttributeBytes();
+  StoredAttribute attribute;
+  for (size_t at = 0; at < bytes.size();) {
+    at = ReadAttribute(bytes, at, attribute);
+    if (memory_) {
+      memory_->append(attribute.Written);
+      continue;
+    }
+    if (block_.size() + attribute.Written.size() <= XML_WRITE_BLOCK_SIZE) {
+      if (block_.capacity() < XML_WRITE_BLOCK_SIZE) block_.reserve(XML_WRITE_BLOCK_SIZE);
+      block_ += attribute.Written;
+      lastPiece_ = "\"";
+      continue;
+    }
+    // The block is sent within this attribute: piece by piece, so that a
+    // refused block names the piece it names for the pieces one by one.
+    const std::string name(attribute.Name), value(attribute.Value);
+    const char* pieces[] = {" ", name.c_str(), "=\"", value.c_str(), "\""};
     for (const char* piece : pieces) {
       uint32_t code = Put(piece);
       if (code != 0) return code;
@@ -415,12 +473,13 @@ CAttributeAdder& CAttributeAdder::Wide(const char* name, const char16_t* value) 
   return *this;
 }
 
-template <typename Narrow, typename WideForm>
-CAttributeAdder& CAttributeAdder::Formatted(const char* name, Narrow&& narrow, WideForm&& wide) {
+template <typename Narrow>
+CAttributeAdder& CAttributeAdder::Formatted(const char* name, Narrow&& narrow) {
   if (!bytes_) {
-    std::u16string text;
-    code_.Then([&] { return wide(text); });
-    return Wide(name, text);
+    if (code_.Failed()) return *this;
+    std::string text;
+    narrow(text);
+    return Text(name, text);
   }
   if (Open(name)) {
     narrow(*bytes_);
@@ -442,18 +501,15 @@ CAttributeAdder& CAttributeAdder::Number(const char* name, uint64_t value) {
 }
 
 CAttributeAdder& CAttributeAdder::Flags(const char* name, uint32_t value) {
-  return Formatted(name, [&](std::string& out) { AppendHex8(out, value); },
-                   [&](std::u16string& text) { return FormatHex(value, text); });
+  return Formatted(name, [&](std::string& out) { AppendHex8(out, value); });
 }
 
 CAttributeAdder& CAttributeAdder::Grouped(const char* name, uint64_t value) {
-  return Formatted(name, [&](std::string& out) { AppendGrouped(out, value); },
-                   [&](std::u16string& text) { return FormatGrouped(value, text); });
+  return Formatted(name, [&](std::string& out) { AppendGrouped(out, value); });
 }
 
 CAttributeAdder& CAttributeAdder::Guid(const char* name, const GUID& value) {
-  return Formatted(name, [&](std::string& out) { AppendGuid(out, value); },
-                   [&](std::u16string& text) { return FormatGuid(value, text); });
+  return Formatted(name, [&](std::string& out) { AppendGuid(out, value); });
 }
 
 }  // namespace kestrand

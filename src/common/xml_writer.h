@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -18,22 +19,10 @@
 
 namespace kestrand {
 
-// One attribute: owned heap copies of a narrow name and a narrow value.
-struct CKestrandAttribute {
-  char* Name = nullptr;
-  char* Value = nullptr;
-
-  // nullptr when a copy cannot be allocated.
-  static CKestrandAttribute* Create(const char* name, const char* value);
-  ~CKestrandAttribute();
-  CKestrandAttribute(const CKestrandAttribute&) = delete;
-  CKestrandAttribute& operator=(const CKestrandAttribute&) = delete;
-
- private:
-  CKestrandAttribute() = default;
-};
-
-// A node owns its children. Only a root (a node that was never added as a
+// A node owns its children and keeps its name and attributes in one string:
+// the name, then each attribute as the bytes the writer writes for it
+// (` name="value"`) behind their two lengths, so that adding an attribute
+// allocates nothing but that string's growth. Only a root (a node that was never added as a
 // child) is destroyed by its creator; destroying it frees the whole tree.
 //
 // A reference is a node that shows another node, its target: it reads and is
@@ -81,13 +70,13 @@ class CKestrandTreeNode {
   // fragment's memory instead.
   const CKestrandTreeNode* AddFragment(std::string_view bytes);
 
-  // Appends an attribute (taken over); the checks on names are the XML
-  // writer's (CKestrandXMLWriter::NewAttribute). A reference takes none: the
-  // attribute is freed.
-  void AppendAttribute(CKestrandAttribute* attribute);
-  // The value of the attribute named `name` (case-sensitive); nullptr when
-  // the node has none.
-  const char* AttributeValue(const char* name) const;
+  // The value of the attribute named `name` (case-sensitive); none when the
+  // node has no such attribute. The view lasts until the next attribute is
+  // added to the node.
+  std::optional<std::string_view> AttributeValue(std::string_view name) const;
+  // Gives this node, which must have no attributes yet and be no reference
+  // (87 otherwise), the attributes of `from` (a reference's: its target's).
+  uint32_t CopyAttributes(const CKestrandTreeNode* from);
   // The first child named `name`; nullptr when there is none.
   CKestrandTreeNode* FindChild(const char* name) const;
 
@@ -95,11 +84,10 @@ class CKestrandTreeNode {
   CKestrandTreeNode* NextSibling() const { return nextSibling_; }
   // The last child; none for a reference.
   CKestrandTreeNode* LastChild() const { return target_ ? nullptr : lastChild_; }
-  // These three are the target's for a reference.
+  // These are the target's for a reference.
   CKestrandTreeNode* FirstChild() const { return Shown()->firstChild_; }
-  const char* Name() const { return Shown()->name_; }
-  // nullptr until the first attribute is added.
-  const CPtrList<CKestrandAttribute>* Attributes() const { return Shown()->attributes_; }
+  // Lasts until the next attribute is added to the node.
+  const char* Name() const { return Shown()->named_ ? Shown()->text_.c_str() : nullptr; }
   // The node a reference shows; none for an ordinary node.
   const CKestrandTreeNode* Target() const { return target_; }
   // The written bytes a fragment stands for (a reference's target's); none
@@ -116,12 +104,23 @@ class CKestrandTreeNode {
   }
   // Links `child` as the last child.
   void LinkChild(CKestrandTreeNode* child);
+  // The attributes' stored bytes (a reference's: its target's).
+  std::string_view AttributeBytes() const {
+    const CKestrandTreeNode* shown = Shown();
+    return std::string_view(shown->text_).substr(shown->attributesAt_);
+  }
+  // Appends one attribute; the checks are the writer's.
+  uint32_t AddAttribute(std::string_view name, std::string_view value);
 
   CKestrandTreeNode* parent_ = nullptr;
   CKestrandTreeNode* firstChild_ = nullptr;
   CKestrandTreeNode* nextSibling_ = nullptr;
-  char* name_ = nullptr;
-  CPtrList<CKestrandAttribute>* attributes_ = nullptr;
+  // The name and its terminating zero when named_, then the attributes from
+  // attributesAt_, each as ATTRIBUTE_HEAD (name length, value length, 32 bits
+  // each) and the bytes ` name="value"`.
+  std::string text_;
+  uint32_t attributesAt_ = 0;
+  bool named_ = false;
   CKestrandTreeNode* lastChild_ = nullptr;
   // Children detached from this node and nodes it holds; owned until this
   // node is destroyed.
@@ -268,10 +267,10 @@ class CAttributeAdder {
   bool Open(const char* name);
   // Appends ` name="value"`.
   CAttributeAdder& Put(const char* name, const char* value);
-  // A value that `narrow` appends to the bytes, or that `wide` (a formatter
-  // giving a code) stores as wide text for a node.
-  template <typename Narrow, typename WideForm>
-  CAttributeAdder& Formatted(const char* name, Narrow&& narrow, WideForm&& wide);
+  // A value that `narrow` appends to a narrow string: the bytes, or the
+  // value of a node's attribute.
+  template <typename Narrow>
+  CAttributeAdder& Formatted(const char* name, Narrow&& narrow);
   CAttributeAdder& Fail(uint32_t code) {
     code_.Keep(code);
     return *this;

@@ -254,13 +254,16 @@ uint32_t CLdmFileDisk::Initialize(const char* fileName, CKestrand* owner) {
 // database file. The read handle is opened by the first read and kept until
 // the disk object is destroyed; nothing here ever writes.
 
-NTSTATUS CDisk::ReadDisk(int64_t& offset, uint32_t length, void* buffer) {
+NTSTATUS CDisk::ReadDisk(int64_t& offset, uint32_t length, void* buffer, uint32_t* transferred) {
+  uint32_t placed = 0;
+  if (!transferred) transferred = &placed;
+  *transferred = 0;
   if (readHandle_ == kInvalidHandle) {
     NTSTATUS status = Open();
     // The handle stays invalid, so the next read tries to open again.
     if (status < 0) return status;
   }
-  return ThePlatform().ReadAt(readHandle_, offset, length, buffer);
+  return ThePlatform().ReadAt(readHandle_, offset, length, buffer, transferred);
 }
 
 NTSTATUS CDisk::Open() {

@@ -34,8 +34,9 @@ class CDisk {
   uint32_t Reset();
 
   // Sector source: reads `length` bytes at byte `offset` into `buffer`,
-  // opening the read handle on first use. Returns the platform's NTSTATUS.
-  NTSTATUS ReadDisk(int64_t& offset, uint32_t length, void* buffer);
+  // opening the read handle on first use. Returns the platform's NTSTATUS;
+  // `transferred`, when given, is how many bytes a successful read placed.
+  NTSTATUS ReadDisk(int64_t& offset, uint32_t length, void* buffer, uint32_t* transferred = nullptr);
   // Opens the read handle: the whole-disk device of the disk number.
   virtual NTSTATUS Open();
 

@@ -54,12 +54,8 @@ uint32_t AddDisks(CPtrList<CDisk>& disks, const DiskSections& sections, CKestran
     CKestrandTreeNode* diskNode = section->LastChild();
     const CKestrandTreeNode* children = diskNode->CollapseChildren();
     CKestrandTreeNode* again = holder->HoldNode(diskNode->Name());
-    if (diskNode->Attributes())
-      for (CPtrListIterator<CKestrandAttribute> attribute(*diskNode->Attributes()); !attribute.AtEnd();
-           attribute.Advance()) {
-        code = CKestrandXMLWriter::NewAttribute(again, attribute.Current()->Name, attribute.Current()->Value);
-        if (code != 0) return code;
-      }
+    code = again->CopyAttributes(diskNode);
+    if (code != 0) return code;
     for (const CKestrandTreeNode* child = children; child; child = child->NextSibling())
       if (!again->AddReference(child)) return ERROR_NOT_ENOUGH_MEMORY_CODE;
     shown[disk] = again;

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <new>
 
+#include "common/formatters.h"
 #include "common/text_format.h"
 #include "ldm/ldm_database.h"
 #include "ldm/record_report.h"
@@ -459,7 +460,9 @@ uint32_t AddBlockList(CKestrandTreeNode* parent, const CONFIG_HEADER& header) {
     const BLOCK_ENTRY& entry = header.BlockTable[i];
     // Blocks without a group are listed too: the header blocks show next block 0.
     if (entry.FragmentSize > kLargestListedFragment) continue;
-    CKestrandTreeNode* block = AddDisplayedChild(list, "Block", FormatNarrow("Block %u", i + 1), "3", code);
+    std::string caption = "Block ";
+    AppendDecimal(caption, i + 1);
+    CKestrandTreeNode* block = AddDisplayedChild(list, "Block", caption, "3", code);
     if (!block) return code;
     CAttributeAdder add(block);
     add.Number("NextBlockNumber", entry.NextBlock);
@@ -522,7 +525,7 @@ uint32_t CONFIG_WRAPPER::AddToReport(CKestrandTreeNode* node) const {
   const char* status = StatusWord(h.Status);
   add.Text("Status", status ? status : "Unknown");
   add.Text("Pack", h.PackName);
-  add.Wide("PackId", GuidText(h.PackId));
+  add.Guid("PackId", h.PackId);
   add.Flags("Flags", h.Flags);
   AddCountAttributes(add, "Active", h.ActiveSequence, h.ActiveCounts);
   AddCountAttributes(add, "Pending", h.PendingSequence, h.PendingCounts);

@@ -15,9 +15,10 @@ namespace kestrand {
 namespace {
 
 // Every area is read into one buffer that lives from read to read: a fresh
-// zeroed 758,272 bytes for each disk cost more than decoding them. It is
-// cleared before each read, so a short read leaves zeros past its end as a
-// new buffer would; one larger than a real area is given back once decoded.
+// zeroed 758,272 bytes for each disk cost more than decoding them. What a
+// read did not fill is cleared after it, so a short read leaves zeros past
+// its end as a new buffer would; one larger than a real area is given back
+// once decoded.
 struct AREA_BUFFER {
   std::unique_ptr<uint8_t[], CFreeDeleter> Data;
   size_t Capacity = 0;
@@ -36,13 +37,12 @@ struct LAST_AREA {
 };
 thread_local LAST_AREA lastArea;
 
-uint8_t* ClearedAreaBuffer(size_t size) {
+uint8_t* AreaBufferOf(size_t size) {
   if (size > areaBuffer.Capacity) {
     areaBuffer.Data.reset(static_cast<uint8_t*>(std::malloc(size)));
     areaBuffer.Capacity = areaBuffer.Data ? size : 0;
     if (!areaBuffer.Data) return nullptr;
   }
-  std::memset(areaBuffer.Data.get(), 0, size);
   return areaBuffer.Data.get();
 }
 
@@ -58,7 +58,8 @@ bool CONFIG_WRAPPER::ReadArea(CDisk* disk, uint32_t size, uint32_t& code) {
   code = 0;
   ByteCount = 0;
   // One spare byte keeps the buffer from being asked for nothing.
-  uint8_t* bytes = ClearedAreaBuffer(static_cast<size_t>(size) + 1);
+  const size_t bufferSize = static_cast<size_t>(size) + 1;
+  uint8_t* bytes = AreaBufferOf(bufferSize);
   Bytes = bytes;
   if (!bytes) {
     code = ERROR_NOT_ENOUGH_MEMORY_CODE;
@@ -67,7 +68,11 @@ bool CONFIG_WRAPPER::ReadArea(CDisk* disk, uint32_t size, uint32_t& code) {
   ByteCount = size;
   int64_t readOffset = static_cast<int64_t>(Offset);
   ReadAttempted = true;
-  ReadStatus = disk->ReadDisk(readOffset, size, bytes);
+  uint32_t transferred = 0;
+  ReadStatus = disk->ReadDisk(readOffset, size, bytes, &transferred);
+  // A failed read is not decoded; its buffer is cleared whole.
+  const size_t filled = ReadStatus < 0 || transferred > size ? 0 : transferred;
+  std::memset(bytes + filled, 0, bufferSize - filled);
   if (ReadStatus < 0) {
     PrintReadFailure(ReadStatus, disk->DiskNumber(), u"CONFIG_WRAPPER::Initialize()",
                      u"Call to NtReadFile() failed. 7");

@@ -74,10 +74,12 @@ class CPlatform {
   // Raw reading. The whole-disk device of a disk number, or a database file
   // named on the command line. Reads return the NTSTATUS a Windows reader
   // would see; a short read with success leaves the rest of the buffer as it
-  // was.
+  // was. `transferred`, when given, is how many bytes a successful read
+  // placed at the start of the buffer.
   virtual NTSTATUS OpenDiskForRead(uint32_t diskNumber, PlatformHandle& handle) = 0;
   virtual NTSTATUS OpenFileForRead(const std::string& fileName, PlatformHandle& handle) = 0;
-  virtual NTSTATUS ReadAt(PlatformHandle handle, int64_t offset, uint32_t length, void* buffer) = 0;
+  virtual NTSTATUS ReadAt(PlatformHandle handle, int64_t offset, uint32_t length, void* buffer,
+                          uint32_t* transferred) = 0;
   virtual void CloseRead(PlatformHandle handle) = 0;
 
   // Volumes with their mount paths, in the platform's order. Returns 0 or

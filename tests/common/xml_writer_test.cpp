@@ -42,7 +42,6 @@ TEST(XmlWriter, DocumentAndAttributeRules) {
   EXPECT_EQ(W::NewAttribute(&node, "Disk Size", "1"), 87u);
   EXPECT_EQ(W::NewAttributeW(&node, nullptr, u"1"), 87u);
   EXPECT_EQ(W::SetElementDisplay(&node, "Disk 0", nullptr), 87u);
-  EXPECT_EQ(node.Attributes(), nullptr);
   EXPECT_EQ(W::SetElementDisplay(&node, "Disk 0", "13"), 0u);
   EXPECT_EQ(W::SetElementDisplay(&node, "Disk 1", "4"), 87u);
   EXPECT_EQ(W::NewAttribute(&node, "Tab\tName", "2"), 0u);
@@ -136,7 +135,6 @@ TEST(XmlWriter, CollapsedBranchesReferencesAndBlocksKeepTheBytes) {
   EXPECT_EQ(collapsed.FindChild("Disk"), disk);  // the held node is no child
   EXPECT_EQ(reference->AddChild("Extra"), nullptr);
   EXPECT_EQ(W::NewAttribute(reference, "Extra", "1"), 87u);
-  reference->AppendAttribute(CKestrandAttribute::Create("Direct", "1"));  // freed, not added
   EXPECT_EQ(held->Detach(), 87u);
   EXPECT_EQ(reference->Detach(), 0u);
   EXPECT_EQ(Written(again), "<Again />");

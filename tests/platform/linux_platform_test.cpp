@@ -200,23 +200,23 @@ TEST(FileReadTest, ReadsInsideAcrossAndBeyondTheEndAndRefusesTheRest) {
   PlatformHandle handle = kInvalidHandle, other = kInvalidHandle;
   ASSERT_EQ(platform.OpenFileForRead(tree.File("ldm.bin"), handle), 0);
   std::vector<uint8_t> buffer(512, 0xCC);
-  ASSERT_EQ(platform.ReadAt(handle, 900, 512, buffer.data()), 0);  // transfers 100 bytes
+  ASSERT_EQ(platform.ReadAt(handle, 900, 512, buffer.data(), nullptr), 0);  // transfers 100 bytes
   EXPECT_EQ(buffer[0], static_cast<uint8_t>(900 * 7));
   EXPECT_EQ(buffer[99], static_cast<uint8_t>(999 * 7));
   EXPECT_EQ(buffer[100], 0xCC);
-  EXPECT_EQ(platform.ReadAt(handle, 1000, 512, buffer.data()), STATUS_END_OF_FILE_CODE);
-  EXPECT_EQ(platform.ReadAt(handle, int64_t{1} << 40, 512, buffer.data()), STATUS_END_OF_FILE_CODE);
-  EXPECT_EQ(platform.ReadAt(handle, -512, 512, buffer.data()), STATUS_INVALID_PARAMETER_CODE);
-  EXPECT_EQ(platform.ReadAt(handle, INT64_MAX - 100, 512, buffer.data()), STATUS_INVALID_PARAMETER_CODE);
+  EXPECT_EQ(platform.ReadAt(handle, 1000, 512, buffer.data(), nullptr), STATUS_END_OF_FILE_CODE);
+  EXPECT_EQ(platform.ReadAt(handle, int64_t{1} << 40, 512, buffer.data(), nullptr), STATUS_END_OF_FILE_CODE);
+  EXPECT_EQ(platform.ReadAt(handle, -512, 512, buffer.data(), nullptr), STATUS_INVALID_PARAMETER_CODE);
+  EXPECT_EQ(platform.ReadAt(handle, INT64_MAX - 100, 512, buffer.data(), nullptr), STATUS_INVALID_PARAMETER_CODE);
   platform.CloseRead(handle);
 
   EXPECT_EQ(platform.OpenFileForRead(tree.File("missing.bin"), other), STATUS_OBJECT_NAME_NOT_FOUND_CODE);
   EXPECT_EQ(platform.OpenFileForRead(tree.File("ldm.bin/below"), other), STATUS_OBJECT_PATH_NOT_FOUND_CODE);
   EXPECT_EQ(platform.OpenFileForRead(tree.Path(), other), STATUS_FILE_IS_A_DIRECTORY_CODE);
   EXPECT_EQ(other, kInvalidHandle);
-  EXPECT_EQ(platform.ReadAt(handle, 0, 1, buffer.data()), STATUS_INVALID_HANDLE_CODE);  // closed
-  EXPECT_EQ(platform.ReadAt(kInvalidHandle, 0, 1, buffer.data()), STATUS_INVALID_HANDLE_CODE);
-  EXPECT_EQ(platform.ReadAt(0, 0, 1, buffer.data()), STATUS_INVALID_HANDLE_CODE);  // stdin was never ours
+  EXPECT_EQ(platform.ReadAt(handle, 0, 1, buffer.data(), nullptr), STATUS_INVALID_HANDLE_CODE);  // closed
+  EXPECT_EQ(platform.ReadAt(kInvalidHandle, 0, 1, buffer.data(), nullptr), STATUS_INVALID_HANDLE_CODE);
+  EXPECT_EQ(platform.ReadAt(0, 0, 1, buffer.data(), nullptr), STATUS_INVALID_HANDLE_CODE);  // stdin was never ours
   if (geteuid() == 0) return;  // root reads every file
   tree.Write("secret.bin", "x");
   fs::permissions(tree.File("secret.bin"), fs::perms::none);

@@ -195,12 +195,12 @@ class CImagePlatform : public CPlatform {
     const bool opened = Open(fileName, memory != MemoryFiles.end() ? memory->second : MemoryImage{}, -1, false, handle);
     return opened ? STATUS_SUCCESS_CODE : STATUS_OBJECT_NAME_NOT_FOUND_CODE;
   }
-  NTSTATUS ReadAt(PlatformHandle handle, int64_t offset, uint32_t length, void* buffer) override {
+  NTSTATUS ReadAt(PlatformHandle handle, int64_t offset, uint32_t length, void* buffer, uint32_t* placed) override {
     OpenImage* image = Find(handle);
     if (image == nullptr) return STATUS_INVALID_HANDLE_CODE;
     if (image->DiskIndex >= 0 && Disks[static_cast<size_t>(image->DiskIndex)].RawReadStatus != 0)
       return Disks[static_cast<size_t>(image->DiskIndex)].RawReadStatus;
-    return ReadImage(*image, offset, length, buffer);
+    return ReadImage(*image, offset, length, buffer, placed);
   }
   void CloseRead(PlatformHandle handle) override { handles_.erase(handle); }
 
@@ -249,17 +249,19 @@ class CImagePlatform : public CPlatform {
     const std::streamoff size = image.Stream->tellg();
     return size > 0 ? static_cast<int64_t>(size) : 0;
   }
-  NTSTATUS ReadImage(OpenImage& image, int64_t offset, uint32_t length, void* buffer) {
+  NTSTATUS ReadImage(OpenImage& image, int64_t offset, uint32_t length, void* buffer, uint32_t* placed = nullptr) {
     if (offset < 0) return STATUS_INVALID_PARAMETER_CODE;
     if (offset >= SizeOf(image)) return STATUS_END_OF_FILE_CODE;
     if (!image.Stream) {  // like a file: a short transfer across the end
       const uint64_t available = image.Memory.Size - static_cast<uint64_t>(offset);
       std::memcpy(buffer, image.Memory.Data + offset, available < length ? available : length);
+      if (placed) *placed = static_cast<uint32_t>(available < length ? available : length);
       return STATUS_SUCCESS_CODE;
     }
     image.Stream->clear();
     image.Stream->seekg(static_cast<std::streamoff>(offset));
     image.Stream->read(static_cast<char*>(buffer), static_cast<std::streamsize>(length));
+    if (placed) *placed = static_cast<uint32_t>(image.Stream->gcount());
     return image.Stream->gcount() > 0 ? STATUS_SUCCESS_CODE : STATUS_IO_DEVICE_ERROR_CODE;
   }
 

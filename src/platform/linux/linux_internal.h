@@ -53,7 +53,7 @@ NTSTATUS NtStatusFromErrno(int error);
 // end of the file or device. A read that starts at or beyond the end gives
 // STATUS_END_OF_FILE; one that runs past the end transfers what there is and
 // succeeds, leaving the rest of the buffer as it was.
-NTSTATUS ReadAtOffset(int fd, int64_t offset, uint32_t length, void* buffer);
+NTSTATUS ReadAtOffset(int fd, int64_t offset, uint32_t length, void* buffer, uint32_t* transferred = nullptr);
 
 // ---- the mount table of <proc>/self/mountinfo (linux_volumes.cpp)
 

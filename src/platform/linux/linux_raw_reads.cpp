@@ -147,11 +147,14 @@ void CLinuxPlatform::Forget(PlatformHandle handle) {
 
 // ---- positioned reads
 
-NTSTATUS ReadAtOffset(int fd, int64_t offset, uint32_t length, void* buffer) {
+NTSTATUS ReadAtOffset(int fd, int64_t offset, uint32_t length, void* buffer, uint32_t* transferred) {
+  uint32_t placed = 0;
+  if (!transferred) transferred = &placed;
+  *transferred = 0;
   if (offset < 0 || offset > INT64_MAX - int64_t{length} || (buffer == nullptr && length != 0))
     return STATUS_INVALID_PARAMETER_CODE;
   auto* bytes = static_cast<uint8_t*>(buffer);
-  uint32_t done = 0;
+  uint32_t& done = *transferred;
   while (done < length) {
     const ssize_t got = pread(fd, bytes + done, length - done, static_cast<off_t>(offset + done));
     if (got < 0 && errno == EINTR) continue;
@@ -175,10 +178,12 @@ NTSTATUS CLinuxPlatform::OpenFileForRead(const std::string& fileName, PlatformHa
   return NtStatusFromErrno(OpenReadOnly(fileName, handle));
 }
 
-NTSTATUS CLinuxPlatform::ReadAt(PlatformHandle handle, int64_t offset, uint32_t length, void* buffer) {
+NTSTATUS CLinuxPlatform::ReadAt(PlatformHandle handle, int64_t offset, uint32_t length, void* buffer,
+                               uint32_t* transferred) {
+  if (transferred) *transferred = 0;
   const int fd = DescriptorOf(handle);
   if (fd < 0) return STATUS_INVALID_HANDLE_CODE;
-  return ReadAtOffset(fd, offset, length, buffer);
+  return ReadAtOffset(fd, offset, length, buffer, transferred);
 }
 
 void CLinuxPlatform::CloseRead(PlatformHandle handle) { Forget(handle); }

@@ -29,7 +29,8 @@ class CWindowsPlatform : public CPlatform {
 
   NTSTATUS OpenDiskForRead(uint32_t diskNumber, PlatformHandle& handle) override;
   NTSTATUS OpenFileForRead(const std::string& fileName, PlatformHandle& handle) override;
-  NTSTATUS ReadAt(PlatformHandle handle, int64_t offset, uint32_t length, void* buffer) override;
+  NTSTATUS ReadAt(PlatformHandle handle, int64_t offset, uint32_t length, void* buffer,
+                  uint32_t* transferred) override;
   void CloseRead(PlatformHandle handle) override;
 
   WIN32_ERROR ListVolumes(std::vector<VolumeMounts>& out) override;

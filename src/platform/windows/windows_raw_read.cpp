@@ -61,15 +61,19 @@ NTSTATUS CWindowsPlatform::OpenFileForRead(const std::string& fileName, Platform
 }
 
 NTSTATUS CWindowsPlatform::ReadAt(PlatformHandle handle, int64_t offset, uint32_t length,
-                                  void* buffer) {
+                                  void* buffer, uint32_t* transferred) {
+  if (transferred) *transferred = 0;
   // An invalid handle would name the current process to the NT calls.
   if (handle == kInvalidHandle) return STATUS_INVALID_HANDLE_CODE;
   if (buffer == nullptr && length != 0) return STATUS_INVALID_PARAMETER_CODE;
   IO_STATUS_BLOCK ioStatus{};
   LARGE_INTEGER byteOffset{};
   byteOffset.QuadPart = offset;
-  return NtReadFile(ToHandle(handle), nullptr, nullptr, nullptr, &ioStatus, buffer, length,
-                    &byteOffset, nullptr);
+  const NTSTATUS status =
+      NtReadFile(ToHandle(handle), nullptr, nullptr, nullptr, &ioStatus, buffer, length, &byteOffset, nullptr);
+  if (transferred && status >= 0 && ioStatus.Information <= length)
+    *transferred = static_cast<uint32_t>(ioStatus.Information);
+  return status;
 }
 
 void CWindowsPlatform::CloseRead(PlatformHandle handle) {
