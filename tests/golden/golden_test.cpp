@@ -271,10 +271,10 @@ const AreaDamage kAreaDamages[] = {
                                                .PlexRecordId = 6, .DiskRecordId = 0x3'0000'0009, .ColumnNumber = 2,
                                                .DetachSequence = 5, .Minor = 1, .HiddenSectors = -63,
                                                .LastDiskRecordId = 0x1'0000'0000}));
-       config.AddRecord(6, BuildSubdiskRecord({.RecordId = 43, .Name = "Disk1-02", .Flags = 0x9000, .ColumnNumber = 1,
-                                               .DetachSequence = 2, .LastDiskRecordId = 7}));
+       config.AddRecord(6, BuildSubdiskRecord({.RecordId = 43, .Name = "Disk1-02", .Flags = 0x9200, .ColumnNumber = 1,
+                                               .DetachSequence = 2, .HiddenSectors = 0, .LastDiskRecordId = 7}));
        config.AddRecord(5, BuildDiskRecord({.RecordId = 9, .Revision = 4, .DiskId = guid, .LastDiskSetId = guid,
-                                            .PersistentFlags = 0x80000060}));
+                                            .DeviceInstance = u"SCSI\x80", .PersistentFlags = 0x80000060}));
      }},
 };
 
@@ -468,6 +468,17 @@ TEST_F(GoldenHost, FailingQueriesAndDamagedTables) {
   Add(CDiskImageBuilder(uint64_t{64} << 20).WriteGpt(tooMany), 1);
 
   Add(CDiskImageBuilder(uint64_t{64} << 20).WriteGpt(TwoPartitions()).FlipByte(512 + 40), 0);  // in the primary header
+  // A chain of 129 extended boot records: the first 128 are followed.
+  CDiskImageBuilder chain(kDiskBytes);
+  chain.WriteMbr({}, 0x0e0e0e0e).WriteExtendedPartition(0, 2048, std::vector<LogicalPartition>(129, {0x07, 1}), 1);
+  Add(chain, 17);
+  // Entries of one sector, ending in the last sector, ending past it, ending before they start.
+  GptOptions edges = TwoPartitions();
+  edges.Partitions.resize(1);
+  for (const auto& [first, last] : {std::pair{40000ull, 40000ull}, {131000ull, 131071ull}, {131000ull, 131072ull},
+                                    {40001ull, 40000ull}})
+    edges.Partitions.push_back({kGptTypeBasicData, PartitionGuid('9'), first, last, 0, u"Edge"});
+  Add(CDiskImageBuilder(uint64_t{64} << 20).WriteGpt(edges), 18);
   // Smaller than one sector, and smaller than two (the GPT header would be cut).
   Add(CDiskImageBuilder(100), 14);
   Add(CDiskImageBuilder(700).WriteGpt(TwoPartitions()), 15);
