@@ -107,6 +107,14 @@ TEST(HostAnswers, MediaTypeNamesAndMountPointDeviceNames) {
                                                        {0x80000000u, u"Unknown"}};
   for (const auto& [type, name] : media) EXPECT_EQ(MediaTypeName(type), name) << type;
 
+  // The query for a dynamic volume: the offset and length of its unique id
+  // at 8 and 12, then "DMIO:ID:" and the volume GUID as held in memory.
+  const MountPointRequest request =
+      BuildMountPointRequest({0x04030201, 0x0605, 0x0807, {9, 10, 11, 12, 13, 14, 15, 16}});
+  EXPECT_EQ(std::string(request.begin(), request.end()),
+            std::string(8, '\0') + std::string("\x18\0\0\0\x18\0", 6) + std::string(10, '\0') + "DMIO:ID:" +
+                "\x01\x02\x03\x04\x05\x06\x07\x08\x09\x0a\x0b\x0c\x0d\x0e\x0f\x10");
+
   // Size, count, then the first entry: its device name's offset and length.
   uint8_t answer[48] = {48, 0, 0, 0, 1};
   answer[24] = 40;

@@ -394,7 +394,7 @@ class GoldenHost : public ::testing::Test {
   ImageDisk& Add(const CDiskImageBuilder& image, uint32_t number) {
     const std::string path = images_.File("disk" + std::to_string(number) + ".img");
     EXPECT_TRUE(image.WriteToFile(path));
-    platform_.Disks.reserve(16);  // the references handed out stay valid
+    platform_.Disks.reserve(32);  // the references handed out stay valid
     return platform_.AddImage(path, number);
   }
 
@@ -529,6 +529,14 @@ TEST_F(GoldenHost, TwoPacks) {
   Add(MbrDynamic(PackArea("PackB", idB, kSecond, 0, 63), 0xb1), 1);
   Add(MbrDynamic(PackArea("PackA", idA, kFirst, 1, 63), 0xa2), 2);
   Add(MbrDynamic(PackArea("PackB", idB, kSecond, 1, 63), 0xb2), 3);
+  // A pack of one disk whose alternate table of contents cannot be read: the
+  // disk is not ready for the analysis.
+  const std::vector<PackDisk> diskF{{0x403, "Disk1", "5e1f0000-0000-4000-8000-0000000000f1"}};
+  const LdmAreaImage packF = PackArea("PackF", "5e1f0000-0000-4000-8000-00000000000f", diskF, 0, 63);
+  ImageDisk& tocUnread = Add(MbrDynamic(packF, 0xf1), 4);
+  tocUnread.RawReadStatus = static_cast<NTSTATUS>(0xC000009C);
+  tocUnread.FailFrom = uint64_t{kAreaSector} * 512 + packF.AlternateTocOffset();
+  tocUnread.FailTo = tocUnread.FailFrom + 512;
   Run("host/two-packs-analysis", {"-a", "-f", "report.xml"});
 }
 

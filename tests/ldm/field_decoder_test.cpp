@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -11,6 +12,7 @@
 #include <tuple>
 #include <vector>
 
+#include "analysis/consistency_tests.h"
 #include "common/text_format.h"
 #include "support/ldm_builder.h"
 
@@ -141,6 +143,12 @@ TEST(FieldDecoderTest, FixedNumbersAreBigEndianAndConsecutive) {
   EXPECT_EQ(DecodeFields(kFixed, &cut, bytes.data(), 14), nullptr);
   EXPECT_EQ(std::tuple(cut.Long, cut.Quad), std::tuple(0x89ABCDEFu, 0u));
   EXPECT_EQ(DecodeFields(kFixed, 0, &cut, bytes.data(), 0), bytes.data());  // no rows
+
+  // The private header's checksum adds every byte of its sector but its own four, and none past the sector.
+  std::vector<uint8_t> sector(513, 1);
+  std::fill_n(sector.begin() + 8, 4, 0xFF);
+  sector[512] = 0xFF;
+  EXPECT_EQ(PrivateHeaderByteSum(sector.data(), 512), 508u);
 }
 
 TEST(FieldDecoderTest, HandWrittenRowsCannotOverrunTheirMember) {

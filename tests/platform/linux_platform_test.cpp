@@ -149,6 +149,10 @@ TEST_F(DiskListingTest, OpenedDeviceAnswersWithItsPositionAndTable) {
   }
   platform.CloseRead(raw);
   platform.CloseRead(file);
+  // Closed when given back; a descriptor that never was the platform's stays open.
+  EXPECT_EQ(fcntl(static_cast<int>(raw), F_GETFD), -1);
+  platform.CloseRead(static_cast<PlatformHandle>(input));
+  EXPECT_NE(fcntl(input, F_GETFD), -1);
   dup2(input, 0);
   close(input);
   EXPECT_EQ(platform.GetDeviceNumber(handle, number), 0u);

@@ -50,7 +50,8 @@ struct ImageDisk {
   // Injected failures: 0 (success) unless set.
   WIN32_ERROR OpenError = 0, DeviceNumberError = 0, GeometryError = 0, AlignmentError = 0, LayoutError = 0;
   WIN32_ERROR PartitionInfoError = 0;
-  NTSTATUS RawReadStatus = 0;  // every raw read fails with this
+  NTSTATUS RawReadStatus = 0;  // every raw read that touches [FailFrom, FailTo) fails with this
+  uint64_t FailFrom = 0, FailTo = UINT64_MAX;
 };
 
 class CImagePlatform : public CPlatform {
@@ -198,8 +199,10 @@ class CImagePlatform : public CPlatform {
   NTSTATUS ReadAt(PlatformHandle handle, int64_t offset, uint32_t length, void* buffer) override {
     OpenImage* image = Find(handle);
     if (image == nullptr) return STATUS_INVALID_HANDLE_CODE;
-    if (image->DiskIndex >= 0 && Disks[static_cast<size_t>(image->DiskIndex)].RawReadStatus != 0)
-      return Disks[static_cast<size_t>(image->DiskIndex)].RawReadStatus;
+    const ImageDisk* disk = image->DiskIndex >= 0 ? &Disks[static_cast<size_t>(image->DiskIndex)] : nullptr;
+    if (disk && disk->RawReadStatus != 0 && static_cast<uint64_t>(offset) + length > disk->FailFrom &&
+        static_cast<uint64_t>(offset) < disk->FailTo)
+      return disk->RawReadStatus;
     return ReadImage(*image, offset, length, buffer);
   }
   void CloseRead(PlatformHandle handle) override { handles_.erase(handle); }
