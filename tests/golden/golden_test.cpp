@@ -509,7 +509,8 @@ TEST_F(GoldenHost, OnePackWithAMissingDisk) {
   CDiskImageBuilder basic(kDiskBytes);
   basic.WriteMbr({MbrSlot{0x07, true, 2048, 4096}, MbrSlot{}, MbrSlot{}, MbrSlot{}}, 0x0badcafe);
   Add(basic.WriteExtendedPartition(1, 8192, {LogicalPartition{0x07, 1024}, LogicalPartition{0x0b, 2048}}), 1);
-  Add(GptDynamic(PackArea(pack, packId, disks, 1, 2082), "11111111-2222-3333-4444-555555555555"), 2);
+  Add(GptDynamic(PackArea(pack, packId, disks, 1, 2082), "11111111-2222-3333-4444-555555555555"), 2)
+      .RewritePartitions = true;
   Add(CDiskImageBuilder(kDiskBytes).WriteMbr({MbrSlot{}, MbrSlot{}, MbrSlot{}, MbrSlot{}}, 0x12345678), 3);
   Run("host/one-pack", {});
   Run("host/one-pack-analysis", {"-a", "-f", "report.xml"});
@@ -530,13 +531,15 @@ TEST_F(GoldenHost, TwoPacks) {
   Add(MbrDynamic(PackArea("PackA", idA, kFirst, 1, 63), 0xa2), 2);
   Add(MbrDynamic(PackArea("PackB", idB, kSecond, 1, 63), 0xb2), 3);
   // A pack of one disk whose alternate table of contents cannot be read: the
-  // disk is not ready for the analysis.
-  const std::vector<PackDisk> diskF{{0x403, "Disk1", "5e1f0000-0000-4000-8000-0000000000f1"}};
+  // disk is not ready for the analysis, so its disk id, the one of PackA's
+  // first disk, is no second copy.
+  const std::vector<PackDisk> diskF{{0x403, "Disk1", kFirst[0].IdText}};
   const LdmAreaImage packF = PackArea("PackF", "5e1f0000-0000-4000-8000-00000000000f", diskF, 0, 63);
   ImageDisk& tocUnread = Add(MbrDynamic(packF, 0xf1), 4);
   tocUnread.RawReadStatus = static_cast<NTSTATUS>(0xC000009C);
   tocUnread.FailFrom = uint64_t{kAreaSector} * 512 + packF.AlternateTocOffset();
   tocUnread.FailTo = tocUnread.FailFrom + 512;
+  tocUnread.RewritePartitions = true;
   Run("host/two-packs-analysis", {"-a", "-f", "report.xml"});
 }
 

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <fstream>
@@ -52,6 +53,7 @@ struct ImageDisk {
   WIN32_ERROR PartitionInfoError = 0;
   NTSTATUS RawReadStatus = 0;  // every raw read that touches [FailFrom, FailTo) fails with this
   uint64_t FailFrom = 0, FailTo = UINT64_MAX;
+  bool RewritePartitions = false;  // the layout marks every entry to be rewritten
 };
 
 class CImagePlatform : public CPlatform {
@@ -174,6 +176,8 @@ class CImagePlatform : public CPlatform {
     const ImageDisk* disk = DeviceDisk(device, &ImageDisk::LayoutError, error);
     std::vector<uint8_t> layout;
     if (disk == nullptr || (error = ReadDriveLayout(SourceOf(device, *disk), layout)) != 0) return error;
+    for (size_t at = DRIVE_LAYOUT_HEAD_BYTES; disk->RewritePartitions && at + 144 <= layout.size(); at += 144)
+      layout[at + offsetof(PARTITION_INFORMATION_EX, RewritePartition)] = 1;
     return CopyDriveLayout(layout, buffer, size);
   }
   WIN32_ERROR GetPartitionInfo(PlatformHandle device, PARTITION_INFORMATION_EX& info) override {
