@@ -214,6 +214,9 @@ const AreaDamage kAreaDamages[] = {
     // Two regions at one offset keep their order.
     {"toc-regions-at-one-offset", [](auto& a, auto&) { a.Toc.Second.ExtentOffset = 17; }},
     {"toc-entry-past-sector", [](auto& a, auto&) { a.Toc.First.DataLength = 500; }},
+    // Two regions of no known kind, the second one's head ending with the sector.
+    {"toc-entries-fill-the-sector",
+     [](auto& a, auto&) { a.Toc = {"TOCBLOCK", {"journal", 0, 17, 1481, 420}, {"old", 0, 1498, 224, 0}}; }},
     {"toc-config-outside-area", [](auto& a, auto&) { a.Toc.First.ExtentOffset = 5000; }},
     {"vmdb-bad-magic", [](auto& a, auto& config) {
        a.Config = config.Build();
