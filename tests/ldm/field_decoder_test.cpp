@@ -1,5 +1,6 @@
 // The field decoder: every field kind with its bounds, the chain of optional
-// groups, and the field forms read directly: GUID text and file time.
+// groups, and the field forms read directly: GUID text and file time; the
+// private header's checksum and the GPT's CRC.
 #include "ldm/field_decoder.h"
 
 #include <gtest/gtest.h>
@@ -14,6 +15,7 @@
 
 #include "analysis/consistency_tests.h"
 #include "common/text_format.h"
+#include "partition/table_bytes.h"
 #include "support/ldm_builder.h"
 
 namespace kestrand {
@@ -149,6 +151,8 @@ TEST(FieldDecoderTest, FixedNumbersAreBigEndianAndConsecutive) {
   std::fill_n(sector.begin() + 8, 4, 0xFF);
   sector[512] = 0xFF;
   EXPECT_EQ(PrivateHeaderByteSum(sector.data(), 512), 508u);
+  // The GPT's CRC-32 (the builders use it too): its standard check value.
+  EXPECT_EQ(Crc32("123456789", 9), 0xCBF43926u);
 }
 
 TEST(FieldDecoderTest, HandWrittenRowsCannotOverrunTheirMember) {
