@@ -94,6 +94,8 @@ TEST(TextFormat, AnsiUtf8AndUtf16Conversions) {
   EXPECT_EQ(Utf16ToUtf8(wide), narrow);
   EXPECT_EQ(Utf8ToUtf16(narrow), wide);
   EXPECT_EQ(Utf16ToUtf8(u"\U0001F600\U0001F600\uFFFD"), "\xf0\x9f\x98\x80\xf0\x9f\x98\x80\xef\xbf\xbd");
+  // Lone surrogates, a high one last.
+  EXPECT_EQ(Utf16ToUtf8(u"\xDC00|\xD800x|\xD800"), "\xef\xbf\xbd|\xef\xbf\xbdx|\xef\xbf\xbd");
   // Surrogates, overlong forms, values past U+10FFFF, bad and cut sequences:
   // one replacement each; the last values on either side of them stay.
   EXPECT_EQ(Utf8ToUtf16("\xed\xa0\x80|\xed\xbf\xbf|\xe0\x9f\xbf|\xf4\x90\x80\x80|\xc1\x81|\xc3(|"
