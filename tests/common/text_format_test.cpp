@@ -144,6 +144,8 @@ TEST(HostAnswers, MediaTypeNamesAndMountPointDeviceNames) {
   EXPECT_EQ(value.Assign(3, "a\0", 2), STATUS_UNSUCCESSFUL_CODE);
   EXPECT_EQ(value.Assign(REG_SZ_TYPE, nullptr, 2), STATUS_INVALID_PARAMETER_CODE);
   EXPECT_EQ(value.Text(), u"ab");
+  EXPECT_EQ(value.Assign(REG_SZ_TYPE, nullptr, 0), 0);  // an empty value
+  EXPECT_EQ(value.Text(), u"");
 }
 
 }  // namespace

@@ -161,6 +161,8 @@ TEST(FieldDecoderTest, HandWrittenRowsCannotOverrunTheirMember) {
   const FIELD_DESC wrongWidth[] = {{FIELD_U32, 8, 4, kFixed[2].Member}};
   const FIELD_DESC wideBound[] = {{FIELD_VAR_U32, 16, 0, kVarLong[0].Member}};
   const FIELD_DESC unknownKind[] = {{99, 4, 4, kFixed[2].Member}};
+  const FIELD_DESC noRoomForTheEnd[] = {{FIELD_BYTES, 5, 5, kBytes[0].Member}};
+  EXPECT_EQ(DecodeFields(noRoomForTheEnd, &s, bytes.data(), 5), nullptr);
   EXPECT_EQ(DecodeFields(wrongWidth, &s, bytes.data(), 5), nullptr);
   EXPECT_EQ(DecodeFields(wideBound, &s, bytes.data(), 5), nullptr);
   EXPECT_EQ(DecodeFields(unknownKind, &s, bytes.data(), 5), nullptr);
