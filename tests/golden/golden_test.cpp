@@ -529,6 +529,9 @@ const std::string idA = "5e1f0000-0000-4000-8000-00000000000a", idB = "5e1f0000-
 
 // The analysis picks one of two packs as the primary.
 TEST_F(GoldenHost, TwoPacks) {
+  // Drive letters at both ends of the alphabet.
+  platform_.Letters.insert({{u'A', {u"\\Device\\Floppy0", 2}}, {u'Z', {u"\\Device\\LanmanRedirector", 4}}});
+  platform_.LetterFailures.clear();
   Add(MbrDynamic(PackArea("PackA", idA, kFirst, 0, 63), 0xa1), 0);
   Add(MbrDynamic(PackArea("PackB", idB, kSecond, 0, 63), 0xb1), 1);
   Add(MbrDynamic(PackArea("PackA", idA, kFirst, 1, 63), 0xa2), 2);
