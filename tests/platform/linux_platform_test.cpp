@@ -108,6 +108,8 @@ class DiskListingTest : public ::testing::Test {
 TEST_F(DiskListingTest, TheReportOfTheFixtureHost) {
   tree_.Write("proc/self/mountinfo",
               "27 1 254:1 / / rw - ext4 /dev/vda1 rw\n29 27 8:0 / /boot rw - ext4 /dev/sda rw\n");
+  AddBlock(tree_, "sde", "8:64", "100");
+  tree_.Write("dev/sde", "");  // an empty file in place of a disk
   CLinuxPlatform platform = Platform();
   ScopedPlatform installed(platform);
   const char* argv[] = {"kestrand"};
