@@ -475,9 +475,11 @@ TEST_F(GoldenHost, FailingQueriesAndDamagedTables) {
   CDiskImageBuilder chain(kDiskBytes);
   chain.WriteMbr({}, 0x0e0e0e0e).WriteExtendedPartition(0, 2048, std::vector<LogicalPartition>(129, {0x07, 1}), 1);
   Add(chain, 17);
-  // Entries of one sector, ending in the last sector, ending past it, ending before they start.
+  // Entries of one sector, ending in the last sector, ending past it, ending
+  // before they start; a name of all 36 characters.
   GptOptions edges = TwoPartitions();
   edges.Partitions.resize(1);
+  edges.Partitions[0].Name = u"Thirty-six characters, no terminator";
   for (const auto& [first, last] : {std::pair{40000ull, 40000ull}, {131000ull, 131071ull}, {131000ull, 131072ull},
                                     {40001ull, 40000ull}})
     edges.Partitions.push_back({kGptTypeBasicData, PartitionGuid('9'), first, last, 0, u"Edge"});
