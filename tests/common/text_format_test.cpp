@@ -94,6 +94,8 @@ TEST(TextFormat, AnsiUtf8AndUtf16Conversions) {
   EXPECT_EQ(Utf16ToUtf8(wide), narrow);
   EXPECT_EQ(Utf8ToUtf16(narrow), wide);
   EXPECT_EQ(Utf16ToUtf8(u"\U0001F600\U0001F600\uFFFD"), "\xf0\x9f\x98\x80\xf0\x9f\x98\x80\xef\xbf\xbd");
+  // Lone surrogates, a high one last.
+  EXPECT_EQ(Utf16ToUtf8(u"\xDC00|\xD800x|\xD800"), "\xef\xbf\xbd|\xef\xbf\xbdx|\xef\xbf\xbd");
   // Surrogates, overlong forms, values past U+10FFFF, bad and cut sequences:
   // one replacement each; the last values on either side of them stay.
   EXPECT_EQ(Utf8ToUtf16("\xed\xa0\x80|\xed\xbf\xbf|\xe0\x9f\xbf|\xf4\x90\x80\x80|\xc1\x81|\xc3(|"
@@ -106,6 +108,14 @@ TEST(HostAnswers, MediaTypeNamesAndMountPointDeviceNames) {
                                                        {12, u"Fixed"},   {25, u"Floppy"},    {26, u"Unknown"},
                                                        {0x80000000u, u"Unknown"}};
   for (const auto& [type, name] : media) EXPECT_EQ(MediaTypeName(type), name) << type;
+
+  // The query for a dynamic volume: the offset and length of its unique id
+  // at 8 and 12, then "DMIO:ID:" and the volume GUID as held in memory.
+  const MountPointRequest request =
+      BuildMountPointRequest({0x04030201, 0x0605, 0x0807, {9, 10, 11, 12, 13, 14, 15, 16}});
+  EXPECT_EQ(std::string(request.begin(), request.end()),
+            std::string(8, '\0') + std::string("\x18\0\0\0\x18\0", 6) + std::string(10, '\0') + "DMIO:ID:" +
+                "\x01\x02\x03\x04\x05\x06\x07\x08\x09\x0a\x0b\x0c\x0d\x0e\x0f\x10");
 
   // Size, count, then the first entry: its device name's offset and length.
   uint8_t answer[48] = {48, 0, 0, 0, 1};
@@ -134,6 +144,8 @@ TEST(HostAnswers, MediaTypeNamesAndMountPointDeviceNames) {
   EXPECT_EQ(value.Assign(3, "a\0", 2), STATUS_UNSUCCESSFUL_CODE);
   EXPECT_EQ(value.Assign(REG_SZ_TYPE, nullptr, 2), STATUS_INVALID_PARAMETER_CODE);
   EXPECT_EQ(value.Text(), u"ab");
+  EXPECT_EQ(value.Assign(REG_SZ_TYPE, nullptr, 0), 0);  // an empty value
+  EXPECT_EQ(value.Text(), u"");
 }
 
 }  // namespace

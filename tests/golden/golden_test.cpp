@@ -214,6 +214,9 @@ const AreaDamage kAreaDamages[] = {
     // Two regions at one offset keep their order.
     {"toc-regions-at-one-offset", [](auto& a, auto&) { a.Toc.Second.ExtentOffset = 17; }},
     {"toc-entry-past-sector", [](auto& a, auto&) { a.Toc.First.DataLength = 500; }},
+    // Two regions of no known kind, the second one's head ending with the sector.
+    {"toc-entries-fill-the-sector",
+     [](auto& a, auto&) { a.Toc = {"TOCBLOCK", {"journal", 0, 17, 1481, 420}, {"old", 0, 1498, 224, 0}}; }},
     {"toc-config-outside-area", [](auto& a, auto&) { a.Toc.First.ExtentOffset = 5000; }},
     {"vmdb-bad-magic", [](auto& a, auto& config) {
        a.Config = config.Build();
@@ -271,10 +274,10 @@ const AreaDamage kAreaDamages[] = {
                                                .PlexRecordId = 6, .DiskRecordId = 0x3'0000'0009, .ColumnNumber = 2,
                                                .DetachSequence = 5, .Minor = 1, .HiddenSectors = -63,
                                                .LastDiskRecordId = 0x1'0000'0000}));
-       config.AddRecord(6, BuildSubdiskRecord({.RecordId = 43, .Name = "Disk1-02", .Flags = 0x9000, .ColumnNumber = 1,
-                                               .DetachSequence = 2, .LastDiskRecordId = 7}));
+       config.AddRecord(6, BuildSubdiskRecord({.RecordId = 43, .Name = "Disk1-02", .Flags = 0x9200, .ColumnNumber = 1,
+                                               .DetachSequence = 2, .HiddenSectors = 0, .LastDiskRecordId = 7}));
        config.AddRecord(5, BuildDiskRecord({.RecordId = 9, .Revision = 4, .DiskId = guid, .LastDiskSetId = guid,
-                                            .PersistentFlags = 0x80000060}));
+                                            .DeviceInstance = u"SCSI\x80", .PersistentFlags = 0x80000060}));
      }},
 };
 
@@ -394,7 +397,7 @@ class GoldenHost : public ::testing::Test {
   ImageDisk& Add(const CDiskImageBuilder& image, uint32_t number) {
     const std::string path = images_.File("disk" + std::to_string(number) + ".img");
     EXPECT_TRUE(image.WriteToFile(path));
-    platform_.Disks.reserve(16);  // the references handed out stay valid
+    platform_.Disks.reserve(32);  // the references handed out stay valid
     return platform_.AddImage(path, number);
   }
 
@@ -468,6 +471,19 @@ TEST_F(GoldenHost, FailingQueriesAndDamagedTables) {
   Add(CDiskImageBuilder(uint64_t{64} << 20).WriteGpt(tooMany), 1);
 
   Add(CDiskImageBuilder(uint64_t{64} << 20).WriteGpt(TwoPartitions()).FlipByte(512 + 40), 0);  // in the primary header
+  // A chain of 129 extended boot records: the first 128 are followed.
+  CDiskImageBuilder chain(kDiskBytes);
+  chain.WriteMbr({}, 0x0e0e0e0e).WriteExtendedPartition(0, 2048, std::vector<LogicalPartition>(129, {0x07, 1}), 1);
+  Add(chain, 17);
+  // Entries of one sector, ending in the last sector, ending past it, ending
+  // before they start; a name of all 36 characters.
+  GptOptions edges = TwoPartitions();
+  edges.Partitions.resize(1);
+  edges.Partitions[0].Name = u"Thirty-six characters, no terminator";
+  for (const auto& [first, last] : {std::pair{40000ull, 40000ull}, {131000ull, 131071ull}, {131000ull, 131072ull},
+                                    {40001ull, 40000ull}})
+    edges.Partitions.push_back({kGptTypeBasicData, PartitionGuid('9'), first, last, 0, u"Edge"});
+  Add(CDiskImageBuilder(uint64_t{64} << 20).WriteGpt(edges), 18);
   // Smaller than one sector, and smaller than two (the GPT header would be cut).
   Add(CDiskImageBuilder(100), 14);
   Add(CDiskImageBuilder(700).WriteGpt(TwoPartitions()), 15);
@@ -498,7 +514,8 @@ TEST_F(GoldenHost, OnePackWithAMissingDisk) {
   CDiskImageBuilder basic(kDiskBytes);
   basic.WriteMbr({MbrSlot{0x07, true, 2048, 4096}, MbrSlot{}, MbrSlot{}, MbrSlot{}}, 0x0badcafe);
   Add(basic.WriteExtendedPartition(1, 8192, {LogicalPartition{0x07, 1024}, LogicalPartition{0x0b, 2048}}), 1);
-  Add(GptDynamic(PackArea(pack, packId, disks, 1, 2082), "11111111-2222-3333-4444-555555555555"), 2);
+  Add(GptDynamic(PackArea(pack, packId, disks, 1, 2082), "11111111-2222-3333-4444-555555555555"), 2)
+      .RewritePartitions = true;
   Add(CDiskImageBuilder(kDiskBytes).WriteMbr({MbrSlot{}, MbrSlot{}, MbrSlot{}, MbrSlot{}}, 0x12345678), 3);
   Run("host/one-pack", {});
   Run("host/one-pack-analysis", {"-a", "-f", "report.xml"});
@@ -514,10 +531,23 @@ const std::string idA = "5e1f0000-0000-4000-8000-00000000000a", idB = "5e1f0000-
 
 // The analysis picks one of two packs as the primary.
 TEST_F(GoldenHost, TwoPacks) {
+  // Drive letters at both ends of the alphabet.
+  platform_.Letters.insert({{u'A', {u"\\Device\\Floppy0", 2}}, {u'Z', {u"\\Device\\LanmanRedirector", 4}}});
+  platform_.LetterFailures.clear();
   Add(MbrDynamic(PackArea("PackA", idA, kFirst, 0, 63), 0xa1), 0);
   Add(MbrDynamic(PackArea("PackB", idB, kSecond, 0, 63), 0xb1), 1);
   Add(MbrDynamic(PackArea("PackA", idA, kFirst, 1, 63), 0xa2), 2);
   Add(MbrDynamic(PackArea("PackB", idB, kSecond, 1, 63), 0xb2), 3);
+  // A pack of one disk whose alternate table of contents cannot be read: the
+  // disk is not ready for the analysis, so its disk id, the one of PackA's
+  // first disk, is no second copy.
+  const std::vector<PackDisk> diskF{{0x403, "Disk1", kFirst[0].IdText}};
+  const LdmAreaImage packF = PackArea("PackF", "5e1f0000-0000-4000-8000-00000000000f", diskF, 0, 63);
+  ImageDisk& tocUnread = Add(MbrDynamic(packF, 0xf1), 4);
+  tocUnread.RawReadStatus = static_cast<NTSTATUS>(0xC000009C);
+  tocUnread.FailFrom = uint64_t{kAreaSector} * 512 + packF.AlternateTocOffset();
+  tocUnread.FailTo = tocUnread.FailFrom + 512;
+  tocUnread.RewritePartitions = true;
   Run("host/two-packs-analysis", {"-a", "-f", "report.xml"});
 }
 

@@ -1,9 +1,11 @@
 // The field decoder: every field kind with its bounds, the chain of optional
-// groups, and the field forms read directly: GUID text and file time.
+// groups, and the field forms read directly: GUID text and file time; the
+// private header's checksum and the GPT's CRC.
 #include "ldm/field_decoder.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -11,7 +13,9 @@
 #include <tuple>
 #include <vector>
 
+#include "analysis/consistency_tests.h"
 #include "common/text_format.h"
+#include "partition/table_bytes.h"
 #include "support/ldm_builder.h"
 
 namespace kestrand {
@@ -141,6 +145,14 @@ TEST(FieldDecoderTest, FixedNumbersAreBigEndianAndConsecutive) {
   EXPECT_EQ(DecodeFields(kFixed, &cut, bytes.data(), 14), nullptr);
   EXPECT_EQ(std::tuple(cut.Long, cut.Quad), std::tuple(0x89ABCDEFu, 0u));
   EXPECT_EQ(DecodeFields(kFixed, 0, &cut, bytes.data(), 0), bytes.data());  // no rows
+
+  // The private header's checksum adds every byte of its sector but its own four, and none past the sector.
+  std::vector<uint8_t> sector(513, 1);
+  std::fill_n(sector.begin() + 8, 4, 0xFF);
+  sector[512] = 0xFF;
+  EXPECT_EQ(PrivateHeaderByteSum(sector.data(), 512), 508u);
+  // The GPT's CRC-32 (the builders use it too): its standard check value.
+  EXPECT_EQ(Crc32("123456789", 9), 0xCBF43926u);
 }
 
 TEST(FieldDecoderTest, HandWrittenRowsCannotOverrunTheirMember) {
@@ -149,6 +161,8 @@ TEST(FieldDecoderTest, HandWrittenRowsCannotOverrunTheirMember) {
   const FIELD_DESC wrongWidth[] = {{FIELD_U32, 8, 4, kFixed[2].Member}};
   const FIELD_DESC wideBound[] = {{FIELD_VAR_U32, 16, 0, kVarLong[0].Member}};
   const FIELD_DESC unknownKind[] = {{99, 4, 4, kFixed[2].Member}};
+  const FIELD_DESC noRoomForTheEnd[] = {{FIELD_BYTES, 5, 5, kBytes[0].Member}};
+  EXPECT_EQ(DecodeFields(noRoomForTheEnd, &s, bytes.data(), 5), nullptr);
   EXPECT_EQ(DecodeFields(wrongWidth, &s, bytes.data(), 5), nullptr);
   EXPECT_EQ(DecodeFields(wideBound, &s, bytes.data(), 5), nullptr);
   EXPECT_EQ(DecodeFields(unknownKind, &s, bytes.data(), 5), nullptr);

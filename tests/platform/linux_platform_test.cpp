@@ -108,6 +108,8 @@ class DiskListingTest : public ::testing::Test {
 TEST_F(DiskListingTest, TheReportOfTheFixtureHost) {
   tree_.Write("proc/self/mountinfo",
               "27 1 254:1 / / rw - ext4 /dev/vda1 rw\n29 27 8:0 / /boot rw - ext4 /dev/sda rw\n");
+  AddBlock(tree_, "sde", "8:64", "100");
+  tree_.Write("dev/sde", "");  // an empty file in place of a disk
   CLinuxPlatform platform = Platform();
   ScopedPlatform installed(platform);
   const char* argv[] = {"kestrand"};
@@ -149,6 +151,10 @@ TEST_F(DiskListingTest, OpenedDeviceAnswersWithItsPositionAndTable) {
   }
   platform.CloseRead(raw);
   platform.CloseRead(file);
+  // Closed when given back; a descriptor that never was the platform's stays open.
+  EXPECT_EQ(fcntl(static_cast<int>(raw), F_GETFD), -1);
+  platform.CloseRead(static_cast<PlatformHandle>(input));
+  EXPECT_NE(fcntl(input, F_GETFD), -1);
   dup2(input, 0);
   close(input);
   EXPECT_EQ(platform.GetDeviceNumber(handle, number), 0u);

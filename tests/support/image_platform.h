@@ -7,6 +7,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <fstream>
@@ -50,7 +51,9 @@ struct ImageDisk {
   // Injected failures: 0 (success) unless set.
   WIN32_ERROR OpenError = 0, DeviceNumberError = 0, GeometryError = 0, AlignmentError = 0, LayoutError = 0;
   WIN32_ERROR PartitionInfoError = 0;
-  NTSTATUS RawReadStatus = 0;  // every raw read fails with this
+  NTSTATUS RawReadStatus = 0;  // every raw read that touches [FailFrom, FailTo) fails with this
+  uint64_t FailFrom = 0, FailTo = UINT64_MAX;
+  bool RewritePartitions = false;  // the layout marks every entry to be rewritten
 };
 
 class CImagePlatform : public CPlatform {
@@ -173,6 +176,8 @@ class CImagePlatform : public CPlatform {
     const ImageDisk* disk = DeviceDisk(device, &ImageDisk::LayoutError, error);
     std::vector<uint8_t> layout;
     if (disk == nullptr || (error = ReadDriveLayout(SourceOf(device, *disk), layout)) != 0) return error;
+    for (size_t at = DRIVE_LAYOUT_HEAD_BYTES; disk->RewritePartitions && at + 144 <= layout.size(); at += 144)
+      layout[at + offsetof(PARTITION_INFORMATION_EX, RewritePartition)] = 1;
     return CopyDriveLayout(layout, buffer, size);
   }
   WIN32_ERROR GetPartitionInfo(PlatformHandle device, PARTITION_INFORMATION_EX& info) override {
@@ -198,8 +203,10 @@ class CImagePlatform : public CPlatform {
   NTSTATUS ReadAt(PlatformHandle handle, int64_t offset, uint32_t length, void* buffer, uint32_t* placed) override {
     OpenImage* image = Find(handle);
     if (image == nullptr) return STATUS_INVALID_HANDLE_CODE;
-    if (image->DiskIndex >= 0 && Disks[static_cast<size_t>(image->DiskIndex)].RawReadStatus != 0)
-      return Disks[static_cast<size_t>(image->DiskIndex)].RawReadStatus;
+    const ImageDisk* disk = image->DiskIndex >= 0 ? &Disks[static_cast<size_t>(image->DiskIndex)] : nullptr;
+    if (disk && disk->RawReadStatus != 0 && static_cast<uint64_t>(offset) + length > disk->FailFrom &&
+        static_cast<uint64_t>(offset) < disk->FailTo)
+      return disk->RawReadStatus;
     return ReadImage(*image, offset, length, buffer, placed);
   }
   void CloseRead(PlatformHandle handle) override { handles_.erase(handle); }
