@@ -484,6 +484,8 @@ TEST_F(GoldenHost, FailingQueriesAndDamagedTables) {
                                     {40001ull, 40000ull}})
     edges.Partitions.push_back({kGptTypeBasicData, PartitionGuid('9'), first, last, 0, u"Edge"});
   Add(CDiskImageBuilder(uint64_t{64} << 20).WriteGpt(edges), 18);
+  // Raw and past 2^32 sectors (2,900 GB).
+  Add(CDiskImageBuilder(uint64_t{2900} << 30), 20);
   // Smaller than one sector, and smaller than two (the GPT header would be cut).
   Add(CDiskImageBuilder(100), 14);
   Add(CDiskImageBuilder(700).WriteGpt(TwoPartitions()), 15);
@@ -534,6 +536,8 @@ TEST_F(GoldenHost, TwoPacks) {
   // Drive letters at both ends of the alphabet.
   platform_.Letters.insert({{u'A', {u"\\Device\\Floppy0", 2}}, {u'Z', {u"\\Device\\LanmanRedirector", 4}}});
   platform_.LetterFailures.clear();
+  platform_.ProductTypes = {1, 2};  // several product types and suites
+  platform_.SuiteMask = 0x0226;
   Add(MbrDynamic(PackArea("PackA", idA, kFirst, 0, 63), 0xa1), 0);
   Add(MbrDynamic(PackArea("PackB", idB, kSecond, 0, 63), 0xb1), 1);
   Add(MbrDynamic(PackArea("PackA", idA, kFirst, 1, 63), 0xa2), 2);
