@@ -234,6 +234,12 @@ const AreaDamage kAreaDamages[] = {
        config.Header.VersionMinor = 9;
        config.AddRecord(1, PackRecord());
      }},
+    // A disk record knows no record flag.
+    {"disk-record-with-a-flag", [](auto&, auto& config) {
+       config.AddRecord(1, PackRecord());
+       config.AddRecord(2, BuildDiskRecord({.Flags = 0x0800}));
+       config.AddRecord(3, VolumeRecord(0x421, "After"));
+     }},
     {"records-of-every-kind", [](auto&, auto& config) {
        config.AddRecord(1, BuildPackRecord({.Revision = 4, .Flags = 0x1800, .BaseMinor = 9}));
        config.AddRecord(2, BuildDiskRecord({.Revision = 4, .DeviceInstanceTwoByte = true}));
