@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <vector>
 
 #include "common/formatters.h"
 #include "common/text_format.h"
@@ -141,6 +142,14 @@ TEST(HostAnswers, MediaTypeNamesAndMountPointDeviceNames) {
   answer[4] = 1;
   EXPECT_EQ(ReadMountPointDeviceName(answer, 31, name), ERROR_INVALID_DATA_CODE);
   EXPECT_TRUE(name.empty());
+  // A name more than 64 KiB into the answer: its offset takes all four bytes.
+  std::vector<uint8_t> large(0x10100, 0);
+  large[4] = 1;
+  large[26] = 1;  // offset 0x10000
+  large[28] = 2;
+  large[0x10000] = 'Z';
+  EXPECT_EQ(ReadMountPointDeviceName(large.data(), large.size(), name), 0u);
+  EXPECT_EQ(name, u"Z");
 
   // The registry's primary pack id: its characters up to the first zero one,
   // an odd byte at the end left out; only a string value is taken.

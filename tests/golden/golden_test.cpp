@@ -552,7 +552,9 @@ TEST_F(GoldenHost, TwoPacks) {
   // first disk, is no second copy.
   const std::vector<PackDisk> diskF{{0x403, "Disk1", kFirst[0].IdText}};
   const LdmAreaImage packF = PackArea("PackF", "5e1f0000-0000-4000-8000-00000000000f", diskF, 0, 63);
-  ImageDisk& tocUnread = Add(MbrDynamic(packF, 0xf1), 4);
+  CDiskImageBuilder imageF = MbrDynamic(packF, 0xf1);  // its LDM partition in the second slot
+  imageF.WriteMbr({MbrSlot{}, MbrSlot{0x42, false, 63, kAreaSector - 63}, MbrSlot{}, MbrSlot{}}, 0xf1);
+  ImageDisk& tocUnread = Add(imageF, 4);
   tocUnread.RawReadStatus = static_cast<NTSTATUS>(0xC000009C);
   tocUnread.FailFrom = uint64_t{kAreaSector} * 512 + packF.AlternateTocOffset();
   tocUnread.FailTo = tocUnread.FailFrom + 512;
