@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <vector>
 
+#include "common/formatters.h"
 #include "common/text_format.h"
 #include "disk/disk_report.h"
 #include "platform/platform.h"
@@ -36,6 +38,11 @@ TEST(TextFormat, StringsWidthsAndSizes) {
   EXPECT_EQ(FormatNarrow("%zu|%ju|%tu|%Iu", big, big, big, big), "5000000000|5000000000|5000000000|5000000000");
   EXPECT_EQ(FormatNarrow("%Lu|%I32u", big, big), "705032704|705032704");
   EXPECT_EQ(FormatWide(u"%zu|%I64x|%lld", big, big, int64_t{-1}), u"5000000000|12a05f200|-1");
+  // Sizes in GB: digits grouped by thousands before the point, after a sign.
+  std::u16string positive, negative;
+  FormatGroupedReal(2899.994, positive);
+  FormatGroupedReal(-1234567.5, negative);
+  EXPECT_EQ(positive + u"|" + negative, u"2,899.99|-1,234,567.50");
 }
 
 // Every conversion, flag and size in both widths; characters marked wide
@@ -46,7 +53,7 @@ TEST(TextFormat, EveryConversionFlagAndSizeInBothWidths) {
                          0x0a, 0xff),
             "0x00000042|BEEF|0xff|0|          42 |7    |-0042|+3|0aff");
   EXPECT_EQ(FormatNarrow("%.2f|%*d|%-*d|100%% %c%c", 1234.5, 4, 1, 3, 2, 'o', 'k'), "1234.50|   1|2  |100% ok");
-  EXPECT_EQ(FormatWide(u"\t%c: = %s", u'C', u"dev"), u"\tC: = dev");
+  EXPECT_EQ(FormatWide(u"\t%c: = %s|%3c|%-3c|", u'C', u"dev", u'x', u'y'), u"\tC: = dev|  x|y  |");
   const uint64_t big = 5000000000ull;
   EXPECT_EQ(FormatNarrow("%p|% d|% d|%*d|%.3d|%#o|%o|%hc|%lc|%wc|%C|%c", uint64_t{0xbeef}, 5, -5, -4, 7, 7, 8, 8, 'a',
                          u'\u00e9', u'b', u'c', 'd'),
@@ -94,8 +101,10 @@ TEST(TextFormat, AnsiUtf8AndUtf16Conversions) {
   EXPECT_EQ(Utf16ToUtf8(wide), narrow);
   EXPECT_EQ(Utf8ToUtf16(narrow), wide);
   EXPECT_EQ(Utf16ToUtf8(u"\U0001F600\U0001F600\uFFFD"), "\xf0\x9f\x98\x80\xf0\x9f\x98\x80\xef\xbf\xbd");
-  // Lone surrogates, a high one last.
-  EXPECT_EQ(Utf16ToUtf8(u"\xDC00|\xD800x|\xD800"), "\xef\xbf\xbd|\xef\xbf\xbdx|\xef\xbf\xbd");
+  // Lone surrogates, a high one last; the values either side of them; a pair last.
+  EXPECT_EQ(Utf16ToUtf8(u"\xDC00|\xD800x|\uD7FF\uE000|\xD800"),
+            "\xef\xbf\xbd|\xef\xbf\xbdx|\xed\x9f\xbf\xee\x80\x80|\xef\xbf\xbd");
+  EXPECT_EQ(Utf16ToUtf8(u"\U0001F600"), "\xf0\x9f\x98\x80");
   // Surrogates, overlong forms, values past U+10FFFF, bad and cut sequences:
   // one replacement each; the last values on either side of them stay.
   EXPECT_EQ(Utf8ToUtf16("\xed\xa0\x80|\xed\xbf\xbf|\xe0\x9f\xbf|\xf4\x90\x80\x80|\xc1\x81|\xc3(|"
@@ -133,6 +142,14 @@ TEST(HostAnswers, MediaTypeNamesAndMountPointDeviceNames) {
   answer[4] = 1;
   EXPECT_EQ(ReadMountPointDeviceName(answer, 31, name), ERROR_INVALID_DATA_CODE);
   EXPECT_TRUE(name.empty());
+  // A name more than 64 KiB into the answer: its offset takes all four bytes.
+  std::vector<uint8_t> large(0x10100, 0);
+  large[4] = 1;
+  large[26] = 1;  // offset 0x10000
+  large[28] = 2;
+  large[0x10000] = 'Z';
+  EXPECT_EQ(ReadMountPointDeviceName(large.data(), large.size(), name), 0u);
+  EXPECT_EQ(name, u"Z");
 
   // The registry's primary pack id: its characters up to the first zero one,
   // an odd byte at the end left out; only a string value is taken.

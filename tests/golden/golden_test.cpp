@@ -189,6 +189,7 @@ const AreaDamage kAreaDamages[] = {
        a.Header.NewPackName = "Renamed";
        a.Header.NewDiskId = GuidFromText("5e1f0000-0000-4000-8000-0000000000ee");
      }},
+    {"header-2.10", [](auto& a, auto&) { a.Header.VersionMinor = 10; }},
     {"header-names-no-toc", [](auto& a, auto&) { a.Header.TocPrimarySector = 3; a.Header.TocAlternateSector = 2040; }},
     // Every field the consistency tests compare differs between the copies.
     {"copies-differ-everywhere", [](auto& a, auto&) {
@@ -232,6 +233,12 @@ const AreaDamage kAreaDamages[] = {
        config.Header.VersionMajor = 3;
        config.Header.VersionMinor = 9;
        config.AddRecord(1, PackRecord());
+     }},
+    // A disk record knows no record flag.
+    {"disk-record-with-a-flag", [](auto&, auto& config) {
+       config.AddRecord(1, PackRecord());
+       config.AddRecord(2, BuildDiskRecord({.Flags = 0x0800}));
+       config.AddRecord(3, VolumeRecord(0x421, "After"));
      }},
     {"records-of-every-kind", [](auto&, auto& config) {
        config.AddRecord(1, BuildPackRecord({.Revision = 4, .Flags = 0x1800, .BaseMinor = 9}));
@@ -534,6 +541,8 @@ TEST_F(GoldenHost, TwoPacks) {
   // Drive letters at both ends of the alphabet.
   platform_.Letters.insert({{u'A', {u"\\Device\\Floppy0", 2}}, {u'Z', {u"\\Device\\LanmanRedirector", 4}}});
   platform_.LetterFailures.clear();
+  platform_.ProductTypes = {1, 2};  // several product types and suites
+  platform_.SuiteMask = 0x0226;
   Add(MbrDynamic(PackArea("PackA", idA, kFirst, 0, 63), 0xa1), 0);
   Add(MbrDynamic(PackArea("PackB", idB, kSecond, 0, 63), 0xb1), 1);
   Add(MbrDynamic(PackArea("PackA", idA, kFirst, 1, 63), 0xa2), 2);
@@ -543,7 +552,9 @@ TEST_F(GoldenHost, TwoPacks) {
   // first disk, is no second copy.
   const std::vector<PackDisk> diskF{{0x403, "Disk1", kFirst[0].IdText}};
   const LdmAreaImage packF = PackArea("PackF", "5e1f0000-0000-4000-8000-00000000000f", diskF, 0, 63);
-  ImageDisk& tocUnread = Add(MbrDynamic(packF, 0xf1), 4);
+  CDiskImageBuilder imageF = MbrDynamic(packF, 0xf1);  // its LDM partition in the second slot
+  imageF.WriteMbr({MbrSlot{}, MbrSlot{0x42, false, 63, kAreaSector - 63}, MbrSlot{}, MbrSlot{}}, 0xf1);
+  ImageDisk& tocUnread = Add(imageF, 4);
   tocUnread.RawReadStatus = static_cast<NTSTATUS>(0xC000009C);
   tocUnread.FailFrom = uint64_t{kAreaSector} * 512 + packF.AlternateTocOffset();
   tocUnread.FailTo = tocUnread.FailFrom + 512;
