@@ -375,14 +375,17 @@ CDiskImageBuilder MbrDynamic(const LdmAreaImage& area, uint32_t signature, bool 
   return image;
 }
 
+// As a host lays out a GPT dynamic disk: a reserved partition first, then the
+// LDM metadata partition (the LDM area) and the LDM data partition.
 CDiskImageBuilder GptDynamic(const LdmAreaImage& area, const char* diskId) {
   CDiskImageBuilder image(kDiskBytes);
   image.WriteGpt(
       {.DiskId = GuidFromText(diskId),
-       .Partitions = {{kGptTypeLdmMetadata, PartitionGuid('1'), 34, 2081, 0, u"LDM metadata partition"},
-                      {kGptTypeLdmData, PartitionGuid('2'), 2082, kSectors - 34, 0, u"LDM data partition"}}});
+       .Partitions = {{kGptTypeReserved, PartitionGuid('0'), 34, 97, 0, u"Reserved partition"},
+                      {kGptTypeLdmMetadata, PartitionGuid('1'), 98, 2145, 0, u"LDM metadata partition"},
+                      {kGptTypeLdmData, PartitionGuid('2'), 2146, kSectors - 34, 0, u"LDM data partition"}}});
   const std::vector<uint8_t> bytes = area.Build();
-  image.WriteBytes(34 * 512, bytes.data(), bytes.size());
+  image.WriteBytes(98 * 512, bytes.data(), bytes.size());
   return image;
 }
 
@@ -521,7 +524,7 @@ TEST_F(GoldenHost, OnePackWithAMissingDisk) {
   CDiskImageBuilder basic(kDiskBytes);
   basic.WriteMbr({MbrSlot{0x07, true, 2048, 4096}, MbrSlot{}, MbrSlot{}, MbrSlot{}}, 0x0badcafe);
   Add(basic.WriteExtendedPartition(1, 8192, {LogicalPartition{0x07, 1024}, LogicalPartition{0x0b, 2048}}), 1);
-  Add(GptDynamic(PackArea(pack, packId, disks, 1, 2082), "11111111-2222-3333-4444-555555555555"), 2)
+  Add(GptDynamic(PackArea(pack, packId, disks, 1, 2146), "11111111-2222-3333-4444-555555555555"), 2)
       .RewritePartitions = true;
   Add(CDiskImageBuilder(kDiskBytes).WriteMbr({MbrSlot{}, MbrSlot{}, MbrSlot{}, MbrSlot{}}, 0x12345678), 3);
   Run("host/one-pack", {});
@@ -542,7 +545,7 @@ TEST_F(GoldenHost, TwoPacks) {
   platform_.Letters.insert({{u'A', {u"\\Device\\Floppy0", 2}}, {u'Z', {u"\\Device\\LanmanRedirector", 4}}});
   platform_.LetterFailures.clear();
   platform_.ProductTypes = {1, 2};  // several product types and suites
-  platform_.SuiteMask = 0x0226;
+  platform_.SuiteMask = 0x0637;
   Add(MbrDynamic(PackArea("PackA", idA, kFirst, 0, 63), 0xa1), 0);
   Add(MbrDynamic(PackArea("PackB", idB, kSecond, 0, 63), 0xb1), 1);
   Add(MbrDynamic(PackArea("PackA", idA, kFirst, 1, 63), 0xa2), 2);
@@ -559,6 +562,11 @@ TEST_F(GoldenHost, TwoPacks) {
   tocUnread.FailFrom = uint64_t{kAreaSector} * 512 + packF.AlternateTocOffset();
   tocUnread.FailTo = tocUnread.FailFrom + 512;
   tocUnread.RewritePartitions = true;
+  // The same disk again, whose backup private header (sector 6) cannot be read.
+  ImageDisk& backupUnread = Add(MbrDynamic(packF, 0xf2), 5);
+  backupUnread.RawReadStatus = static_cast<NTSTATUS>(0xC000009C);
+  backupUnread.FailFrom = 6 * 512;
+  backupUnread.FailTo = 7 * 512;
   Run("host/two-packs-analysis", {"-a", "-f", "report.xml"});
 }
 
