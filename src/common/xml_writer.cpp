@@ -243,13 +243,6 @@ uint32_t CKestrandTreeNode::CopyAttributes(const CKestrandTreeNode* from) {
   return 0;
 }
 
-CKestrandTreeNode* CKestrandTreeNode::FindChild(const char* name) const {
-  if (!name) return nullptr;
-  for (CKestrandTreeNode* child = FirstChild(); child; child = child->nextSibling_)
-    if (child->Name() && std::strcmp(child->Name(), name) == 0) return child;
-  return nullptr;
-}
-
 uint32_t CKestrandXMLWriter::NewAttribute(CKestrandTreeNode* node, const char* name, const char* value) {
   if (!node || !name || node->Target()) return ERROR_INVALID_PARAMETER_CODE;
   if (!value) value = "(null)";

@@ -77,8 +77,6 @@ class CKestrandTreeNode {
   // Gives this node, which must have no attributes yet and be no reference
   // (87 otherwise), the attributes of `from` (a reference's: its target's).
   uint32_t CopyAttributes(const CKestrandTreeNode* from);
-  // The first child named `name`; nullptr when there is none.
-  CKestrandTreeNode* FindChild(const char* name) const;
 
   CKestrandTreeNode* Parent() const { return parent_; }
   CKestrandTreeNode* NextSibling() const { return nextSibling_; }

@@ -481,6 +481,7 @@ TEST_F(GoldenHost, FailingQueriesAndDamagedTables) {
   Add(CDiskImageBuilder(uint64_t{64} << 20).WriteGpt(tooMany), 1);
 
   Add(CDiskImageBuilder(uint64_t{64} << 20).WriteGpt(TwoPartitions()).FlipByte(512 + 40), 0);  // in the primary header
+  Add(CDiskImageBuilder(uint64_t{64} << 20).WriteGpt(TwoPartitions()).FlipByte(1024 + 184), 19);  // in its entries
   // A chain of 129 extended boot records: the first 128 are followed.
   CDiskImageBuilder chain(kDiskBytes);
   chain.WriteMbr({}, 0x0e0e0e0e).WriteExtendedPartition(0, 2048, std::vector<LogicalPartition>(129, {0x07, 1}), 1);
@@ -571,8 +572,8 @@ TEST_F(GoldenHost, TwoPacks) {
 }
 
 // The primary pack reasoning: a dynamic boot disk, the registry naming a
-// pack, and boot signatures that name no disk, the disk itself, the boot
-// disk; two disks whose headers have the same time keep their order.
+// pack, and boot signatures that name no disk (0 too), the disk itself, the
+// boot disk; two disks whose headers have the same time keep their order.
 TEST_F(GoldenHost, PrimaryPackCriteria) {
   platform_.PrimaryPackId = std::u16string(u"{5E1F0000-0000-4000-8000-00000000000B}") + u'\0';
   struct Row {
@@ -581,7 +582,7 @@ TEST_F(GoldenHost, PrimaryPackCriteria) {
     uint32_t Signature, BootSig;
     int Seconds;  // header time
   };
-  const Row rows[] = {{true, 0, 0xa0, 0x77, -1}, {false, 0, 0x77, 0x77, 2}, {true, 1, 0xa2, 0x55, 1},
+  const Row rows[] = {{true, 0, 0xa0, 0x77, -1}, {false, 0, 0x77, 0x77, 2}, {true, 1, 0xa2, 0, 1},
                       {false, 1, 0xb2, 0xa0, 1}};
   for (uint32_t n = 0; n < 4; ++n) {
     const Row& r = rows[n];
@@ -591,6 +592,8 @@ TEST_F(GoldenHost, PrimaryPackCriteria) {
     area.Header.UpdateTime += static_cast<uint64_t>(int64_t{10000000} * r.Seconds);
     Add(MbrDynamic(area, r.Signature, n == 0), n);
   }
+  // A disk whose layout cannot be read: in no section, and without a signature.
+  Add(CDiskImageBuilder(kDiskBytes), 4).LayoutError = 1117;
   Run("host/primary-pack-analysis", {"-a", "-f", "report.xml"});
 }
 
