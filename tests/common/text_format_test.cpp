@@ -104,7 +104,7 @@ TEST(TextFormat, AnsiUtf8AndUtf16Conversions) {
   // Lone surrogates, a high one last; the values either side of them; a pair last.
   EXPECT_EQ(Utf16ToUtf8(u"\xDC00|\xD800x|\uD7FF\uE000|\xD800"),
             "\xef\xbf\xbd|\xef\xbf\xbdx|\xed\x9f\xbf\xee\x80\x80|\xef\xbf\xbd");
-  EXPECT_EQ(Utf16ToUtf8(u"\U0001F600"), "\xf0\x9f\x98\x80");
+  EXPECT_EQ(Utf16ToUtf8(u"\U0001F600\U0010FFFF"), "\xf0\x9f\x98\x80\xf4\x8f\xbf\xbf");
   // Surrogates, overlong forms, values past U+10FFFF, bad and cut sequences:
   // one replacement each; the last values on either side of them stay.
   EXPECT_EQ(Utf8ToUtf16("\xed\xa0\x80|\xed\xbf\xbf|\xe0\x9f\xbf|\xf4\x90\x80\x80|\xc1\x81|\xc3(|"

@@ -229,6 +229,10 @@ const AreaDamage kAreaDamages[] = {
        a.Config = config.Build();
        a.Config.resize(64 * 128);
      }},
+    {"plex-record-of-revision-4", [](auto&, auto& config) {
+       config.AddRecord(1, PackRecord());
+       config.AddRecord(2, BuildPlexRecord({.Revision = 4}));
+     }},
     {"vmdb-version-3", [](auto&, auto& config) {
        config.Header.VersionMajor = 3;
        config.Header.VersionMinor = 9;
@@ -551,23 +555,26 @@ TEST_F(GoldenHost, TwoPacks) {
   Add(MbrDynamic(PackArea("PackB", idB, kSecond, 0, 63), 0xb1), 1);
   Add(MbrDynamic(PackArea("PackA", idA, kFirst, 1, 63), 0xa2), 2);
   Add(MbrDynamic(PackArea("PackB", idB, kSecond, 1, 63), 0xb2), 3);
-  // A pack of one disk whose alternate table of contents cannot be read: the
-  // disk is not ready for the analysis, so its disk id, the one of PackA's
-  // first disk, is no second copy.
+  // A pack of one disk, PackA's first disk id, three times, each with one
+  // sector that cannot be read: the alternate table of contents (a disk not
+  // ready for the analysis, so its disk id is no second copy; its LDM
+  // partition in the second slot), the backup private header (sector 6), the
+  // first sector of the config area.
   const std::vector<PackDisk> diskF{{0x403, "Disk1", kFirst[0].IdText}};
   const LdmAreaImage packF = PackArea("PackF", "5e1f0000-0000-4000-8000-00000000000f", diskF, 0, 63);
-  CDiskImageBuilder imageF = MbrDynamic(packF, 0xf1);  // its LDM partition in the second slot
+  auto unreadable = [&](const CDiskImageBuilder& image, uint32_t number, uint64_t from) -> ImageDisk& {
+    ImageDisk& disk = Add(image, number);
+    disk.RawReadStatus = static_cast<NTSTATUS>(0xC000009C);
+    disk.FailFrom = from;
+    disk.FailTo = from + 512;
+    return disk;
+  };
+  CDiskImageBuilder imageF = MbrDynamic(packF, 0xf1);
   imageF.WriteMbr({MbrSlot{}, MbrSlot{0x42, false, 63, kAreaSector - 63}, MbrSlot{}, MbrSlot{}}, 0xf1);
-  ImageDisk& tocUnread = Add(imageF, 4);
-  tocUnread.RawReadStatus = static_cast<NTSTATUS>(0xC000009C);
-  tocUnread.FailFrom = uint64_t{kAreaSector} * 512 + packF.AlternateTocOffset();
-  tocUnread.FailTo = tocUnread.FailFrom + 512;
-  tocUnread.RewritePartitions = true;
-  // The same disk again, whose backup private header (sector 6) cannot be read.
-  ImageDisk& backupUnread = Add(MbrDynamic(packF, 0xf2), 5);
-  backupUnread.RawReadStatus = static_cast<NTSTATUS>(0xC000009C);
-  backupUnread.FailFrom = 6 * 512;
-  backupUnread.FailTo = 7 * 512;
+  const uint64_t area = uint64_t{kAreaSector} * 512;
+  unreadable(imageF, 4, area + packF.AlternateTocOffset()).RewritePartitions = true;
+  unreadable(MbrDynamic(packF, 0xf2), 5, 6 * 512);
+  unreadable(MbrDynamic(packF, 0xf3), 6, area + packF.ConfigOffset());
   Run("host/two-packs-analysis", {"-a", "-f", "report.xml"});
 }
 
