@@ -193,9 +193,9 @@ const AreaDamage kAreaDamages[] = {
     {"header-names-no-toc", [](auto& a, auto&) { a.Header.TocPrimarySector = 3; a.Header.TocAlternateSector = 2040; }},
     // Every field the consistency tests compare differs between the copies.
     {"copies-differ-everywhere", [](auto& a, auto&) {
-       a.Header.VersionMinor = 12;
+       a.Header.VersionMinor = 13;
        a.AlternateHeader = PrivateHeaderFields{
-           "PRIVHEAx", 0x4321, 3, 13, a.Header.UpdateTime + 1, 6, 0x7fe, 0x741, "5e1f0000-0000-4000-8000-0000000000e1",
+           "PRIVHEAx", 0x4321, 3, 12, a.Header.UpdateTime + 1, 6, 0x7fe, 0x741, "5e1f0000-0000-4000-8000-0000000000e1",
            "5e1f0000-0000-4000-8000-0000000000e3", "5e1f0000-0000-4000-8000-0000000000e7", "OtherDg0", 0x400, 1, 1, 1,
            64, 96326, 100353, 2047, 3, 2044, 2, 2, 1480, 225, 0x1234,
            GuidFromText("5e1f0000-0000-4000-8000-0000000000e2"), GuidFromText("5e1f0000-0000-4000-8000-0000000000e5"),
