@@ -229,9 +229,13 @@ const AreaDamage kAreaDamages[] = {
        a.Config = config.Build();
        a.Config.resize(64 * 128);
      }},
-    {"plex-record-of-revision-4", [](auto&, auto& config) {
+    // A record whose last fragment holds one byte; a plex record of revision 4 (refused).
+    {"one-byte-fragment-then-plex-revision-4", [](auto&, auto& config) {
        config.AddRecord(1, PackRecord());
-       config.AddRecord(2, BuildPlexRecord({.Revision = 4}));
+       std::string name = "V";
+       while ((VolumeRecord(0x421, name).Data.size() + 8) % 112 != 1) name += 'x';
+       config.AddRecord(2, VolumeRecord(0x421, name));
+       config.AddRecord(3, BuildPlexRecord({.Revision = 4}));
      }},
     {"vmdb-version-3", [](auto&, auto& config) {
        config.Header.VersionMajor = 3;
