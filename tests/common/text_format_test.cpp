@@ -25,7 +25,7 @@ TEST(TextFormat, StringsWidthsAndSizes) {
   EXPECT_EQ(FormatNarrow("\n%10s: %s", "DiskGroup", "Red"), "\n DiskGroup: Red");
   EXPECT_EQ(FormatNarrow("%.3s|%.0s|%.9s|", "abcdef", "abc", "abc"), "abc||abc|");
   // A wide argument in a narrow format: every unit, beyond ASCII as "?".
-  EXPECT_EQ(FormatNarrow("%s|%-6s|%.2s|", u"wide", u"ab\u00e9", u"xyz"), std::string("wide|ab?   |xy|"));
+  EXPECT_EQ(FormatNarrow("%s|%-6s|%.2s|%.5s|", u"wide", u"ab\u00e9", u"xyz", u"ab"), "wide|ab?   |xy|ab|");
   const char16_t* none = nullptr;
   EXPECT_EQ(FormatWide(u"%20s: %s\n", u"Product Type", none), u"        Product Type: (null)\n");
   EXPECT_EQ(FormatNarrow("%s %d"), "(null) 0");
@@ -71,8 +71,8 @@ TEST(TextFormat, EveryConversionFlagAndSizeInBothWidths) {
 TEST(TextFormat, IntegerPrecisionPrefixesPaddingAndHostileFormats) {
   EXPECT_EQ(FormatNarrow("%#o|%#o|%#.0o|%#.4o|%#5o|%.0d|%5.0d|%.0x|%.1d|", 8u, 0u, 0u, 8u, 8u, 0, 0, 0u, 0),
             "010|0|0|0010|  010||     ||0|");
-  EXPECT_EQ(FormatNarrow("%08.3d|%-8.3x|%#010x|%#X|%#-8x|", 5, 255u, 255u, 255u, 1u),
-            "     005|0ff     |0x000000ff|0XFF|0x1     |");
+  EXPECT_EQ(FormatNarrow("%08.3d|%-8.3x|%#010x|%#X|%#-8x|%05.0d|", 5, 255u, 255u, 255u, 1u, 42),
+            "     005|0ff     |0x000000ff|0XFF|0x1     |   42|");
   EXPECT_EQ(FormatNarrow("% 05d|%+.3d|%-+6d|% d|%+u|", 7, -7, 42, -3, 5u), " 0007|-007|+42   |-3|5|");
   EXPECT_EQ(FormatNarrow("%p|%p", 0xabcu, uint64_t{0x123456789abcdef0}), "0000000000000ABC|123456789ABCDEF0");
   EXPECT_EQ(FormatNarrow("%I64o|%I64d|%I64u", UINT64_MAX, INT64_MIN, UINT64_MAX),

@@ -555,6 +555,7 @@ TEST_F(GoldenHost, TwoPacks) {
   platform_.LetterFailures.clear();
   platform_.ProductTypes = {1, 2};  // several product types and suites
   platform_.SuiteMask = 0x0637;
+  platform_.Processor = {6, 2};
   Add(MbrDynamic(PackArea("PackA", idA, kFirst, 0, 63), 0xa1), 0);
   Add(MbrDynamic(PackArea("PackB", idB, kSecond, 0, 63), 0xb1), 1);
   Add(MbrDynamic(PackArea("PackA", idA, kFirst, 1, 63), 0xa2), 2);
