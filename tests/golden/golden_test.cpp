@@ -233,7 +233,8 @@ const AreaDamage kAreaDamages[] = {
     {"one-byte-fragment-then-plex-revision-4", [](auto&, auto& config) {
        config.AddRecord(1, PackRecord());
        std::string name = "V";
-       while ((VolumeRecord(0x421, name).Data.size() + 8) % 112 != 1) name += 'x';
+       auto size = [&] { return static_cast<uint32_t>(VolumeRecord(0x421, name).Data.size()); };
+       while (FragmentCountFor(size()) == FragmentCountFor(size() - 1)) name += 'x';
        config.AddRecord(2, VolumeRecord(0x421, name));
        config.AddRecord(3, BuildPlexRecord({.Revision = 4}));
      }},
