@@ -310,7 +310,8 @@ uint32_t CKestrandXMLWriter::Put(const char* text, size_t length) {
   }
   lastPiece_ = text;
   if (length >= XML_WRITE_BLOCK_SIZE) return Send(text, length, text);
-  if (block_.capacity() < XML_WRITE_BLOCK_SIZE) block_.reserve(XML_WRITE_BLOCK_SIZE);
+  // The block grows as it fills: a small document never takes a whole
+  // block's memory.
   block_.append(text, length);
   return 0;
 }
@@ -337,7 +338,6 @@ uint32_t CKestrandXMLWriter::PutAttributes(const CKestrandTreeNode* node) {
       continue;
     }
     if (block_.size() + attribute.Written.size() <= XML_WRITE_BLOCK_SIZE) {
-      if (block_.capacity() < XML_WRITE_BLOCK_SIZE) block_.reserve(XML_WRITE_BLOCK_SIZE);
       block_ += attribute.Written;
       lastPiece_ = "\"";
       continue;
