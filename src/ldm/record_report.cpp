@@ -4,7 +4,9 @@
 #include "ldm/record_report.h"
 
 #include <cstring>
+#include <memory>
 #include <string>
+#include <vector>
 
 #include "common/formatters.h"
 #include "common/text_format.h"
@@ -212,10 +214,17 @@ void PrintWordLine(CRecordLines& line, const char (&label)[N], const char* word,
   line.End();
 }
 
-void PrintVolumeLines(CRecordLines& line, const VOLUME_RECORD& v) {
+// What the host answered when asked for a volume's device name.
+struct VolumeNameAnswer {
+  bool Found = false;
+  std::u16string Name;
+  bool operator==(const VolumeNameAnswer&) const = default;
+};
+
+void PrintVolumeLines(CRecordLines& line, const VOLUME_RECORD& v, const VolumeNameAnswer& answer) {
   const uint16_t flags = v.RecordFlags();
-  std::u16string mountName;
-  const bool haveMountName = GetVolumeMountName(&v.VolumeGuid, mountName) == 0;
+  const bool haveMountName = answer.Found;
+  const std::u16string& mountName = answer.Name;
 
   line.Label("UsageType:").Bytes(v.UsageType).End();
   line.Label("FileSystemType:");
@@ -290,15 +299,18 @@ void PrintPackLines(CRecordLines& line, const PACK_RECORD& p) {
   if (flags & PACK_FLAG_BASE_MINOR) line.Label("BaseMinor:").Low32(p.BaseMinor).End();
 }
 
-void PrintTypeLines(CRecordLines& line, const LDM_RECORD* record) {
-  if (auto* volume = dynamic_cast<const VOLUME_RECORD*>(record)) PrintVolumeLines(line, *volume);
+// `answers` holds the volume names of the section's volume records in order;
+// a volume record takes the first one and moves past it.
+void PrintTypeLines(CRecordLines& line, const LDM_RECORD* record, const VolumeNameAnswer*& answers) {
+  if (auto* volume = dynamic_cast<const VOLUME_RECORD*>(record)) PrintVolumeLines(line, *volume, *answers++);
   if (auto* plex = dynamic_cast<const PLEX_RECORD*>(record)) PrintPlexLines(line, *plex);
   if (auto* subdisk = dynamic_cast<const SUBDISK_RECORD*>(record)) PrintSubdiskLines(line, *subdisk);
   if (auto* disk = dynamic_cast<const DISK_RECORD*>(record)) PrintDiskLines(line, *disk);
   if (auto* pack = dynamic_cast<const PACK_RECORD*>(record)) PrintPackLines(line, *pack);
 }
 
-void PrintRecord(std::string& out, const VBLK_GROUP& group, const RECORD_ENTRY& entry) {
+void PrintRecord(std::string& out, const VBLK_GROUP& group, const RECORD_ENTRY& entry,
+                 const VolumeNameAnswer*& answers) {
   const LDM_RECORD& record = *entry.Record;
   CRecordLines line(out);
   line.Text("Record ").Low32(group.GroupNumber).End();
@@ -318,25 +330,61 @@ void PrintRecord(std::string& out, const VBLK_GROUP& group, const RECORD_ENTRY& 
   line.Label("RecordAttributes:").Hex(group.TypeWord, 4).End();
   line.Label("RecordSize:").Low32(group.RecordSize).End();
   line.Label("Update Seq:").Unsigned(record.UpdateSequence).End();
-  PrintTypeLines(line, &record);
+  PrintTypeLines(line, &record, answers);
   line.End();
 }
+
+// Groups without a decoded record (broken, ignored, unfinished) have nothing
+// to show and are left out.
+const RECORD_ENTRY* ShownEntry(const std::unique_ptr<VBLK_GROUP>& group) {
+  return group && group->Entry && group->Entry->Record ? group->Entry : nullptr;
+}
+
+// The host is asked for the name of every volume the section shows, in
+// record order, each time a section is printed: its answer may change.
+std::vector<VolumeNameAnswer> AskVolumeNames(const CONFIG_HEADER& header) {
+  std::vector<VolumeNameAnswer> answers;
+  for (const auto& group : header.GroupList) {
+    const RECORD_ENTRY* entry = ShownEntry(group);
+    if (!entry) continue;
+    if (auto* volume = dynamic_cast<const VOLUME_RECORD*>(entry->Record.get())) {
+      VolumeNameAnswer& answer = answers.emplace_back();
+      answer.Found = GetVolumeMountName(&volume->VolumeGuid, answer.Name) == 0;
+    }
+  }
+  return answers;
+}
+
+// The last section printed. Disks that hold equal config areas share one
+// decoded header, and their sections differ only where the host named a
+// volume differently, so a section of the same header with the same answers
+// is the same text.
+struct PrintedSection {
+  std::weak_ptr<const CONFIG_HEADER> Header;
+  std::vector<VolumeNameAnswer> Answers;
+  std::string Text;
+
+  bool Holds(const std::shared_ptr<CONFIG_HEADER>& header, const std::vector<VolumeNameAnswer>& answers) const {
+    return !Header.owner_before(header) && !header.owner_before(Header) && Answers == answers;
+  }
+};
 
 }  // namespace
 
 uint32_t PrintRecordSection(FILE* stream, const CONFIG_WRAPPER& config) {
   if (!stream) return ERROR_INVALID_PARAMETER_CODE;
   if (!config.Header) return 0;
-  // Groups without a decoded record (broken, ignored, unfinished) have
-  // nothing to show and are left out. Each record's lines go out at once.
-  // A buffer of its own: what it calls may print lines of its own.
-  thread_local std::string out;
-  for (const auto& group : config.Header->GroupList) {
-    if (!group || !group->Entry || !group->Entry->Record) continue;
-    out.clear();
-    PrintRecord(out, *group, *group->Entry);
-    WriteBytes(stream, out);
+  thread_local PrintedSection last;
+  std::vector<VolumeNameAnswer> answers = AskVolumeNames(*config.Header);
+  if (!last.Holds(config.Header, answers)) {
+    last.Header = config.Header;
+    last.Text.clear();
+    const VolumeNameAnswer* next = answers.data();
+    for (const auto& group : config.Header->GroupList)
+      if (const RECORD_ENTRY* entry = ShownEntry(group)) PrintRecord(last.Text, *group, *entry, next);
+    last.Answers = std::move(answers);
   }
+  WriteBytes(stream, last.Text);
   return 0;
 }
 

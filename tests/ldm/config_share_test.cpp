@@ -10,8 +10,10 @@
 #include "disk/disk.h"
 #include "driver/kestrand.h"
 #include "ldm/ldm_database.h"
+#include "ldm/record_report.h"
 #include "support/image_platform.h"
 #include "support/ldm_builder.h"
+#include "support/run_binary.h"
 
 namespace kestrand::test {
 namespace {
@@ -61,6 +63,40 @@ TEST(ConfigSharing, OnlyAnAreaEqualToThePreviousOneTakesItsHeader) {
   EXPECT_STREQ(disks[6]->LdmDatabase()->Config->Header->RecordList.Entries[2]->Record->RecordName, "Last");
   disks[6].reset();
   EXPECT_NE(load("a"), nullptr);
+}
+
+// Disks that share a header print the same record section, made once; the
+// host is still asked for every volume's name, and a new answer makes the
+// section anew.
+TEST(ConfigSharing, ASharedHeaderPrintsItsRecordsOnceWhileTheHostNamesTheVolumesAlike) {
+  const std::vector<uint8_t> a = Area("Last"), b = Area("Lost");
+  CImagePlatform platform;
+  platform.MemoryFiles["a"] = MemoryImage{a.data(), a.size()};
+  platform.MemoryFiles["b"] = MemoryImage{b.data(), b.size()};
+  platform.DynamicVolumes = {{VolumeFields().VolumeGuid, u"\\Device\\HarddiskDmVolumes\\Dg0\\Volume1"}};
+  ScopedPlatform installed(platform);
+  CKestrand owner;
+  std::vector<std::unique_ptr<CLdmFileDisk>> disks;
+  for (const char* name : {"a", "a", "b", "a"}) {
+    disks.push_back(std::make_unique<CLdmFileDisk>());
+    ASSERT_EQ(disks.back()->Initialize(name, &owner), 0u);
+  }
+  auto section = [&](size_t disk) {
+    return CaptureText([&](FILE* out) { PrintRecordSection(out, *disks[disk]->LdmDatabase()->Config); });
+  };
+  const std::string first = section(0);
+  EXPECT_NE(first.find("RecordName:        Last"), std::string::npos);
+  EXPECT_NE(first.find("Dg0\\Volume1\n"), std::string::npos);
+  EXPECT_EQ(section(1), first);
+  const std::string other = section(2);
+  EXPECT_NE(other.find("RecordName:        Lost"), std::string::npos);
+  EXPECT_EQ(section(3), first);
+  platform.DynamicVolumes[0].second = u"\\Device\\HarddiskDmVolumes\\Dg0\\Volume7";
+  const std::string renamed = section(1);
+  EXPECT_EQ(renamed.find("Dg0\\Volume1\n"), std::string::npos);
+  EXPECT_NE(renamed.find("Dg0\\Volume7\n"), std::string::npos);
+  platform.DynamicVolumes.clear();
+  EXPECT_EQ(section(3).find("HarddiskDmVolumes"), std::string::npos);
 }
 
 }  // namespace
