@@ -20,6 +20,8 @@ namespace {
 
 // Before each stored attribute: the lengths of its name and its value.
 constexpr size_t ATTRIBUTE_HEAD = 2 * sizeof(uint32_t);
+// Fragments at least this long join a block by their address.
+constexpr size_t XML_IN_PLACE_FRAGMENT_SIZE = 4096;
 // What a node's string holds before its first attribute grows to at once,
 // so that a node with a few attributes grows it once or twice.
 constexpr size_t ATTRIBUTE_RESERVE = 192;
@@ -150,13 +152,20 @@ CFragmentPool& FragmentPool() {
 
 }  // namespace
 
+std::shared_ptr<const std::string> ShareFragment(std::string_view bytes) {
+  if (bytes.size() >= XML_SHARED_FRAGMENT_SIZE) return FragmentPool().Share(bytes);
+  return std::make_shared<const std::string>(bytes);
+}
+
 const CKestrandTreeNode* CKestrandTreeNode::AddFragment(std::string_view bytes) {
   if (target_) return nullptr;
+  return AddFragment(ShareFragment(bytes));
+}
+
+const CKestrandTreeNode* CKestrandTreeNode::AddFragment(std::shared_ptr<const std::string> bytes) {
+  if (target_ || !bytes) return nullptr;
   auto* fragment = new CKestrandTreeNode(nullptr);
-  if (bytes.size() >= XML_SHARED_FRAGMENT_SIZE)
-    fragment->fragment_ = FragmentPool().Share(bytes);
-  else
-    fragment->fragment_ = std::make_shared<const std::string>(bytes);
+  fragment->fragment_ = std::move(bytes);
   LinkChild(fragment);
   return fragment;
 }
@@ -289,32 +298,63 @@ uint32_t CKestrandXMLWriter::Send(const char* bytes, size_t length, const char* 
   return 0;
 }
 
-uint32_t CKestrandXMLWriter::Flush() {
-  if (memory_ || block_.empty()) return 0;
-  uint32_t code = Send(block_.data(), block_.size(), lastPiece_);
+uint32_t CKestrandXMLWriter::SendBlock(const char* piece) {
+  for (const BlockPart& part : parts_) {
+    uint32_t code = Send(part.Bytes ? part.Bytes : block_.data() + part.Offset, part.Length, piece);
+    if (code != 0) return code;
+  }
+  return 0;
+}
+
+void CKestrandXMLWriter::ClearBlock() {
   block_.clear();
+  parts_.clear();
+  blockSize_ = 0;
+}
+
+uint32_t CKestrandXMLWriter::Flush() {
+  if (memory_ || blockSize_ == 0) return 0;
+  uint32_t code = SendBlock(lastPiece_);
+  ClearBlock();
   return code;
 }
 
-uint32_t CKestrandXMLWriter::Put(const char* text, size_t length) {
+void CKestrandXMLWriter::Append(const char* text, size_t length, bool inPlace) {
+  blockSize_ += length;
+  if (inPlace) {
+    parts_.push_back(BlockPart{text, 0, length});
+    return;
+  }
+  // The block grows as it fills: a small document never takes a whole
+  // block's memory.
+  if (parts_.empty() || parts_.back().Bytes)
+    parts_.push_back(BlockPart{nullptr, block_.size(), length});
+  else
+    parts_.back().Length += length;
+  block_.append(text, length);
+}
+
+uint32_t CKestrandXMLWriter::PutPiece(const char* text, size_t length, bool inPlace) {
   if (memory_) {
     memory_->append(text, length);
     return 0;
   }
   // An empty value is written as zero bytes, which is not a short write.
   if (length == 0) return 0;
-  if (block_.size() + length > XML_WRITE_BLOCK_SIZE) {
-    uint32_t code = Send(block_.data(), block_.size(), text);
-    block_.clear();
+  if (blockSize_ + length > XML_WRITE_BLOCK_SIZE) {
+    uint32_t code = SendBlock(text);
+    ClearBlock();
     if (code != 0) return code;
   }
   lastPiece_ = text;
   if (length >= XML_WRITE_BLOCK_SIZE) return Send(text, length, text);
-  // The block grows as it fills: a small document never takes a whole
-  // block's memory.
-  block_.append(text, length);
+  Append(text, length, inPlace);
   return 0;
 }
+
+uint32_t CKestrandXMLWriter::Put(const char* text, size_t length) { return PutPiece(text, length, false); }
+
+uint32_t CKestrandXMLWriter::PutInPlace(const char* text, size_t length) { return PutPiece(text, length, true); }
 
 uint32_t CKestrandXMLWriter::Put(const char* text) { return Put(text, std::strlen(text)); }
 
@@ -322,7 +362,7 @@ uint32_t CKestrandXMLWriter::WriteString(const char* text) {
   if (!text || !stream_) return ERROR_INVALID_PARAMETER_CODE;
   uint32_t code = Put(text);
   if (code != 0) {
-    block_.clear();
+    ClearBlock();
     return code;
   }
   return Flush();
@@ -337,8 +377,8 @@ uint32_t CKestrandXMLWriter::PutAttributes(const CKestrandTreeNode* node) {
       memory_->append(attribute.Written);
       continue;
     }
-    if (block_.size() + attribute.Written.size() <= XML_WRITE_BLOCK_SIZE) {
-      block_ += attribute.Written;
+    if (blockSize_ + attribute.Written.size() <= XML_WRITE_BLOCK_SIZE) {
+      Append(attribute.Written.data(), attribute.Written.size(), false);
       lastPiece_ = "\"";
       continue;
     }
@@ -368,7 +408,10 @@ uint32_t CKestrandXMLWriter::PutNode(const CKestrandTreeNode* node) {
       pieces_->push_back(shown->fragment_);
       return 0;
     }
-    return Put(fragment->c_str(), fragment->size());
+    // A long fragment stays where it is until its block is sent: the
+    // document's repeated branches are not copied once more on their way.
+    return fragment->size() >= XML_IN_PLACE_FRAGMENT_SIZE ? PutInPlace(fragment->c_str(), fragment->size())
+                                                          : Put(fragment->c_str(), fragment->size());
   }
   const char* name = node->Name();
   CFirstCode code;
@@ -388,7 +431,7 @@ uint32_t CKestrandXMLWriter::WriteNode(const CKestrandTreeNode* node) {
   if (!node || !stream_) return ERROR_INVALID_PARAMETER_CODE;
   uint32_t code = PutNode(node);
   if (code != 0) {
-    block_.clear();
+    ClearBlock();
     return code;
   }
   return Flush();

@@ -69,6 +69,9 @@ class CKestrandTreeNode {
   // records of a database that every disk of a group carries) share that
   // fragment's memory instead.
   const CKestrandTreeNode* AddFragment(std::string_view bytes);
+  // A new last fragment child that shows `bytes` (from ShareFragment); none
+  // for a reference or without bytes.
+  const CKestrandTreeNode* AddFragment(std::shared_ptr<const std::string> bytes);
 
   // The value of the attribute named `name` (case-sensitive); none when the
   // node has no such attribute. The view lasts until the next attribute is
@@ -133,13 +136,19 @@ class CKestrandTreeNode {
 // whole when a branch is collapsed.
 constexpr size_t XML_SHARED_FRAGMENT_SIZE = size_t{1} << 16;
 
+// The bytes of a fragment, to be added to any number of nodes: a copy of
+// `bytes`, or, from XML_SHARED_FRAGMENT_SIZE bytes, the memory of an equal
+// fragment still alive.
+std::shared_ptr<const std::string> ShareFragment(std::string_view bytes);
+
 // Returned by WriteString when the stream took fewer bytes than given.
 constexpr uint32_t ERROR_XML_SHORT_WRITE_CODE = 1006;
 
 // The writer gathers the pieces of a document into blocks of
-// XML_WRITE_BLOCK_SIZE bytes and hands each block to the stream with one
-// fwrite; a fragment at least that long goes to the stream as it is, after
-// the block before it. WriteString and WriteNode send everything they were
+// XML_WRITE_BLOCK_SIZE bytes and hands each block to the stream (with one
+// fwrite for each run of copied pieces and one for each long fragment the
+// block holds where it lies); a fragment at least that long goes to the
+// stream as it is, after the block before it. WriteString and WriteNode send everything they were
 // given before they return.
 //
 // A short write: when the stream takes fewer bytes than a block (or a long
@@ -190,10 +199,18 @@ class CKestrandXMLWriter {
 
   uint32_t Put(const char* text, size_t length);
   uint32_t Put(const char* text);
+  // Put, but a piece that joins the block is kept there by its address, not
+  // copied: `text` must outlive the call that writes it (a tree's fragment).
+  uint32_t PutInPlace(const char* text, size_t length);
+  uint32_t PutPiece(const char* text, size_t length, bool inPlace);
+  void Append(const char* text, size_t length, bool inPlace);
   uint32_t PutNode(const CKestrandTreeNode* node);
   uint32_t PutAttributes(const CKestrandTreeNode* node);
   // Sends `length` bytes at `bytes`; on a short write names `piece`.
   uint32_t Send(const char* bytes, size_t length, const char* piece);
+  // Sends the block, part by part; on a short write names `piece`.
+  uint32_t SendBlock(const char* piece);
+  void ClearBlock();
   uint32_t Flush();
 
   FILE* stream_;
@@ -201,7 +218,16 @@ class CKestrandXMLWriter {
   // While rendering pieces: the pieces finished so far (memory_ is the one
   // being filled).
   std::vector<std::shared_ptr<const std::string>>* pieces_ = nullptr;
+  // The block: its parts in order, each either bytes copied into block_
+  // (Bytes null, from Offset) or a long fragment left where it is.
+  struct BlockPart {
+    const char* Bytes;
+    size_t Offset;
+    size_t Length;
+  };
   std::string block_;
+  std::vector<BlockPart> parts_;
+  size_t blockSize_ = 0;
   // The last piece given, for the message of a failing last block.
   const char* lastPiece_ = "";
 };

@@ -355,14 +355,16 @@ std::vector<VolumeNameAnswer> AskVolumeNames(const CONFIG_HEADER& header) {
   return answers;
 }
 
-// The last section printed. Disks that hold equal config areas share one
-// decoded header, and their sections differ only where the host named a
-// volume differently, so a section of the same header with the same answers
-// is the same text.
-struct PrintedSection {
+// What was last made of a header's records (the text section, the XML
+// fragment). Disks that hold equal config areas share one decoded header,
+// and what is made of their records differs only where the host named a
+// volume differently: made from the same header with the same answers, it is
+// the same bytes, so it is made once and used again.
+template <class Made>
+struct MadeFromHeader {
   std::weak_ptr<const CONFIG_HEADER> Header;
   std::vector<VolumeNameAnswer> Answers;
-  std::string Text;
+  Made Bytes{};
 
   bool Holds(const std::shared_ptr<CONFIG_HEADER>& header, const std::vector<VolumeNameAnswer>& answers) const {
     return !Header.owner_before(header) && !header.owner_before(Header) && Answers == answers;
@@ -374,17 +376,17 @@ struct PrintedSection {
 uint32_t PrintRecordSection(FILE* stream, const CONFIG_WRAPPER& config) {
   if (!stream) return ERROR_INVALID_PARAMETER_CODE;
   if (!config.Header) return 0;
-  thread_local PrintedSection last;
+  thread_local MadeFromHeader<std::string> last;
   std::vector<VolumeNameAnswer> answers = AskVolumeNames(*config.Header);
   if (!last.Holds(config.Header, answers)) {
     last.Header = config.Header;
-    last.Text.clear();
+    last.Bytes.clear();
     const VolumeNameAnswer* next = answers.data();
     for (const auto& group : config.Header->GroupList)
-      if (const RECORD_ENTRY* entry = ShownEntry(group)) PrintRecord(last.Text, *group, *entry, next);
+      if (const RECORD_ENTRY* entry = ShownEntry(group)) PrintRecord(last.Bytes, *group, *entry, next);
     last.Answers = std::move(answers);
   }
-  WriteBytes(stream, last.Text);
+  WriteBytes(stream, last.Bytes);
   return 0;
 }
 
@@ -395,10 +397,10 @@ namespace {
 // Signed members are written as the unsigned 64-bit number of their bits.
 uint64_t Bits(int64_t value) { return static_cast<uint64_t>(value); }
 
-void VolumeAttributes(CAttributeAdder& add, const VOLUME_RECORD& v) {
+void VolumeAttributes(CAttributeAdder& add, const VOLUME_RECORD& v, const VolumeNameAnswer& answer) {
   const uint16_t flags = v.RecordFlags();
-  std::u16string mountName;
-  const bool haveMountName = GetVolumeMountName(&v.VolumeGuid, mountName) == 0;
+  const bool haveMountName = answer.Found;
+  const std::u16string& mountName = answer.Name;
   add.Text("UsageType", v.UsageType);
   add.Text("FileSystemTypeOnlyMattersIfGpt", FileSystemTypeWord(v.FileSystemType[0]));
   add.Text("State", v.State);
@@ -470,8 +472,9 @@ void PackAttributes(CAttributeAdder& add, const PACK_RECORD& p) {
 
 // The record's own attributes, by the class of the record: an entry's
 // record is made for its type, so at most one of these matches.
-void TypeAttributes(CAttributeAdder& add, const LDM_RECORD& record) {
-  if (auto* volume = dynamic_cast<const VOLUME_RECORD*>(&record)) return VolumeAttributes(add, *volume);
+// A volume record takes the first of `answers` and moves past it.
+void TypeAttributes(CAttributeAdder& add, const LDM_RECORD& record, const VolumeNameAnswer*& answers) {
+  if (auto* volume = dynamic_cast<const VOLUME_RECORD*>(&record)) return VolumeAttributes(add, *volume, *answers++);
   if (auto* plex = dynamic_cast<const PLEX_RECORD*>(&record)) return PlexAttributes(add, *plex);
   if (auto* subdisk = dynamic_cast<const SUBDISK_RECORD*>(&record)) return SubdiskAttributes(add, *subdisk);
   if (auto* disk = dynamic_cast<const DISK_RECORD*>(&record)) return DiskAttributes(add, *disk);
@@ -480,7 +483,8 @@ void TypeAttributes(CAttributeAdder& add, const LDM_RECORD& record) {
 
 // One Record element, written straight into `bytes`: a leaf that nothing
 // looks at again, so it takes no tree node.
-void AppendRecord(std::string& bytes, const VBLK_GROUP& group, const RECORD_ENTRY& entry) {
+void AppendRecord(std::string& bytes, const VBLK_GROUP& group, const RECORD_ENTRY& entry,
+                  const VolumeNameAnswer*& answers) {
   const LDM_RECORD& record = *entry.Record;
   const char* typeWord = RecordTypeWord(entry.RecordType);
   if (!typeWord) typeWord = "Unknown";
@@ -500,8 +504,15 @@ void AppendRecord(std::string& bytes, const VBLK_GROUP& group, const RECORD_ENTR
   add.Flags("Attributes", group.TypeWord);
   add.Number("Size", group.RecordSize);
   add.Number("UpdateSequence", record.UpdateSequence);
-  TypeAttributes(add, record);
+  TypeAttributes(add, record, answers);
   bytes += " />";
+}
+
+// A volume of the virtual structure: the host is asked for its name there.
+void AskedVolumeAttributes(CAttributeAdder& add, const VOLUME_RECORD& v) {
+  VolumeNameAnswer answer;
+  answer.Found = GetVolumeMountName(&v.VolumeGuid, answer.Name) == 0;
+  VolumeAttributes(add, v, answer);
 }
 
 // The node form of the attribute sets: their first failure.
@@ -521,21 +532,26 @@ uint32_t AddRecordsToReport(const CONFIG_WRAPPER& config, CKestrandTreeNode* par
   CKestrandTreeNode* records = AddDisplayedChild(parent, "Records", "Record List", "3", code);
   if (!records) return code;
   if (!config.Header) return 0;
-  // Groups without a decoded record have nothing to show and are left out.
-  // The bytes are gathered in a buffer kept between copies (a full
-  // database's are megabytes) and copied only when no equal fragment exists.
-  thread_local std::string bytes;
-  bytes.clear();
-  for (const auto& group : config.Header->GroupList) {
-    if (!group || !group->Entry || !group->Entry->Record) continue;
-    AppendRecord(bytes, *group, *group->Entry);
+  thread_local MadeFromHeader<std::shared_ptr<const std::string>> last;
+  std::vector<VolumeNameAnswer> answers = AskVolumeNames(*config.Header);
+  if (!last.Holds(config.Header, answers)) {
+    // The bytes are gathered in a buffer kept between headers (a full
+    // database's are megabytes) and copied only when no equal fragment exists.
+    thread_local std::string bytes;
+    bytes.clear();
+    const VolumeNameAnswer* next = answers.data();
+    for (const auto& group : config.Header->GroupList)
+      if (const RECORD_ENTRY* entry = ShownEntry(group)) AppendRecord(bytes, *group, *entry, next);
+    last.Header = config.Header;
+    last.Answers = std::move(answers);
+    last.Bytes = bytes.empty() ? nullptr : ShareFragment(bytes);
   }
-  if (!bytes.empty() && !records->AddFragment(bytes)) return ERROR_NOT_ENOUGH_MEMORY_CODE;
+  if (last.Bytes && !records->AddFragment(last.Bytes)) return ERROR_NOT_ENOUGH_MEMORY_CODE;
   return 0;
 }
 
 uint32_t AddVolumeAttributes(CKestrandTreeNode* element, const VOLUME_RECORD* v) {
-  return AddToElement<VOLUME_RECORD, VolumeAttributes>(element, v);
+  return AddToElement<VOLUME_RECORD, AskedVolumeAttributes>(element, v);
 }
 
 uint32_t AddPlexAttributes(CKestrandTreeNode* element, const PLEX_RECORD* p) {
