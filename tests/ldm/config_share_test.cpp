@@ -3,11 +3,13 @@
 // decoded on its own, and a shared header lives as long as any disk holds it.
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "disk/disk.h"
+#include "common/xml_writer.h"
 #include "driver/kestrand.h"
 #include "ldm/ldm_database.h"
 #include "ldm/record_report.h"
@@ -65,15 +67,14 @@ TEST(ConfigSharing, OnlyAnAreaEqualToThePreviousOneTakesItsHeader) {
   EXPECT_NE(load("a"), nullptr);
 }
 
-// Disks that share a header print the same record section, made once; the
-// host is still asked for every volume's name, and a new answer makes the
-// section anew.
-TEST(ConfigSharing, ASharedHeaderPrintsItsRecordsOnceWhileTheHostNamesTheVolumesAlike) {
+// Disks that share a header show the same records, made once for the text
+// report and for the XML report; the host is still asked for every volume's
+// name, and a new answer makes them anew.
+TEST(ConfigSharing, ASharedHeaderShowsItsRecordsOnceWhileTheHostNamesTheVolumesAlike) {
   const std::vector<uint8_t> a = Area("Last"), b = Area("Lost");
   CImagePlatform platform;
   platform.MemoryFiles["a"] = MemoryImage{a.data(), a.size()};
   platform.MemoryFiles["b"] = MemoryImage{b.data(), b.size()};
-  platform.DynamicVolumes = {{VolumeFields().VolumeGuid, u"\\Device\\HarddiskDmVolumes\\Dg0\\Volume1"}};
   ScopedPlatform installed(platform);
   CKestrand owner;
   std::vector<std::unique_ptr<CLdmFileDisk>> disks;
@@ -81,22 +82,34 @@ TEST(ConfigSharing, ASharedHeaderPrintsItsRecordsOnceWhileTheHostNamesTheVolumes
     disks.push_back(std::make_unique<CLdmFileDisk>());
     ASSERT_EQ(disks.back()->Initialize(name, &owner), 0u);
   }
-  auto section = [&](size_t disk) {
-    return CaptureText([&](FILE* out) { PrintRecordSection(out, *disks[disk]->LdmDatabase()->Config); });
+  auto text = [&](const CONFIG_WRAPPER& config) {
+    return CaptureText([&](FILE* out) { PrintRecordSection(out, config); });
   };
-  const std::string first = section(0);
-  EXPECT_NE(first.find("RecordName:        Last"), std::string::npos);
-  EXPECT_NE(first.find("Dg0\\Volume1\n"), std::string::npos);
-  EXPECT_EQ(section(1), first);
-  const std::string other = section(2);
-  EXPECT_NE(other.find("RecordName:        Lost"), std::string::npos);
-  EXPECT_EQ(section(3), first);
-  platform.DynamicVolumes[0].second = u"\\Device\\HarddiskDmVolumes\\Dg0\\Volume7";
-  const std::string renamed = section(1);
-  EXPECT_EQ(renamed.find("Dg0\\Volume1\n"), std::string::npos);
-  EXPECT_NE(renamed.find("Dg0\\Volume7\n"), std::string::npos);
-  platform.DynamicVolumes.clear();
-  EXPECT_EQ(section(3).find("HarddiskDmVolumes"), std::string::npos);
+  auto xml = [](const CONFIG_WRAPPER& config) {
+    CKestrandTreeNode disk("Disk");
+    EXPECT_EQ(AddRecordsToReport(config, &disk), 0u);
+    std::string bytes;
+    CKestrandXMLWriter::RenderNode(&disk, bytes);
+    return bytes;
+  };
+  for (const auto& show : {std::function<std::string(const CONFIG_WRAPPER&)>(text), {xml}}) {
+    platform.DynamicVolumes = {{VolumeFields().VolumeGuid, u"\\Device\\HarddiskDmVolumes\\Dg0\\Volume1"}};
+    auto records = [&](size_t disk) { return show(*disks[disk]->LdmDatabase()->Config); };
+    const std::string first = records(0);
+    EXPECT_NE(first.find("Last"), std::string::npos);
+    EXPECT_NE(first.find("Dg0\\Volume1"), std::string::npos);
+    EXPECT_EQ(records(1), first);
+    const std::string other = records(2);
+    EXPECT_NE(other.find("Lost"), std::string::npos);
+    EXPECT_EQ(other.find("Last"), std::string::npos);
+    EXPECT_EQ(records(3), first);
+    platform.DynamicVolumes[0].second = u"\\Device\\HarddiskDmVolumes\\Dg0\\Volume7";
+    const std::string renamed = records(3);  // the header of the call before
+    EXPECT_EQ(renamed.find("Dg0\\Volume1"), std::string::npos);
+    EXPECT_NE(renamed.find("Dg0\\Volume7"), std::string::npos);
+    platform.DynamicVolumes.clear();
+    EXPECT_EQ(records(3).find("HarddiskDmVolumes"), std::string::npos);
+  }
 }
 
 }  // namespace
