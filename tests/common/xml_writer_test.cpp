@@ -97,6 +97,15 @@ TEST(XmlWriter, ShortWritesGive1006AndNameThePiece) {
   EXPECT_EQ(writer.WriteString("<Disk"), 1006u);
   EXPECT_EQ(writer.WriteNode(&root), 1006u);
   EXPECT_EQ(::testing::internal::GetCapturedStdout(), "Failed string <Disk\nFailed string >\n");
+  // Long fragments, which join a block where they lie, count toward it as
+  // copies do: the second does not fit beside the first and is named.
+  CKestrandTreeNode halves("root");
+  const std::string first(XML_WRITE_BLOCK_SIZE / 2 + 1, 'a'), second(XML_WRITE_BLOCK_SIZE / 2 + 1, 'b');
+  halves.AddFragment(first);
+  halves.AddFragment(second);
+  ::testing::internal::CaptureStdout();
+  EXPECT_EQ(writer.WriteNode(&halves), 1006u);
+  EXPECT_EQ(::testing::internal::GetCapturedStdout(), "Failed string " + second + "\n");
   std::fclose(readOnly);
 }
 
