@@ -1,7 +1,14 @@
 // The device name of a dynamic volume: the device-mapper device that the
 // Linux LDM tools set up for it, found by the volume GUID in its uuid.
+#include <dirent.h>
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cstddef>
 #include <cstdio>
+#include <cstring>
+#include <string_view>
 #include <vector>
 
 #include "platform/linux/linux_internal.h"
@@ -39,10 +46,34 @@ bool IsLdmVolumeUuid(const std::string& uuid, const std::string& guidText) {
   return uuid[guidStart - 1] == '-' && EqualsIgnoringCase(uuid.substr(guidStart), guidText);
 }
 
+// Whether <dev>/mapper holds anything but its control node. Every ask reads
+// the folder again, so it is read with the fewest calls: an open, one read
+// of its entries and a close; a second read only when the first came back so
+// full that more entries may follow.
 bool AnyMapperDevice(const std::string& devRoot) {
-  std::vector<std::string> names;
-  if (ListDirectory(devRoot + "/mapper", names) != 0) return false;
-  return std::any_of(names.begin(), names.end(), [](const std::string& name) { return name != "control"; });
+  const int fd = open((devRoot + "/mapper").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (fd < 0) return false;
+  constexpr size_t kBufferSize = 8192;
+  // The kernel fills the buffer while the next entry fits; no entry is longer.
+  constexpr size_t kLongestEntry = offsetof(dirent64, d_name) + 256;
+  alignas(dirent64) char buffer[kBufferSize];
+  bool any = false;
+  for (;;) {
+    const ssize_t filled = getdents64(fd, buffer, kBufferSize);
+    if (filled <= 0) break;
+    for (size_t at = 0; at + offsetof(dirent64, d_name) < static_cast<size_t>(filled);) {
+      unsigned short length = 0;
+      std::memcpy(&length, buffer + at + offsetof(dirent64, d_reclen), sizeof length);
+      if (length <= offsetof(dirent64, d_name) || at + length > static_cast<size_t>(filled)) break;
+      const std::string_view name(buffer + at + offsetof(dirent64, d_name),
+                                  strnlen(buffer + at + offsetof(dirent64, d_name), length - offsetof(dirent64, d_name)));
+      if (name != "." && name != ".." && name != "control") any = true;
+      at += length;
+    }
+    if (any || static_cast<size_t>(filled) + kLongestEntry <= kBufferSize) break;
+  }
+  close(fd);
+  return any;
 }
 
 bool FindLdmVolumeMapperName(const std::string& sysRoot, const std::string& devRoot, const GUID& volumeGuid,
