@@ -93,6 +93,9 @@ struct VMDB_COUNTS {
   uint32_t Count7;
 };
 
+// What the reports made of a header's records (record_report.cpp).
+struct RECORDS_AS_SHOWN;
+
 struct CONFIG_HEADER {
   RECORD_LIST RecordList;
   GUID PackId = {};
@@ -113,6 +116,9 @@ struct CONFIG_HEADER {
   uint32_t BlockTableCount = 0;
   VMDB_COUNTS ActiveCounts = {};
   VMDB_COUNTS PendingCounts = {};
+  // Kept with the header, which the disks that hold equal config areas
+  // share, so that their records are not formatted once per disk.
+  std::shared_ptr<RECORDS_AS_SHOWN> Shown;
 
   // Decodes the VMDB header at `cursor` (`regionSize` bytes available) and
   // moves the cursor past the decoded fields. 0, or 0xC0380002 with the

@@ -355,38 +355,62 @@ std::vector<VolumeNameAnswer> AskVolumeNames(const CONFIG_HEADER& header) {
   return answers;
 }
 
-// What was last made of a header's records (the text section, the XML
-// fragment). Disks that hold equal config areas share one decoded header,
-// and what is made of their records differs only where the host named a
-// volume differently: made from the same header with the same answers, it is
-// the same bytes, so it is made once and used again.
+// What was made of a header's records for one report, and the volume names
+// it was made with. Disks that hold equal config areas share one decoded
+// header, and what is made of their records differs only where the host
+// named a volume differently: made with the same answers, it is the same
+// bytes, so it is made once and used again.
 template <class Made>
-struct MadeFromHeader {
-  std::weak_ptr<const CONFIG_HEADER> Header;
+struct MadeWithAnswers {
+  bool Valid = false;
   std::vector<VolumeNameAnswer> Answers;
   Made Bytes{};
-
-  bool Holds(const std::shared_ptr<CONFIG_HEADER>& header, const std::vector<VolumeNameAnswer>& answers) const {
-    return !Header.owner_before(header) && !header.owner_before(Header) && Answers == answers;
-  }
 };
 
 }  // namespace
 
+struct RECORDS_AS_SHOWN {
+  MadeWithAnswers<std::string> Text;
+  MadeWithAnswers<std::shared_ptr<const std::string>> Xml;
+  ~RECORDS_AS_SHOWN();
+};
+
+namespace {
+
+// The header whose text section is kept: one at a time, so that disks with
+// differing areas do not each keep a copy of their text.
+thread_local RECORDS_AS_SHOWN* keptText = nullptr;
+
+RECORDS_AS_SHOWN& ShownOf(CONFIG_HEADER& header) {
+  if (!header.Shown) header.Shown = std::make_shared<RECORDS_AS_SHOWN>();
+  return *header.Shown;
+}
+
+}  // namespace
+
+RECORDS_AS_SHOWN::~RECORDS_AS_SHOWN() {
+  if (keptText == this) keptText = nullptr;
+}
+
 uint32_t PrintRecordSection(FILE* stream, const CONFIG_WRAPPER& config) {
   if (!stream) return ERROR_INVALID_PARAMETER_CODE;
   if (!config.Header) return 0;
-  thread_local MadeFromHeader<std::string> last;
+  RECORDS_AS_SHOWN& shown = ShownOf(*config.Header);
+  if (keptText != &shown) {
+    if (keptText) keptText->Text = {};
+    keptText = &shown;
+  }
+  MadeWithAnswers<std::string>& text = shown.Text;
   std::vector<VolumeNameAnswer> answers = AskVolumeNames(*config.Header);
-  if (!last.Holds(config.Header, answers)) {
-    last.Header = config.Header;
-    last.Bytes.clear();
+  if (!text.Valid || text.Answers != answers) {
+    text.Bytes.clear();
     const VolumeNameAnswer* next = answers.data();
     for (const auto& group : config.Header->GroupList)
-      if (const RECORD_ENTRY* entry = ShownEntry(group)) PrintRecord(last.Bytes, *group, *entry, next);
-    last.Answers = std::move(answers);
+      if (const RECORD_ENTRY* entry = ShownEntry(group)) PrintRecord(text.Bytes, *group, *entry, next);
+    text.Answers = std::move(answers);
+    text.Valid = true;
   }
-  WriteBytes(stream, last.Bytes);
+  WriteBytes(stream, text.Bytes);
   return 0;
 }
 
@@ -532,9 +556,9 @@ uint32_t AddRecordsToReport(const CONFIG_WRAPPER& config, CKestrandTreeNode* par
   CKestrandTreeNode* records = AddDisplayedChild(parent, "Records", "Record List", "3", code);
   if (!records) return code;
   if (!config.Header) return 0;
-  thread_local MadeFromHeader<std::shared_ptr<const std::string>> last;
+  MadeWithAnswers<std::shared_ptr<const std::string>>& made = ShownOf(*config.Header).Xml;
   std::vector<VolumeNameAnswer> answers = AskVolumeNames(*config.Header);
-  if (!last.Holds(config.Header, answers)) {
+  if (!made.Valid || made.Answers != answers) {
     // The bytes are gathered in a buffer kept between headers (a full
     // database's are megabytes) and copied only when no equal fragment exists.
     thread_local std::string bytes;
@@ -542,11 +566,11 @@ uint32_t AddRecordsToReport(const CONFIG_WRAPPER& config, CKestrandTreeNode* par
     const VolumeNameAnswer* next = answers.data();
     for (const auto& group : config.Header->GroupList)
       if (const RECORD_ENTRY* entry = ShownEntry(group)) AppendRecord(bytes, *group, *entry, next);
-    last.Header = config.Header;
-    last.Answers = std::move(answers);
-    last.Bytes = bytes.empty() ? nullptr : ShareFragment(bytes);
+    made.Answers = std::move(answers);
+    made.Bytes = bytes.empty() ? nullptr : ShareFragment(bytes);
+    made.Valid = true;
   }
-  if (last.Bytes && !records->AddFragment(last.Bytes)) return ERROR_NOT_ENOUGH_MEMORY_CODE;
+  if (made.Bytes && !records->AddFragment(made.Bytes)) return ERROR_NOT_ENOUGH_MEMORY_CODE;
   return 0;
 }
 
