@@ -48,32 +48,25 @@ bool IsLdmVolumeUuid(const std::string& uuid, const std::string& guidText) {
 
 // Whether <dev>/mapper holds anything but its control node. Every ask reads
 // the folder again, so it is read with the fewest calls: an open, one read
-// of its entries and a close; a second read only when the first came back so
-// full that more entries may follow.
+// of its entries and a close. One read is enough: the kernel fills the
+// buffer while entries remain, and a buffer that fills holds far more
+// entries than ".", ".." and "control".
 bool AnyMapperDevice(const std::string& devRoot) {
   const int fd = open((devRoot + "/mapper").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (fd < 0) return false;
-  constexpr size_t kBufferSize = 8192;
-  // The kernel fills the buffer while the next entry fits; no entry is longer.
-  constexpr size_t kLongestEntry = offsetof(dirent64, d_name) + 256;
-  alignas(dirent64) char buffer[kBufferSize];
-  bool any = false;
-  for (;;) {
-    const ssize_t filled = getdents64(fd, buffer, kBufferSize);
-    if (filled <= 0) break;
-    for (size_t at = 0; at + offsetof(dirent64, d_name) < static_cast<size_t>(filled);) {
-      unsigned short length = 0;
-      std::memcpy(&length, buffer + at + offsetof(dirent64, d_reclen), sizeof length);
-      if (length <= offsetof(dirent64, d_name) || at + length > static_cast<size_t>(filled)) break;
-      const std::string_view name(buffer + at + offsetof(dirent64, d_name),
-                                  strnlen(buffer + at + offsetof(dirent64, d_name), length - offsetof(dirent64, d_name)));
-      if (name != "." && name != ".." && name != "control") any = true;
-      at += length;
-    }
-    if (any || static_cast<size_t>(filled) + kLongestEntry <= kBufferSize) break;
-  }
+  constexpr size_t kNameAt = offsetof(dirent64, d_name);
+  alignas(dirent64) char buffer[8192];
+  const ssize_t filled = getdents64(fd, buffer, sizeof buffer);
   close(fd);
-  return any;
+  for (size_t at = 0; filled > 0 && at + kNameAt < static_cast<size_t>(filled);) {
+    unsigned short length = 0;
+    std::memcpy(&length, buffer + at + offsetof(dirent64, d_reclen), sizeof length);
+    if (length <= kNameAt || at + length > static_cast<size_t>(filled)) break;
+    const std::string_view name(buffer + at + kNameAt, strnlen(buffer + at + kNameAt, length - kNameAt));
+    if (name != "." && name != ".." && name != "control") return true;
+    at += length;
+  }
+  return false;
 }
 
 bool FindLdmVolumeMapperName(const std::string& sysRoot, const std::string& devRoot, const GUID& volumeGuid,
