@@ -86,7 +86,7 @@ awk 'BEGIN { FS = "\t" }
     if (verdict != "ok") return verdict
     return sprintf("%.0f / %.0f ms, %.1f MiB", ms, cpu, mib)
   }
-  function ratio(a, b, verdict) { return verdict == "ok" && b > 0 ? sprintf("%.0f", a / b) : "-" }
+  function ratio(a, b, verdict) { return verdict == "ok" && b > 0 ? sprintf("%.2f", a / b) : "-" }
   !header++ {
     print "| disks | blocks (used) | records | volumes | subdisks | gather ms | merge ms | kestrand -a | kestrand (text) | ldmtool | -a / ldmtool | text / ldmtool |"
     print "|---:|---:|---:|---:|---:|---:|---:|---|---|---|---:|---:|"
