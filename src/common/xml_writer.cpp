@@ -354,8 +354,6 @@ uint32_t CKestrandXMLWriter::PutPiece(const char* text, size_t length, bool inPl
 
 uint32_t CKestrandXMLWriter::Put(const char* text, size_t length) { return PutPiece(text, length, false); }
 
-uint32_t CKestrandXMLWriter::PutInPlace(const char* text, size_t length) { return PutPiece(text, length, true); }
-
 uint32_t CKestrandXMLWriter::Put(const char* text) { return Put(text, std::strlen(text)); }
 
 uint32_t CKestrandXMLWriter::WriteString(const char* text) {
@@ -410,8 +408,7 @@ uint32_t CKestrandXMLWriter::PutNode(const CKestrandTreeNode* node) {
     }
     // A long fragment stays where it is until its block is sent: the
     // document's repeated branches are not copied once more on their way.
-    return fragment->size() >= XML_IN_PLACE_FRAGMENT_SIZE ? PutInPlace(fragment->c_str(), fragment->size())
-                                                          : Put(fragment->c_str(), fragment->size());
+    return PutPiece(fragment->c_str(), fragment->size(), fragment->size() >= XML_IN_PLACE_FRAGMENT_SIZE);
   }
   const char* name = node->Name();
   CFirstCode code;

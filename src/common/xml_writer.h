@@ -148,8 +148,8 @@ constexpr uint32_t ERROR_XML_SHORT_WRITE_CODE = 1006;
 // XML_WRITE_BLOCK_SIZE bytes and hands each block to the stream (with one
 // fwrite for each run of copied pieces and one for each long fragment the
 // block holds where it lies); a fragment at least that long goes to the
-// stream as it is, after the block before it. WriteString and WriteNode send everything they were
-// given before they return.
+// stream as it is, after the block before it. WriteString and WriteNode
+// send everything they were given before they return.
 //
 // A short write: when the stream takes fewer bytes than a block (or a long
 // fragment) holds, the writer prints "Failed string %s\n" on standard output
@@ -199,9 +199,9 @@ class CKestrandXMLWriter {
 
   uint32_t Put(const char* text, size_t length);
   uint32_t Put(const char* text);
-  // Put, but a piece that joins the block is kept there by its address, not
-  // copied: `text` must outlive the call that writes it (a tree's fragment).
-  uint32_t PutInPlace(const char* text, size_t length);
+  // Put; with `inPlace`, a piece that joins the block is kept there by its
+  // address, not copied: `text` must outlive the call that writes it (a
+  // tree's fragment).
   uint32_t PutPiece(const char* text, size_t length, bool inPlace);
   void Append(const char* text, size_t length, bool inPlace);
   uint32_t PutNode(const CKestrandTreeNode* node);

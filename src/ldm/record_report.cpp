@@ -340,6 +340,12 @@ const RECORD_ENTRY* ShownEntry(const std::unique_ptr<VBLK_GROUP>& group) {
   return group && group->Entry && group->Entry->Record ? group->Entry : nullptr;
 }
 
+VolumeNameAnswer AskVolumeName(const VOLUME_RECORD& volume) {
+  VolumeNameAnswer answer;
+  answer.Found = GetVolumeMountName(&volume.VolumeGuid, answer.Name) == 0;
+  return answer;
+}
+
 // The host is asked for the name of every volume the section shows, in
 // record order, each time a section is printed: its answer may change.
 std::vector<VolumeNameAnswer> AskVolumeNames(const CONFIG_HEADER& header) {
@@ -347,10 +353,8 @@ std::vector<VolumeNameAnswer> AskVolumeNames(const CONFIG_HEADER& header) {
   for (const auto& group : header.GroupList) {
     const RECORD_ENTRY* entry = ShownEntry(group);
     if (!entry) continue;
-    if (auto* volume = dynamic_cast<const VOLUME_RECORD*>(entry->Record.get())) {
-      VolumeNameAnswer& answer = answers.emplace_back();
-      answer.Found = GetVolumeMountName(&volume->VolumeGuid, answer.Name) == 0;
-    }
+    if (auto* volume = dynamic_cast<const VOLUME_RECORD*>(entry->Record.get()))
+      answers.push_back(AskVolumeName(*volume));
   }
   return answers;
 }
@@ -365,6 +369,19 @@ struct MadeWithAnswers {
   bool Valid = false;
   std::vector<VolumeNameAnswer> Answers;
   Made Bytes{};
+
+  // The host is asked again; `make(bytes, answers)` makes the bytes anew
+  // unless they were made with the same answers.
+  template <class Make>
+  const Made& For(const CONFIG_HEADER& header, Make make) {
+    std::vector<VolumeNameAnswer> answers = AskVolumeNames(header);
+    if (!Valid || Answers != answers) {
+      make(Bytes, answers.data());
+      Answers = std::move(answers);
+      Valid = true;
+    }
+    return Bytes;
+  }
 };
 
 }  // namespace
@@ -400,17 +417,12 @@ uint32_t PrintRecordSection(FILE* stream, const CONFIG_WRAPPER& config) {
     if (keptText) keptText->Text = {};
     keptText = &shown;
   }
-  MadeWithAnswers<std::string>& text = shown.Text;
-  std::vector<VolumeNameAnswer> answers = AskVolumeNames(*config.Header);
-  if (!text.Valid || text.Answers != answers) {
-    text.Bytes.clear();
-    const VolumeNameAnswer* next = answers.data();
-    for (const auto& group : config.Header->GroupList)
-      if (const RECORD_ENTRY* entry = ShownEntry(group)) PrintRecord(text.Bytes, *group, *entry, next);
-    text.Answers = std::move(answers);
-    text.Valid = true;
-  }
-  WriteBytes(stream, text.Bytes);
+  const CONFIG_HEADER& header = *config.Header;
+  WriteBytes(stream, shown.Text.For(header, [&](std::string& text, const VolumeNameAnswer* next) {
+    text.clear();
+    for (const auto& group : header.GroupList)
+      if (const RECORD_ENTRY* entry = ShownEntry(group)) PrintRecord(text, *group, *entry, next);
+  }));
   return 0;
 }
 
@@ -533,11 +545,7 @@ void AppendRecord(std::string& bytes, const VBLK_GROUP& group, const RECORD_ENTR
 }
 
 // A volume of the virtual structure: the host is asked for its name there.
-void AskedVolumeAttributes(CAttributeAdder& add, const VOLUME_RECORD& v) {
-  VolumeNameAnswer answer;
-  answer.Found = GetVolumeMountName(&v.VolumeGuid, answer.Name) == 0;
-  VolumeAttributes(add, v, answer);
-}
+void AskedVolumeAttributes(CAttributeAdder& add, const VOLUME_RECORD& v) { VolumeAttributes(add, v, AskVolumeName(v)); }
 
 // The node form of the attribute sets: their first failure.
 template <typename Record, void (*Attributes)(CAttributeAdder&, const Record&)>
@@ -556,21 +564,19 @@ uint32_t AddRecordsToReport(const CONFIG_WRAPPER& config, CKestrandTreeNode* par
   CKestrandTreeNode* records = AddDisplayedChild(parent, "Records", "Record List", "3", code);
   if (!records) return code;
   if (!config.Header) return 0;
-  MadeWithAnswers<std::shared_ptr<const std::string>>& made = ShownOf(*config.Header).Xml;
-  std::vector<VolumeNameAnswer> answers = AskVolumeNames(*config.Header);
-  if (!made.Valid || made.Answers != answers) {
-    // The bytes are gathered in a buffer kept between headers (a full
-    // database's are megabytes) and copied only when no equal fragment exists.
-    thread_local std::string bytes;
-    bytes.clear();
-    const VolumeNameAnswer* next = answers.data();
-    for (const auto& group : config.Header->GroupList)
-      if (const RECORD_ENTRY* entry = ShownEntry(group)) AppendRecord(bytes, *group, *entry, next);
-    made.Answers = std::move(answers);
-    made.Bytes = bytes.empty() ? nullptr : ShareFragment(bytes);
-    made.Valid = true;
-  }
-  if (made.Bytes && !records->AddFragment(made.Bytes)) return ERROR_NOT_ENOUGH_MEMORY_CODE;
+  const CONFIG_HEADER& header = *config.Header;
+  const std::shared_ptr<const std::string>& fragment = ShownOf(*config.Header).Xml.For(
+      header, [&](std::shared_ptr<const std::string>& made, const VolumeNameAnswer* next) {
+        // The bytes are gathered in a buffer kept between headers (a full
+        // database's are megabytes) and copied only when no equal fragment
+        // exists.
+        thread_local std::string bytes;
+        bytes.clear();
+        for (const auto& group : header.GroupList)
+          if (const RECORD_ENTRY* entry = ShownEntry(group)) AppendRecord(bytes, *group, *entry, next);
+        made = bytes.empty() ? nullptr : ShareFragment(bytes);
+      });
+  if (fragment && !records->AddFragment(fragment)) return ERROR_NOT_ENOUGH_MEMORY_CODE;
   return 0;
 }
 
