@@ -36,12 +36,11 @@ RecordTypeNames NamesOf(uint16_t type) {
 }
 
 // The common attributes; the type word's parts come from the record's group.
-uint32_t AddCommonAttributes(CKestrandTreeNode* element, const RECORD_TREE_NODE& node) {
+void AddCommonAttributes(CAttributeAdder& add, const RECORD_TREE_NODE& node) {
   const LDM_RECORD& record = *node.Record;
   const VBLK_GROUP* group = record.Group;
   const uint16_t typeWord = group ? group->TypeWord : 0;
   const RecordTypeNames names = NamesOf(node.RecordType);
-  CAttributeAdder add(element);
   add.Text("_ElementDisplayName", std::string(record.RecordName) + names.Suffix);
   add.Text("_ElementIcon", "3");
   add.Text("Type", names.Word);
@@ -53,21 +52,6 @@ uint32_t AddCommonAttributes(CKestrandTreeNode* element, const RECORD_TREE_NODE&
   add.Flags("Attributes", typeWord);
   add.Number("Size", group ? group->RecordSize : 0);
   add.Number("UpdateSequence", record.UpdateSequence);
-  return add.Code();
-}
-
-// The record's own attributes. Their codes are not used: an attribute that
-// cannot be added is left out and the structure goes on.
-void AddOwnAttributes(CKestrandTreeNode* element, const RECORD_TREE_NODE& node) {
-  const LDM_RECORD* record = node.Record;
-  switch (node.RecordType) {
-    case RECORD_TYPE_VOLUME: AddVolumeAttributes(element, dynamic_cast<const VOLUME_RECORD*>(record)); break;
-    case RECORD_TYPE_PLEX: AddPlexAttributes(element, dynamic_cast<const PLEX_RECORD*>(record)); break;
-    case RECORD_TYPE_SUBDISK: AddSubdiskAttributes(element, dynamic_cast<const SUBDISK_RECORD*>(record)); break;
-    case RECORD_TYPE_DISK: AddDiskAttributes(element, dynamic_cast<const DISK_RECORD*>(record)); break;
-    case RECORD_TYPE_PACK: AddPackAttributes(element, dynamic_cast<const PACK_RECORD*>(record)); break;
-    default: break;
-  }
 }
 
 // The first ready disk whose primary DiskId is the record's.
@@ -85,22 +69,63 @@ CDisk* PhysicalDiskOf(const DISK_RECORD& record, CPtrList<CDisk>* disks) {
 // shown under every disk record on that disk (one per subdisk), so it is
 // built once, held by the element of the whole virtual structure, and shown
 // through references.
+//
+// The Records elements themselves are written straight into bytes (nothing
+// looks at them again), and these bytes become fragment children of the
+// virtual structure's element, between the references to the disks'
+// branches: written in order, they give the same document as nested nodes.
 struct VirtualStructureWalk {
   CPtrList<CDisk>* Disks;
   CKestrandTreeNode* Holder;
   std::unordered_map<const CDisk*, const CKestrandTreeNode*> Branches;
   // Branches the report already holds (CDiskSet::ShownBranches), or none.
   const std::unordered_map<const CDisk*, const CKestrandTreeNode*>* Shown;
+  // The bytes since the holder's last child.
+  std::string Pending;
+};
+
+// The pending bytes as the holder's next child.
+uint32_t AddPending(VirtualStructureWalk& walk) {
+  if (walk.Pending.empty()) return 0;
+  const bool added = walk.Holder->AddFragment(ShareFragment(std::move(walk.Pending))) != nullptr;
+  walk.Pending.clear();
+  return added ? 0 : ERROR_NOT_ENOUGH_MEMORY_CODE;
+}
+
+uint32_t AddShown(VirtualStructureWalk& walk, const CKestrandTreeNode* target) {
+  const uint32_t code = AddPending(walk);
+  if (code != 0) return code;
+  return walk.Holder->AddReference(target) ? 0 : ERROR_NOT_ENOUGH_MEMORY_CODE;
+}
+
+// A Records element whose start tag is written up to its attributes: the
+// first child ends the tag, and Close writes the end tag, or ends an
+// element without children at once.
+class COpenElement {
+ public:
+  explicit COpenElement(std::string& bytes) : bytes_(bytes) {}
+  void BeforeChild() {
+    if (childless_) bytes_ += '>';
+    childless_ = false;
+  }
+  void Close() { bytes_ += childless_ ? " />" : "</Records>"; }
+
+ private:
+  std::string& bytes_;
+  bool childless_ = true;
 };
 
 // The physical disk's own branch (without tests), or MissingDisk.
-uint32_t AddPhysicalDisk(VirtualStructureWalk& walk, CKestrandTreeNode* element, const RECORD_TREE_NODE& node) {
+uint32_t AddPhysicalDisk(VirtualStructureWalk& walk, COpenElement& element, const RECORD_TREE_NODE& node) {
   const auto* record = dynamic_cast<const DISK_RECORD*>(node.Record);
   CDisk* disk = record ? PhysicalDiskOf(*record, walk.Disks) : nullptr;
   if (disk) {
     if (walk.Shown) {
       auto shown = walk.Shown->find(disk);
-      if (shown != walk.Shown->end()) return element->AddReference(shown->second) ? 0 : ERROR_NOT_ENOUGH_MEMORY_CODE;
+      if (shown != walk.Shown->end()) {
+        element.BeforeChild();
+        return AddShown(walk, shown->second);
+      }
     }
     const CKestrandTreeNode*& branch = walk.Branches[disk];
     if (!branch) {
@@ -110,30 +135,37 @@ uint32_t AddPhysicalDisk(VirtualStructureWalk& walk, CKestrandTreeNode* element,
       disk->AddToReport(built, false);
       branch = built;
     }
-    for (const CKestrandTreeNode* child = branch->FirstChild(); child; child = child->NextSibling())
-      if (!element->AddReference(child)) return ERROR_NOT_ENOUGH_MEMORY_CODE;
+    for (const CKestrandTreeNode* child = branch->FirstChild(); child; child = child->NextSibling()) {
+      element.BeforeChild();
+      const uint32_t code = AddShown(walk, child);
+      if (code != 0) return code;
+    }
     return 0;
   }
-  CKestrandTreeNode* missing = element->AddChild("MissingDisk");
-  if (!missing) return ERROR_NOT_ENOUGH_MEMORY_CODE;
-  return CKestrandXMLWriter::SetElementDisplay(missing, "Missing", "4");
+  element.BeforeChild();
+  walk.Pending += "<MissingDisk";
+  CAttributeAdder(&walk.Pending).Display("Missing", "4");
+  walk.Pending += " />";
+  return 0;
 }
 
 // Siblings in a loop; the recursion only goes down the five levels.
-uint32_t AddRecordElements(VirtualStructureWalk& walk, CKestrandTreeNode* parent, RECORD_TREE_NODE* node) {
+uint32_t AddRecordElements(VirtualStructureWalk& walk, COpenElement* parent, RECORD_TREE_NODE* node) {
   for (; node; node = node->NextSibling) {
     if (!node->Record) continue;
-    CKestrandTreeNode* element = parent->AddChild("Records");
-    if (!element) return ERROR_NOT_ENOUGH_MEMORY_CODE;
-    uint32_t code = AddCommonAttributes(element, *node);
-    if (code != 0) return code;
-    AddOwnAttributes(element, *node);
+    if (parent) parent->BeforeChild();
+    walk.Pending += "<Records";
+    CAttributeAdder add(&walk.Pending);
+    AddCommonAttributes(add, *node);
+    AddRecordTypeAttributes(add, node->RecordType, node->Record);
+    COpenElement element(walk.Pending);
     if (node->RecordType == RECORD_TYPE_DISK) {
-      code = AddPhysicalDisk(walk, element, *node);
+      const uint32_t code = AddPhysicalDisk(walk, element, *node);
       if (code != 0) return code;
     }
-    code = AddRecordElements(walk, element, node->FirstChild);
+    const uint32_t code = AddRecordElements(walk, &element, node->FirstChild);
     if (code != 0) return code;
+    element.Close();
   }
   return 0;
 }
@@ -143,8 +175,10 @@ uint32_t AddRecordElements(VirtualStructureWalk& walk, CKestrandTreeNode* parent
 uint32_t AddVirtualStructure(CDiskSet* diskSet, CKestrandTreeNode* parent, RECORD_TREE_NODE* node,
                              CPtrList<CDisk>* disks) {
   if (!parent) return ERROR_INVALID_PARAMETER_CODE;
-  VirtualStructureWalk walk{disks, parent, {}, diskSet ? &diskSet->ShownBranches : nullptr};
-  return AddRecordElements(walk, parent, node);
+  VirtualStructureWalk walk{disks, parent, {}, diskSet ? &diskSet->ShownBranches : nullptr, {}};
+  const uint32_t code = AddRecordElements(walk, nullptr, node);
+  if (code != 0) return code;
+  return AddPending(walk);
 }
 
 }  // namespace kestrand

@@ -16,12 +16,11 @@ struct RECORD_TREE_NODE;
 
 // One Records element under `parent` for `node` and each of its later
 // siblings, each holding the elements of its children. 87 without parent, 0
-// for no node, 8 when an element cannot be created, otherwise the first
-// non-zero code of a Records element's common attributes or of a nested call.
-// The records' own attributes and the physical disks' branches do not end it.
-// Each physical disk's branch is built once, held by `parent`, and shown
-// under every disk record on that disk through references (written as if
-// copied there).
+// for no node, 8 without memory for the parent's children. The elements are
+// written as bytes into fragment children of `parent`. Each physical disk's
+// branch is built once, held by `parent`, and shown under every disk record
+// on that disk through references (written as if copied there) among those
+// fragments.
 uint32_t AddVirtualStructure(CDiskSet* diskSet, CKestrandTreeNode* parent, RECORD_TREE_NODE* node,
                              CPtrList<CDisk>* disks);
 

@@ -115,7 +115,9 @@ namespace {
 // A fragment leaves when its last holder frees it; its entry goes when met.
 class CFragmentPool {
  public:
-  std::shared_ptr<const std::string> Share(std::string_view bytes) {
+  // `bytes` is moved into a new fragment, or left as it is when an equal
+  // one is alive.
+  std::shared_ptr<const std::string> Share(std::string&& bytes) {
     const size_t hash = std::hash<std::string_view>()(bytes);
     std::lock_guard<std::mutex> lock(mutex_);
     auto [begin, end] = pool_.equal_range(hash);
@@ -128,7 +130,7 @@ class CFragmentPool {
       if (*alive == bytes) return alive;
       ++it;
     }
-    auto shared = std::make_shared<const std::string>(bytes);
+    auto shared = std::make_shared<const std::string>(std::move(bytes));
     // Entries of freed fragments go now and then, so that a long-lived
     // process (many runs in one) does not gather them.
     if (pool_.size() >= sweepAt_) {
@@ -152,14 +154,14 @@ CFragmentPool& FragmentPool() {
 
 }  // namespace
 
-std::shared_ptr<const std::string> ShareFragment(std::string_view bytes) {
-  if (bytes.size() >= XML_SHARED_FRAGMENT_SIZE) return FragmentPool().Share(bytes);
-  return std::make_shared<const std::string>(bytes);
+std::shared_ptr<const std::string> ShareFragment(std::string&& bytes) {
+  if (bytes.size() >= XML_SHARED_FRAGMENT_SIZE) return FragmentPool().Share(std::move(bytes));
+  return std::make_shared<const std::string>(std::move(bytes));
 }
 
 const CKestrandTreeNode* CKestrandTreeNode::AddFragment(std::string_view bytes) {
   if (target_) return nullptr;
-  return AddFragment(ShareFragment(bytes));
+  return AddFragment(ShareFragment(std::string(bytes)));
 }
 
 const CKestrandTreeNode* CKestrandTreeNode::AddFragment(std::shared_ptr<const std::string> bytes) {

@@ -136,10 +136,10 @@ class CKestrandTreeNode {
 // whole when a branch is collapsed.
 constexpr size_t XML_SHARED_FRAGMENT_SIZE = size_t{1} << 16;
 
-// The bytes of a fragment, to be added to any number of nodes: a copy of
-// `bytes`, or, from XML_SHARED_FRAGMENT_SIZE bytes, the memory of an equal
-// fragment still alive.
-std::shared_ptr<const std::string> ShareFragment(std::string_view bytes);
+// The bytes of a fragment, to be added to any number of nodes: `bytes`
+// moved into a new fragment, or, from XML_SHARED_FRAGMENT_SIZE bytes, the
+// memory of an equal fragment still alive (`bytes` is then left as it was).
+std::shared_ptr<const std::string> ShareFragment(std::string&& bytes);
 
 // Returned by WriteString when the stream took fewer bytes than given.
 constexpr uint32_t ERROR_XML_SHORT_WRITE_CODE = 1006;

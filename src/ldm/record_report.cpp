@@ -364,6 +364,12 @@ std::vector<VolumeNameAnswer> AskVolumeNames(const CONFIG_HEADER& header) {
 // header, and what is made of their records differs only where the host
 // named a volume differently: made with the same answers, it is the same
 // bytes, so it is made once and used again.
+// Room taken at once for what is made of a database's records (a record
+// shows in about 400 to 500 bytes in either report): a section that grows
+// step by step is copied at every step, and every step touches new pages.
+// Room it never fills is never touched.
+constexpr size_t kShownBytesPerRecord = 512;
+
 template <class Made>
 struct MadeWithAnswers {
   bool Valid = false;
@@ -420,6 +426,7 @@ uint32_t PrintRecordSection(FILE* stream, const CONFIG_WRAPPER& config) {
   const CONFIG_HEADER& header = *config.Header;
   WriteBytes(stream, shown.Text.For(header, [&](std::string& text, const VolumeNameAnswer* next) {
     text.clear();
+    text.reserve(header.GroupList.size() * kShownBytesPerRecord);
     for (const auto& group : header.GroupList)
       if (const RECORD_ENTRY* entry = ShownEntry(group)) PrintRecord(text, *group, *entry, next);
   }));
@@ -544,18 +551,6 @@ void AppendRecord(std::string& bytes, const VBLK_GROUP& group, const RECORD_ENTR
   bytes += " />";
 }
 
-// A volume of the virtual structure: the host is asked for its name there.
-void AskedVolumeAttributes(CAttributeAdder& add, const VOLUME_RECORD& v) { VolumeAttributes(add, v, AskVolumeName(v)); }
-
-// The node form of the attribute sets: their first failure.
-template <typename Record, void (*Attributes)(CAttributeAdder&, const Record&)>
-uint32_t AddToElement(CKestrandTreeNode* element, const Record* record) {
-  if (!element || !record) return ERROR_INVALID_PARAMETER_CODE;
-  CAttributeAdder add(element);
-  Attributes(add, *record);
-  return add.Code();
-}
-
 }  // namespace
 
 uint32_t AddRecordsToReport(const CONFIG_WRAPPER& config, CKestrandTreeNode* parent) {
@@ -567,37 +562,35 @@ uint32_t AddRecordsToReport(const CONFIG_WRAPPER& config, CKestrandTreeNode* par
   const CONFIG_HEADER& header = *config.Header;
   const std::shared_ptr<const std::string>& fragment = ShownOf(*config.Header).Xml.For(
       header, [&](std::shared_ptr<const std::string>& made, const VolumeNameAnswer* next) {
-        // The bytes are gathered in a buffer kept between headers (a full
-        // database's are megabytes) and copied only when no equal fragment
-        // exists.
-        thread_local std::string bytes;
-        bytes.clear();
+        std::string bytes;
+        bytes.reserve(header.GroupList.size() * kShownBytesPerRecord);
         for (const auto& group : header.GroupList)
           if (const RECORD_ENTRY* entry = ShownEntry(group)) AppendRecord(bytes, *group, *entry, next);
-        made = bytes.empty() ? nullptr : ShareFragment(bytes);
+        made = bytes.empty() ? nullptr : ShareFragment(std::move(bytes));
       });
   if (fragment && !records->AddFragment(fragment)) return ERROR_NOT_ENOUGH_MEMORY_CODE;
   return 0;
 }
 
-uint32_t AddVolumeAttributes(CKestrandTreeNode* element, const VOLUME_RECORD* v) {
-  return AddToElement<VOLUME_RECORD, AskedVolumeAttributes>(element, v);
-}
-
-uint32_t AddPlexAttributes(CKestrandTreeNode* element, const PLEX_RECORD* p) {
-  return AddToElement<PLEX_RECORD, PlexAttributes>(element, p);
-}
-
-uint32_t AddSubdiskAttributes(CKestrandTreeNode* element, const SUBDISK_RECORD* s) {
-  return AddToElement<SUBDISK_RECORD, SubdiskAttributes>(element, s);
-}
-
-uint32_t AddDiskAttributes(CKestrandTreeNode* element, const DISK_RECORD* d) {
-  return AddToElement<DISK_RECORD, DiskAttributes>(element, d);
-}
-
-uint32_t AddPackAttributes(CKestrandTreeNode* element, const PACK_RECORD* p) {
-  return AddToElement<PACK_RECORD, PackAttributes>(element, p);
+void AddRecordTypeAttributes(CAttributeAdder& add, uint16_t type, const LDM_RECORD* record) {
+  switch (type) {
+    case RECORD_TYPE_VOLUME:
+      if (auto* volume = dynamic_cast<const VOLUME_RECORD*>(record)) VolumeAttributes(add, *volume, AskVolumeName(*volume));
+      break;
+    case RECORD_TYPE_PLEX:
+      if (auto* plex = dynamic_cast<const PLEX_RECORD*>(record)) PlexAttributes(add, *plex);
+      break;
+    case RECORD_TYPE_SUBDISK:
+      if (auto* subdisk = dynamic_cast<const SUBDISK_RECORD*>(record)) SubdiskAttributes(add, *subdisk);
+      break;
+    case RECORD_TYPE_DISK:
+      if (auto* disk = dynamic_cast<const DISK_RECORD*>(record)) DiskAttributes(add, *disk);
+      break;
+    case RECORD_TYPE_PACK:
+      if (auto* pack = dynamic_cast<const PACK_RECORD*>(record)) PackAttributes(add, *pack);
+      break;
+    default: break;
+  }
 }
 
 }  // namespace kestrand

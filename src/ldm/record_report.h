@@ -10,11 +10,8 @@ namespace kestrand {
 
 class CONFIG_WRAPPER;
 class CKestrandTreeNode;
-class VOLUME_RECORD;
-class PLEX_RECORD;
-class SUBDISK_RECORD;
-class DISK_RECORD;
-class PACK_RECORD;
+class CAttributeAdder;
+class LDM_RECORD;
 
 // One block of lines per group of the copy's group list that holds a decoded
 // record. 87 without stream.
@@ -25,12 +22,9 @@ uint32_t PrintRecordSection(FILE* stream, const CONFIG_WRAPPER& config);
 // error.
 uint32_t AddRecordsToReport(const CONFIG_WRAPPER& config, CKestrandTreeNode* parent);
 
-// A record's own attributes, added to `element`. 87 without element or
-// record; otherwise the first failure of the tree, or 0.
-uint32_t AddVolumeAttributes(CKestrandTreeNode* element, const VOLUME_RECORD* record);
-uint32_t AddPlexAttributes(CKestrandTreeNode* element, const PLEX_RECORD* record);
-uint32_t AddSubdiskAttributes(CKestrandTreeNode* element, const SUBDISK_RECORD* record);
-uint32_t AddDiskAttributes(CKestrandTreeNode* element, const DISK_RECORD* record);
-uint32_t AddPackAttributes(CKestrandTreeNode* element, const PACK_RECORD* record);
+// A record's own attributes, as a record of `type` shows them in the virtual
+// structure: none when the record is not of that type's class. A volume's
+// name is asked of the host.
+void AddRecordTypeAttributes(CAttributeAdder& add, uint16_t type, const LDM_RECORD* record);
 
 }  // namespace kestrand
