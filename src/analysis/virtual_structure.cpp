@@ -84,10 +84,11 @@ struct VirtualStructureWalk {
   std::string Pending;
 };
 
-// The pending bytes as the holder's next child.
+// The pending bytes as the holder's next child (a copy: the pending buffer
+// keeps its room for the bytes after it).
 uint32_t AddPending(VirtualStructureWalk& walk) {
   if (walk.Pending.empty()) return 0;
-  const bool added = walk.Holder->AddFragment(ShareFragment(std::move(walk.Pending))) != nullptr;
+  const bool added = walk.Holder->AddFragment(walk.Pending) != nullptr;
   walk.Pending.clear();
   return added ? 0 : ERROR_NOT_ENOUGH_MEMORY_CODE;
 }

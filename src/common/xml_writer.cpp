@@ -478,9 +478,15 @@ bool CAttributeAdder::Open(const char* name) {
     code_.Keep(ERROR_INVALID_PARAMETER_CODE);
     return false;
   }
-  *bytes_ += ' ';
-  *bytes_ += name;
-  *bytes_ += "=\"";
+  const size_t length = std::strlen(name);
+  std::string& bytes = *bytes_;
+  const size_t at = bytes.size();
+  bytes.resize(at + length + 3);
+  char* out = bytes.data() + at;
+  out[0] = ' ';
+  std::memcpy(out + 1, name, length);
+  out[length + 1] = '=';
+  out[length + 2] = '"';
   return true;
 }
 
