@@ -46,18 +46,30 @@ bool IsLdmVolumeUuid(const std::string& uuid, const std::string& guidText) {
   return uuid[guidStart - 1] == '-' && EqualsIgnoringCase(uuid.substr(guidStart), guidText);
 }
 
-// Whether <dev>/mapper holds anything but its control node. Every ask reads
-// the folder again, so it is read with the fewest calls: an open, one read
-// of its entries and a close. One read is enough: the kernel fills the
-// buffer while entries remain, and a buffer that fills holds far more
-// entries than ".", ".." and "control".
-bool AnyMapperDevice(const std::string& devRoot) {
-  const int fd = open((devRoot + "/mapper").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (fd < 0) return false;
+CMapperFolder::~CMapperFolder() {
+  if (fd_ >= 0) close(fd_);
+}
+
+long CMapperFolder::ReadEntries(char* buffer, size_t size) {
+  if (fd_ < 0) fd_ = open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (fd_ < 0) return -1;
+  if (lseek(fd_, 0, SEEK_SET) == 0) return getdents64(fd_, buffer, size);
+  return -1;
+}
+
+// One read of the entries is enough: the kernel fills the buffer while
+// entries remain, and a buffer that fills holds far more entries than ".",
+// ".." and "control".
+bool CMapperFolder::AnyDevice() {
   constexpr size_t kNameAt = offsetof(dirent64, d_name);
   alignas(dirent64) char buffer[8192];
-  const ssize_t filled = getdents64(fd, buffer, sizeof buffer);
-  close(fd);
+  long filled = ReadEntries(buffer, sizeof buffer);
+  if (filled < 0 && fd_ >= 0) {
+    // The folder held open is gone (removed, perhaps made anew): open it again.
+    close(fd_);
+    fd_ = -1;
+    filled = ReadEntries(buffer, sizeof buffer);
+  }
   for (size_t at = 0; filled > 0 && at + kNameAt < static_cast<size_t>(filled);) {
     unsigned short length = 0;
     std::memcpy(&length, buffer + at + offsetof(dirent64, d_reclen), sizeof length);
@@ -69,13 +81,13 @@ bool AnyMapperDevice(const std::string& devRoot) {
   return false;
 }
 
-bool FindLdmVolumeMapperName(const std::string& sysRoot, const std::string& devRoot, const GUID& volumeGuid,
+bool FindLdmVolumeMapperName(const std::string& sysRoot, CMapperFolder& mapper, const GUID& volumeGuid,
                              std::string& mapperName) {
   // Every ask looks again (the reports ask once per volume record, tens of
   // thousands of times for a full database on many disks). Without a
   // device-mapper device under <dev>/mapper no volume can answer, and that
   // folder lists in a fraction of the time of the block devices.
-  if (!AnyMapperDevice(devRoot)) return false;
+  if (!mapper.AnyDevice()) return false;
   const std::string guidText = GuidToLowerText(volumeGuid);
   std::vector<std::string> names;
   if (ListDirectory(sysRoot + "/block", names) != 0) return false;
@@ -93,7 +105,7 @@ bool FindLdmVolumeMapperName(const std::string& sysRoot, const std::string& devR
 WIN32_ERROR CLinuxPlatform::QueryDynamicVolumeName(const GUID& volumeGuid, std::u16string& deviceName) {
   deviceName.clear();
   std::string mapperName;
-  if (!FindLdmVolumeMapperName(sysRoot_, devRoot_, volumeGuid, mapperName)) return ERROR_FILE_NOT_FOUND_CODE;
+  if (!FindLdmVolumeMapperName(sysRoot_, mapper_, volumeGuid, mapperName)) return ERROR_FILE_NOT_FOUND_CODE;
   deviceName = Utf8ToUtf16(devRoot_ + "/mapper/" + mapperName);
   return ERROR_SUCCESS_CODE;
 }

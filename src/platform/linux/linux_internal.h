@@ -101,8 +101,8 @@ bool IsLdmVolumeUuid(const std::string& uuid, const std::string& guidText);
 
 // Looks through <sys>/block/dm-*/dm/uuid; on a match gives the content of
 // the same device's dm/name. False when no device answers to the GUID, and
-// without looking when <dev>/mapper holds nothing but its control node.
-bool FindLdmVolumeMapperName(const std::string& sysRoot, const std::string& devRoot, const GUID& volumeGuid,
+// without looking when the mapper folder holds nothing but its control node.
+bool FindLdmVolumeMapperName(const std::string& sysRoot, CMapperFolder& mapper, const GUID& volumeGuid,
                              std::string& mapperName);
 
 }  // namespace kestrand

@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "partition/partition_table.h"
@@ -31,6 +32,29 @@ struct ListedDisk {
   bool Removable = false;  // <sys>/block/NAME/removable says 1
   std::string DevicePath;  // <dev>/NAME
   std::string InstanceId;  // sysfs device path, e.g. "devices/pci0000:00/0000:00:1f.2/.../block/sda"
+};
+
+// <dev>/mapper, held open from the first ask to the platform's end: every
+// ask reads its entries again from the start, and a rewind and one read cost
+// a third of an open, a read and a close (the reports ask once per volume
+// record, thousands of times on a pack of many disks).
+class CMapperFolder {
+ public:
+  explicit CMapperFolder(std::string path) : path_(std::move(path)) {}
+  ~CMapperFolder();
+  CMapperFolder(const CMapperFolder&) = delete;
+  CMapperFolder& operator=(const CMapperFolder&) = delete;
+
+  // Whether the folder holds anything but its control node now. A folder
+  // that cannot be opened holds nothing; it is tried again at the next ask.
+  bool AnyDevice();
+
+ private:
+  // The entries from the start into `buffer`: the bytes filled, or -1.
+  long ReadEntries(char* buffer, size_t size);
+
+  std::string path_;
+  int fd_ = -1;
 };
 
 class CLinuxPlatform : public CPlatform {
@@ -93,6 +117,7 @@ class CLinuxPlatform : public CPlatform {
   std::string devRoot_;
   std::vector<ListedDisk> disks_;
   std::map<PlatformHandle, std::string> openPaths_;  // descriptor -> path it was opened with
+  CMapperFolder mapper_;
 };
 
 }  // namespace kestrand

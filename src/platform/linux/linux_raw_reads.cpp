@@ -110,7 +110,8 @@ NTSTATUS NtStatusFromErrno(int error) {
 // ---- handles
 
 CLinuxPlatform::CLinuxPlatform(std::string sysRoot, std::string procRoot, std::string devRoot)
-    : sysRoot_(std::move(sysRoot)), procRoot_(std::move(procRoot)), devRoot_(std::move(devRoot)) {}
+    : sysRoot_(std::move(sysRoot)), procRoot_(std::move(procRoot)), devRoot_(std::move(devRoot)),
+      mapper_(devRoot_ + "/mapper") {}
 
 CLinuxPlatform::~CLinuxPlatform() {
   for (const auto& [handle, path] : openPaths_) close(static_cast<int>(handle));
