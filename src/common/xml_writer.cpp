@@ -12,6 +12,7 @@
 
 #include "common/formatters.h"
 #include "common/text_format.h"
+#include "platform/stream_write.h"
 #include "platform/types.h"
 
 namespace kestrand {
@@ -301,9 +302,13 @@ uint32_t CKestrandXMLWriter::Send(const char* bytes, size_t length, const char* 
 }
 
 uint32_t CKestrandXMLWriter::SendBlock(const char* piece) {
-  for (const BlockPart& part : parts_) {
-    uint32_t code = Send(part.Bytes ? part.Bytes : block_.data() + part.Offset, part.Length, piece);
-    if (code != 0) return code;
+  std::vector<StreamPiece> pieces;
+  pieces.reserve(parts_.size());
+  for (const BlockPart& part : parts_)
+    pieces.push_back(StreamPiece{part.Bytes ? part.Bytes : block_.data() + part.Offset, part.Length});
+  if (!WritePieces(stream_, pieces.data(), pieces.size())) {
+    PrintNarrow(stdout, "Failed string %s\n", piece);
+    return ERROR_XML_SHORT_WRITE_CODE;
   }
   return 0;
 }

@@ -5,7 +5,11 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
 #include <unistd.h>
+
+#include <csignal>
 
 #include <cerrno>
 #include <cstring>
@@ -14,6 +18,7 @@
 #include <tuple>
 
 #include "platform/linux/linux_internal.h"
+#include "platform/stream_write.h"
 #include "support/disk_image_builder.h"
 #include "driver/kestrand.h"
 #include "support/golden.h"
@@ -361,6 +366,41 @@ TEST(HostFactsTest, KernelReleaseAndMachineName) {
   EXPECT_EQ(platform.QueryDosDevice(u'C', device), ERROR_FILE_NOT_FOUND_CODE);
   EXPECT_TRUE(device.empty());
   EXPECT_EQ(platform.GetDriveType(u'C'), 1u);
+}
+
+// Pieces go to a file after what its stream holds, in order, also past the
+// number one system call takes. A file that stops growing part-way through
+// the pieces (here at a size limit) fails the write, with what fitted in it.
+TEST(StreamWriteTest, PiecesFollowTheBufferedBytesAndAShortWriteFails) {
+  TempTree tree;
+  std::string text;
+  for (int i = 0; i < 3000; ++i) text += std::to_string(i) + ",";
+  std::vector<StreamPiece> pieces;
+  for (size_t at = 0, length = 1; at < text.size(); at += length, length = length % 7 + 1)
+    pieces.push_back(StreamPiece{text.data() + at, std::min(length, text.size() - at)});
+  pieces.insert(pieces.begin() + 5, StreamPiece{"", 0});
+
+  FILE* file = std::fopen(tree.File("whole").c_str(), "w");
+  ASSERT_NE(file, nullptr);
+  std::fputs("head:", file);
+  EXPECT_TRUE(WritePieces(file, pieces.data(), pieces.size()));
+  std::fputs(":tail", file);
+  std::fclose(file);
+  EXPECT_EQ(test::ReadFileBytes(tree.File("whole")), "head:" + text + ":tail");
+
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    std::signal(SIGXFSZ, SIG_IGN);
+    const rlimit limit{1000, 1000};
+    FILE* cut = std::fopen(tree.File("cut").c_str(), "w");
+    const bool ok = cut && setrlimit(RLIMIT_FSIZE, &limit) == 0 && !WritePieces(cut, pieces.data(), pieces.size());
+    _exit(ok ? 0 : 1);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  EXPECT_EQ(test::ReadFileBytes(tree.File("cut")), text.substr(0, 1000));
 }
 
 }  // namespace
