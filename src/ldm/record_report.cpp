@@ -359,17 +359,17 @@ std::vector<VolumeNameAnswer> AskVolumeNames(const CONFIG_HEADER& header) {
   return answers;
 }
 
-// What was made of a header's records for one report, and the volume names
-// it was made with. Disks that hold equal config areas share one decoded
-// header, and what is made of their records differs only where the host
-// named a volume differently: made with the same answers, it is the same
-// bytes, so it is made once and used again.
 // Room taken at once for what is made of a database's records (a record
 // shows in about 400 to 500 bytes in either report): a section that grows
 // step by step is copied at every step, and every step touches new pages.
 // Room it never fills is never touched.
 constexpr size_t kShownBytesPerRecord = 512;
 
+// What was made of a header's records for one report, and the volume names
+// it was made with. Disks that hold equal config areas share one decoded
+// header, and what is made of their records differs only where the host
+// named a volume differently: made with the same answers, it is the same
+// bytes, so it is made once and used again.
 template <class Made>
 struct MadeWithAnswers {
   bool Valid = false;
