@@ -258,10 +258,13 @@ const AreaDamage kAreaDamages[] = {
        config.AddRecord(4, BuildPlexRecord({.Flags = 0x1000, .Layout = 1}));
        config.AddRecord(5, BuildSubdiskRecord({.Flags = 0xC200, .Minor = 4, .HiddenSectors = 63,
                                                .LastDiskRecordId = 0x403}));
-       for (uint16_t revision : {3, 4})  // the partition type from revision 4 on
+       // The partition type from revision 4 on; one file system bit each.
+       for (uint16_t revision : {3, 4})
          config.AddRecord(3u + revision, BuildVolumeRecord({.RecordId = 0x440u + revision,
                                                             .Name = "Revision" + std::to_string(revision),
-                                                            .Revision = revision, .PartitionType = 0x42}));
+                                                            .Revision = revision,
+                                                            .FileSystemType = std::string(1, char(revision - 2)),
+                                                            .PartitionType = 0x42}));
        config.AddRecord(8, VolumeRecord(0x421, "Volume1"));  // the same id twice: the walk ends
        config.PutBlock(40, std::vector<uint8_t>(128, 0xA5));
      }},
