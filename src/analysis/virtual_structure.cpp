@@ -158,7 +158,7 @@ uint32_t AddRecordElements(VirtualStructureWalk& walk, COpenElement* parent, REC
     walk.Pending += "<Records";
     CAttributeAdder add(&walk.Pending);
     AddCommonAttributes(add, *node);
-    AddRecordTypeAttributes(add, node->RecordType, node->Record);
+    AddRecordTypeAttributes(add, *node->Record);
     COpenElement element(walk.Pending);
     if (node->RecordType == RECORD_TYPE_DISK) {
       const uint32_t code = AddPhysicalDisk(walk, element, *node);

@@ -12,7 +12,6 @@
 
 #include "common/formatters.h"
 #include "common/text_format.h"
-#include "platform/stream_write.h"
 #include "platform/types.h"
 
 namespace kestrand {
@@ -292,13 +291,10 @@ uint32_t CKestrandXMLWriter::SetElementDisplay(CKestrandTreeNode* node, const ch
   return NewAttribute(node, "_ElementIcon", icon);
 }
 
-uint32_t CKestrandXMLWriter::Send(const char* bytes, size_t length, const char* piece) {
-  if (length == 0) return 0;
-  if (std::fwrite(bytes, length, 1, stream_) != 1) {
-    PrintNarrow(stdout, "Failed string %s\n", piece);
-    return ERROR_XML_SHORT_WRITE_CODE;
-  }
-  return 0;
+uint32_t CKestrandXMLWriter::Send(const StreamPiece* pieces, size_t count, const char* piece) {
+  if (WritePieces(stream_, pieces, count)) return 0;
+  PrintNarrow(stdout, "Failed string %s\n", piece);
+  return ERROR_XML_SHORT_WRITE_CODE;
 }
 
 uint32_t CKestrandXMLWriter::SendBlock(const char* piece) {
@@ -306,11 +302,7 @@ uint32_t CKestrandXMLWriter::SendBlock(const char* piece) {
   pieces.reserve(parts_.size());
   for (const BlockPart& part : parts_)
     pieces.push_back(StreamPiece{part.Bytes ? part.Bytes : block_.data() + part.Offset, part.Length});
-  if (!WritePieces(stream_, pieces.data(), pieces.size())) {
-    PrintNarrow(stdout, "Failed string %s\n", piece);
-    return ERROR_XML_SHORT_WRITE_CODE;
-  }
-  return 0;
+  return Send(pieces.data(), pieces.size(), piece);
 }
 
 void CKestrandXMLWriter::ClearBlock() {
@@ -354,7 +346,10 @@ uint32_t CKestrandXMLWriter::PutPiece(const char* text, size_t length, bool inPl
     if (code != 0) return code;
   }
   lastPiece_ = text;
-  if (length >= XML_WRITE_BLOCK_SIZE) return Send(text, length, text);
+  if (length >= XML_WRITE_BLOCK_SIZE) {
+    const StreamPiece whole{text, length};
+    return Send(&whole, 1, text);
+  }
   Append(text, length, inPlace);
   return 0;
 }

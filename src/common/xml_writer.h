@@ -15,6 +15,7 @@
 
 #include "common/containers.h"
 #include "common/first_code.h"
+#include "platform/stream_write.h"
 #include "platform/types.h"
 
 namespace kestrand {
@@ -206,9 +207,9 @@ class CKestrandXMLWriter {
   void Append(const char* text, size_t length, bool inPlace);
   uint32_t PutNode(const CKestrandTreeNode* node);
   uint32_t PutAttributes(const CKestrandTreeNode* node);
-  // Sends `length` bytes at `bytes`; on a short write names `piece`.
-  uint32_t Send(const char* bytes, size_t length, const char* piece);
-  // Sends the block, part by part; on a short write names `piece`.
+  // Sends the pieces in order; on a short write names `piece`.
+  uint32_t Send(const StreamPiece* pieces, size_t count, const char* piece);
+  // Sends the block's parts together; on a short write names `piece`.
   uint32_t SendBlock(const char* piece);
   void ClearBlock();
   uint32_t Flush();

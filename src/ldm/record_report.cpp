@@ -572,25 +572,11 @@ uint32_t AddRecordsToReport(const CONFIG_WRAPPER& config, CKestrandTreeNode* par
   return 0;
 }
 
-void AddRecordTypeAttributes(CAttributeAdder& add, uint16_t type, const LDM_RECORD* record) {
-  switch (type) {
-    case RECORD_TYPE_VOLUME:
-      if (auto* volume = dynamic_cast<const VOLUME_RECORD*>(record)) VolumeAttributes(add, *volume, AskVolumeName(*volume));
-      break;
-    case RECORD_TYPE_PLEX:
-      if (auto* plex = dynamic_cast<const PLEX_RECORD*>(record)) PlexAttributes(add, *plex);
-      break;
-    case RECORD_TYPE_SUBDISK:
-      if (auto* subdisk = dynamic_cast<const SUBDISK_RECORD*>(record)) SubdiskAttributes(add, *subdisk);
-      break;
-    case RECORD_TYPE_DISK:
-      if (auto* disk = dynamic_cast<const DISK_RECORD*>(record)) DiskAttributes(add, *disk);
-      break;
-    case RECORD_TYPE_PACK:
-      if (auto* pack = dynamic_cast<const PACK_RECORD*>(record)) PackAttributes(add, *pack);
-      break;
-    default: break;
-  }
+void AddRecordTypeAttributes(CAttributeAdder& add, const LDM_RECORD& record) {
+  const auto* volume = dynamic_cast<const VOLUME_RECORD*>(&record);
+  const VolumeNameAnswer answer = volume ? AskVolumeName(*volume) : VolumeNameAnswer{};
+  const VolumeNameAnswer* next = &answer;
+  TypeAttributes(add, record, next);
 }
 
 }  // namespace kestrand

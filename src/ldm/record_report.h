@@ -22,9 +22,9 @@ uint32_t PrintRecordSection(FILE* stream, const CONFIG_WRAPPER& config);
 // error.
 uint32_t AddRecordsToReport(const CONFIG_WRAPPER& config, CKestrandTreeNode* parent);
 
-// A record's own attributes, as a record of `type` shows them in the virtual
-// structure: none when the record is not of that type's class. A volume's
-// name is asked of the host.
-void AddRecordTypeAttributes(CAttributeAdder& add, uint16_t type, const LDM_RECORD* record);
+// A record's own attributes, as the virtual structure shows them (by the
+// record's class, which its entry's type made); a volume's name is asked of
+// the host.
+void AddRecordTypeAttributes(CAttributeAdder& add, const LDM_RECORD& record);
 
 }  // namespace kestrand
