@@ -110,7 +110,7 @@ uint32_t AddCriterionTwo(CDiskSet& set, CKestrandTreeNode* parent) {
   const GUID registered = RegisteredPrimaryPackId();
   bool matched = false;
   for (const RECORD_TREE_NODE* pack = set.RecordTree; pack && !matched; pack = pack->NextSibling) {
-    const auto* record = dynamic_cast<const PACK_RECORD*>(pack->Record);
+    const auto* record = RecordAs<PACK_RECORD>(pack->Record);
     matched = record && record->PackId == registered;
   }
   return SetCriterionVerdict(criterion, matched);

@@ -2,6 +2,7 @@
 
 #include <string>
 #include <unordered_map>
+#include <vector>
 
 #include "analysis/primary_pack.h"
 #include "common/formatters.h"
@@ -54,13 +55,25 @@ void AddCommonAttributes(CAttributeAdder& add, const RECORD_TREE_NODE& node) {
   add.Number("UpdateSequence", record.UpdateSequence);
 }
 
-// The first ready disk whose primary DiskId is the record's.
-CDisk* PhysicalDiskOf(const DISK_RECORD& record, CPtrList<CDisk>* disks) {
-  if (!disks) return nullptr;
-  for (CPtrListIterator<CDisk> it(*disks); !it.AtEnd(); it.Advance()) {
-    const PRIVATE_HEADER* header = ReadyPrimaryHeader(it.Current());
-    if (header && header->DiskId == record.DiskId) return it.Current();
-  }
+// The ready disks in list order with their primary DiskIds: a disk record
+// shows the first whose DiskId is its own. Readiness does not change while
+// the walk runs, so the list is made once rather than at every disk record.
+struct ReadyDisk {
+  GUID DiskId;
+  CDisk* Disk;
+};
+
+std::vector<ReadyDisk> ReadyDisksOf(CPtrList<CDisk>* disks) {
+  std::vector<ReadyDisk> ready;
+  if (!disks) return ready;
+  for (CPtrListIterator<CDisk> it(*disks); !it.AtEnd(); it.Advance())
+    if (const PRIVATE_HEADER* header = ReadyPrimaryHeader(it.Current())) ready.push_back({header->DiskId, it.Current()});
+  return ready;
+}
+
+CDisk* PhysicalDiskOf(const DISK_RECORD& record, const std::vector<ReadyDisk>& ready) {
+  for (const ReadyDisk& disk : ready)
+    if (disk.DiskId == record.DiskId) return disk.Disk;
   return nullptr;
 }
 
@@ -75,7 +88,7 @@ CDisk* PhysicalDiskOf(const DISK_RECORD& record, CPtrList<CDisk>* disks) {
 // virtual structure's element, between the references to the disks'
 // branches: written in order, they give the same document as nested nodes.
 struct VirtualStructureWalk {
-  CPtrList<CDisk>* Disks;
+  std::vector<ReadyDisk> ReadyDisks;
   CKestrandTreeNode* Holder;
   std::unordered_map<const CDisk*, const CKestrandTreeNode*> Branches;
   // Branches the report already holds (CDiskSet::ShownBranches), or none.
@@ -118,8 +131,8 @@ class COpenElement {
 
 // The physical disk's own branch (without tests), or MissingDisk.
 uint32_t AddPhysicalDisk(VirtualStructureWalk& walk, COpenElement& element, const RECORD_TREE_NODE& node) {
-  const auto* record = dynamic_cast<const DISK_RECORD*>(node.Record);
-  CDisk* disk = record ? PhysicalDiskOf(*record, walk.Disks) : nullptr;
+  const auto* record = RecordAs<DISK_RECORD>(node.Record);
+  CDisk* disk = record ? PhysicalDiskOf(*record, walk.ReadyDisks) : nullptr;
   if (disk) {
     if (walk.Shown) {
       auto shown = walk.Shown->find(disk);
@@ -176,7 +189,7 @@ uint32_t AddRecordElements(VirtualStructureWalk& walk, COpenElement* parent, REC
 uint32_t AddVirtualStructure(CDiskSet* diskSet, CKestrandTreeNode* parent, RECORD_TREE_NODE* node,
                              CPtrList<CDisk>* disks) {
   if (!parent) return ERROR_INVALID_PARAMETER_CODE;
-  VirtualStructureWalk walk{disks, parent, {}, diskSet ? &diskSet->ShownBranches : nullptr, {}};
+  VirtualStructureWalk walk{ReadyDisksOf(disks), parent, {}, diskSet ? &diskSet->ShownBranches : nullptr, {}};
   const uint32_t code = AddRecordElements(walk, nullptr, node);
   if (code != 0) return code;
   return AddPending(walk);

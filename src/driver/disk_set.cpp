@@ -67,7 +67,7 @@ const char16_t* LayoutWord(const VOLUME_RECORD& volume, const PLEX_RECORD& plex)
 
 template <class T>
 const T* RecordOf(const RECORD_TREE_NODE* node) {
-  return node ? dynamic_cast<const T*>(node->Record) : nullptr;
+  return node ? RecordAs<T>(node->Record) : nullptr;
 }
 
 void PrintRow(FILE* stream, const VOLUME_RECORD& volume, const PLEX_RECORD& plex, const RECORD_TREE_NODE& node) {

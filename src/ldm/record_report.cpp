@@ -302,11 +302,11 @@ void PrintPackLines(CRecordLines& line, const PACK_RECORD& p) {
 // `answers` holds the volume names of the section's volume records in order;
 // a volume record takes the first one and moves past it.
 void PrintTypeLines(CRecordLines& line, const LDM_RECORD* record, const VolumeNameAnswer*& answers) {
-  if (auto* volume = dynamic_cast<const VOLUME_RECORD*>(record)) PrintVolumeLines(line, *volume, *answers++);
-  if (auto* plex = dynamic_cast<const PLEX_RECORD*>(record)) PrintPlexLines(line, *plex);
-  if (auto* subdisk = dynamic_cast<const SUBDISK_RECORD*>(record)) PrintSubdiskLines(line, *subdisk);
-  if (auto* disk = dynamic_cast<const DISK_RECORD*>(record)) PrintDiskLines(line, *disk);
-  if (auto* pack = dynamic_cast<const PACK_RECORD*>(record)) PrintPackLines(line, *pack);
+  if (auto* volume = RecordAs<VOLUME_RECORD>(record)) PrintVolumeLines(line, *volume, *answers++);
+  if (auto* plex = RecordAs<PLEX_RECORD>(record)) PrintPlexLines(line, *plex);
+  if (auto* subdisk = RecordAs<SUBDISK_RECORD>(record)) PrintSubdiskLines(line, *subdisk);
+  if (auto* disk = RecordAs<DISK_RECORD>(record)) PrintDiskLines(line, *disk);
+  if (auto* pack = RecordAs<PACK_RECORD>(record)) PrintPackLines(line, *pack);
 }
 
 void PrintRecord(std::string& out, const VBLK_GROUP& group, const RECORD_ENTRY& entry,
@@ -353,7 +353,7 @@ std::vector<VolumeNameAnswer> AskVolumeNames(const CONFIG_HEADER& header) {
   for (const auto& group : header.GroupList) {
     const RECORD_ENTRY* entry = ShownEntry(group);
     if (!entry) continue;
-    if (auto* volume = dynamic_cast<const VOLUME_RECORD*>(entry->Record.get()))
+    if (auto* volume = RecordAs<VOLUME_RECORD>(entry->Record.get()))
       answers.push_back(AskVolumeName(*volume));
   }
   return answers;
@@ -517,11 +517,11 @@ void PackAttributes(CAttributeAdder& add, const PACK_RECORD& p) {
 // record is made for its type, so at most one of these matches.
 // A volume record takes the first of `answers` and moves past it.
 void TypeAttributes(CAttributeAdder& add, const LDM_RECORD& record, const VolumeNameAnswer*& answers) {
-  if (auto* volume = dynamic_cast<const VOLUME_RECORD*>(&record)) return VolumeAttributes(add, *volume, *answers++);
-  if (auto* plex = dynamic_cast<const PLEX_RECORD*>(&record)) return PlexAttributes(add, *plex);
-  if (auto* subdisk = dynamic_cast<const SUBDISK_RECORD*>(&record)) return SubdiskAttributes(add, *subdisk);
-  if (auto* disk = dynamic_cast<const DISK_RECORD*>(&record)) return DiskAttributes(add, *disk);
-  if (auto* pack = dynamic_cast<const PACK_RECORD*>(&record)) return PackAttributes(add, *pack);
+  if (auto* volume = RecordAs<VOLUME_RECORD>(&record)) return VolumeAttributes(add, *volume, *answers++);
+  if (auto* plex = RecordAs<PLEX_RECORD>(&record)) return PlexAttributes(add, *plex);
+  if (auto* subdisk = RecordAs<SUBDISK_RECORD>(&record)) return SubdiskAttributes(add, *subdisk);
+  if (auto* disk = RecordAs<DISK_RECORD>(&record)) return DiskAttributes(add, *disk);
+  if (auto* pack = RecordAs<PACK_RECORD>(&record)) return PackAttributes(add, *pack);
 }
 
 // One Record element, written straight into `bytes`: a leaf that nothing
@@ -573,7 +573,7 @@ uint32_t AddRecordsToReport(const CONFIG_WRAPPER& config, CKestrandTreeNode* par
 }
 
 void AddRecordTypeAttributes(CAttributeAdder& add, const LDM_RECORD& record) {
-  const auto* volume = dynamic_cast<const VOLUME_RECORD*>(&record);
+  const auto* volume = RecordAs<VOLUME_RECORD>(&record);
   const VolumeNameAnswer answer = volume ? AskVolumeName(*volume) : VolumeNameAnswer{};
   const VolumeNameAnswer* next = &answer;
   TypeAttributes(add, record, next);

@@ -47,8 +47,8 @@ bool DisksEqual(const DISK_RECORD& a, const DISK_RECORD& b) {
 // The fields of two records of class T; records of another class are unequal.
 template <class T>
 bool TypedEqual(const LDM_RECORD* a, const LDM_RECORD* b, bool (*equal)(const T&, const T&)) {
-  const T* first = dynamic_cast<const T*>(a);
-  const T* second = dynamic_cast<const T*>(b);
+  const T* first = RecordAs<T>(a);
+  const T* second = RecordAs<T>(b);
   return first && second && equal(*first, *second);
 }
 
@@ -171,7 +171,7 @@ bool FoundFromPack(uint16_t type) { return type >= RECORD_TYPE_VOLUME && type <=
 
 template <class T>
 const T* RecordOf(const RECORD_TREE_NODE* node, uint16_t type) {
-  return node->RecordType == type ? dynamic_cast<const T*>(node->Record) : nullptr;
+  return node->RecordType == type ? RecordAs<T>(node->Record) : nullptr;
 }
 
 CRecordTreeIndex::CRecordTreeIndex(RECORD_TREE_NODE** root) : root_(root) {
@@ -295,7 +295,7 @@ void CRecordTreeIndex::Insert(RECORD_TREE_NODE* pack, LDM_RECORD* record, uint16
       if (RECORD_TREE_NODE* node = Append(pack, record, type)) NoteVolume(node, index);
       break;
     case RECORD_TYPE_PLEX: {
-      const auto* plex = dynamic_cast<const PLEX_RECORD*>(record);
+      const auto* plex = RecordAs<PLEX_RECORD>(record);
       if (!plex) return;
       const auto volume = index.FirstVolume.find(plex->VolumeRecordId);
       if (volume == index.FirstVolume.end()) return;
@@ -303,7 +303,7 @@ void CRecordTreeIndex::Insert(RECORD_TREE_NODE* pack, LDM_RECORD* record, uint16
       break;
     }
     case RECORD_TYPE_SUBDISK: {
-      const auto* subdisk = dynamic_cast<const SUBDISK_RECORD*>(record);
+      const auto* subdisk = RecordAs<SUBDISK_RECORD>(record);
       if (!subdisk) return;
       const auto plexes = index.FirstPlexes.find(subdisk->PlexRecordId);
       if (plexes == index.FirstPlexes.end()) return;

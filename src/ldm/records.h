@@ -50,7 +50,23 @@ class LDM_RECORD {
   // The group's revision and record flags; 0 without a group.
   uint16_t Revision() const;
   uint16_t RecordFlags() const;
+
+  // The RECORD_TYPE_* of the object's class, fixed when it is made.
+  uint16_t ClassType() const { return classType_; }
+
+ protected:
+  explicit LDM_RECORD(uint16_t classType) : classType_(classType) {}
+
+ private:
+  uint16_t classType_;
 };
+
+// The record as its class T, or nullptr when it is of another class: one
+// compare, where the reports and the merge ask this for every record.
+template <class T>
+const T* RecordAs(const LDM_RECORD* record) {
+  return record && record->ClassType() == T::kClassType ? static_cast<const T*>(record) : nullptr;
+}
 
 // ---- volume records (type 1, revisions 3 to 5) ----
 
@@ -69,6 +85,8 @@ constexpr uint32_t VOLUME_PERSISTENT_RETAINED = 0x00800000;
 
 class VOLUME_RECORD : public LDM_RECORD {
  public:
+  static constexpr uint16_t kClassType = RECORD_TYPE_VOLUME;
+  VOLUME_RECORD() : LDM_RECORD(kClassType) {}
   void Reset() override;
   NTSTATUS Parse(const uint8_t*& cursor, uint32_t bytesLeft) override;
 
@@ -105,6 +123,8 @@ constexpr uint32_t PLEX_PERSISTENT_DETACHED = 0x04;
 
 class PLEX_RECORD : public LDM_RECORD {
  public:
+  static constexpr uint16_t kClassType = RECORD_TYPE_PLEX;
+  PLEX_RECORD() : LDM_RECORD(kClassType) {}
   void Reset() override;
   NTSTATUS Parse(const uint8_t*& cursor, uint32_t bytesLeft) override;
 
@@ -135,6 +155,8 @@ constexpr uint32_t SUBDISK_PERSISTENT_RETAINED = 0x40;
 
 class SUBDISK_RECORD : public LDM_RECORD {
  public:
+  static constexpr uint16_t kClassType = RECORD_TYPE_SUBDISK;
+  SUBDISK_RECORD() : LDM_RECORD(kClassType) {}
   void Reset() override;
   NTSTATUS Parse(const uint8_t*& cursor, uint32_t bytesLeft) override;
 
@@ -158,6 +180,8 @@ constexpr uint32_t DISK_PERSISTENT_ISCSI = 0x40;
 
 class DISK_RECORD : public LDM_RECORD {
  public:
+  static constexpr uint16_t kClassType = RECORD_TYPE_DISK;
+  DISK_RECORD() : LDM_RECORD(kClassType) {}
   void Reset() override;
   NTSTATUS Parse(const uint8_t*& cursor, uint32_t bytesLeft) override;
 
@@ -174,6 +198,8 @@ constexpr uint16_t PACK_FLAG_BASE_MINOR = 0x1000;
 
 class PACK_RECORD : public LDM_RECORD {
  public:
+  static constexpr uint16_t kClassType = RECORD_TYPE_PACK;
+  PACK_RECORD() : LDM_RECORD(kClassType) {}
   void Reset() override;
   NTSTATUS Parse(const uint8_t*& cursor, uint32_t bytesLeft) override;
 
