@@ -116,10 +116,11 @@ class CRecordTreeIndex {
   void Insert(RECORD_TREE_NODE* pack, LDM_RECORD* record, uint16_t type);
 
  private:
-  // A volume, plex or subdisk node and the place of its pack in the root list.
+  // A volume, plex or subdisk node, the place of its pack in the root list
+  // and its record (kept here so that a lookup touches no node).
   struct Placed {
     size_t PackOrdinal;
-    const RECORD_TREE_NODE* Node;
+    const LDM_RECORD* Record;
   };
   using NodesById = std::unordered_map<uint64_t, std::vector<RECORD_TREE_NODE*>>;
 
@@ -207,7 +208,7 @@ void CRecordTreeIndex::NotePack(RECORD_TREE_NODE* node) {
 
 void CRecordTreeIndex::NoteEntered(const RECORD_TREE_NODE* node, const PackIndex& pack) {
   if (!FoundFromPack(node->RecordType)) return;
-  entered_[node->RecordType - RECORD_TYPE_VOLUME][RecordIdOf(node->Record)].push_back({pack.Ordinal, node});
+  entered_[node->RecordType - RECORD_TYPE_VOLUME][RecordIdOf(node->Record)].push_back({pack.Ordinal, node->Record});
 }
 
 void CRecordTreeIndex::NoteVolume(RECORD_TREE_NODE* node, PackIndex& pack) {
@@ -265,15 +266,13 @@ RECORD_TREE_NODE* CRecordTreeIndex::EnterPack(LDM_RECORD* pack) {
 }
 
 // RecordsEqual requires equal RecordIds, so the nodes with the record's id
-// are the only candidates.
+// are the only candidates; they are all of `type`, the table's own.
 bool CRecordTreeIndex::EnteredFrom(size_t ordinal, const LDM_RECORD* record, uint16_t type) const {
   const auto& byId = entered_[type - RECORD_TYPE_VOLUME];
   const auto candidates = byId.find(RecordIdOf(record));
   if (candidates == byId.end()) return false;
   for (const Placed& placed : candidates->second)
-    if (placed.PackOrdinal >= ordinal && placed.Node->RecordType == type &&
-        RecordsEqual(placed.Node->Record, record, type))
-      return true;
+    if (placed.PackOrdinal >= ordinal && RecordsEqual(placed.Record, record, type)) return true;
   return false;
 }
 
@@ -341,20 +340,33 @@ void CRecordTreeIndex::InsertDisk(PackIndex& pack, LDM_RECORD* disk) {
   }
 }
 
+// A copy's decoded records in the order the merge enters them: its pack
+// records, then its volumes, plexes, subdisks and disks, each in group order.
+struct TypedRecord {
+  LDM_RECORD* Record;
+  uint16_t Type;
+};
+constexpr uint16_t kMergeOrder[] = {RECORD_TYPE_PACK, RECORD_TYPE_VOLUME, RECORD_TYPE_PLEX, RECORD_TYPE_SUBDISK,
+                                    RECORD_TYPE_DISK};
+
+std::vector<TypedRecord> RecordsInMergeOrder(const CONFIG_HEADER& header) {
+  std::vector<TypedRecord> records;
+  for (uint16_t type : kMergeOrder)
+    for (const auto& group : header.GroupList)
+      if (LDM_RECORD* record = GroupRecord(group.get(), type)) records.push_back({record, type});
+  return records;
+}
+
 // One copy's records; `current` is the pack node that receives them and
 // moves to each pack record the copy holds.
-void MergeCopy(const CONFIG_HEADER& header, CRecordTreeIndex& index, RECORD_TREE_NODE*& current) {
-  for (const auto& group : header.GroupList) {
-    LDM_RECORD* pack = GroupRecord(group.get(), RECORD_TYPE_PACK);
-    if (!pack) continue;
+void MergeCopy(const std::vector<TypedRecord>& records, CRecordTreeIndex& index, RECORD_TREE_NODE*& current) {
+  auto record = records.begin();
+  for (; record != records.end() && record->Type == RECORD_TYPE_PACK; ++record)
     // A pack node that cannot be allocated leaves the earlier one current.
-    if (RECORD_TREE_NODE* node = index.EnterPack(pack)) current = node;
-  }
+    if (RECORD_TREE_NODE* node = index.EnterPack(record->Record)) current = node;
   // Without any pack node there is nowhere to enter the rest.
   if (!current) return;
-  for (uint16_t type : {RECORD_TYPE_VOLUME, RECORD_TYPE_PLEX, RECORD_TYPE_SUBDISK, RECORD_TYPE_DISK})
-    for (const auto& group : header.GroupList)
-      if (LDM_RECORD* record = GroupRecord(group.get(), type)) index.Insert(current, record, type);
+  for (; record != records.end(); ++record) index.Insert(current, record->Record, record->Type);
 }
 
 }  // namespace
@@ -364,10 +376,16 @@ void MergeCopy(const CONFIG_HEADER& header, CRecordTreeIndex& index, RECORD_TREE
 void MergeConfigCopies(const std::vector<const CONFIG_HEADER*>& copies, RECORD_TREE_NODE** root) {
   if (!root) return;
   CRecordTreeIndex index(root);
+  // Disks of a group share one decoded header: its records are sorted once.
+  std::unordered_map<const CONFIG_HEADER*, std::vector<TypedRecord>> sorted;
   // Stays current across copies until another pack record is met.
   RECORD_TREE_NODE* current = nullptr;
-  for (const CONFIG_HEADER* header : copies)
-    if (header) MergeCopy(*header, index, current);
+  for (const CONFIG_HEADER* header : copies) {
+    if (!header) continue;
+    auto [place, added] = sorted.try_emplace(header);
+    if (added) place->second = RecordsInMergeOrder(*header);
+    MergeCopy(place->second, index, current);
+  }
 }
 
 uint32_t BuildRecordTree(CPtrList<CDisk>* disks, RECORD_TREE_NODE** root) {
