@@ -346,16 +346,23 @@ VolumeNameAnswer AskVolumeName(const VOLUME_RECORD& volume) {
   return answer;
 }
 
-// The host is asked for the name of every volume the section shows, in
-// record order, each time a section is printed: its answer may change.
-std::vector<VolumeNameAnswer> AskVolumeNames(const CONFIG_HEADER& header) {
-  std::vector<VolumeNameAnswer> answers;
+// The volume records a section shows, in record order.
+std::vector<const VOLUME_RECORD*> ShownVolumes(const CONFIG_HEADER& header) {
+  std::vector<const VOLUME_RECORD*> volumes;
   for (const auto& group : header.GroupList) {
     const RECORD_ENTRY* entry = ShownEntry(group);
     if (!entry) continue;
-    if (auto* volume = RecordAs<VOLUME_RECORD>(entry->Record.get()))
-      answers.push_back(AskVolumeName(*volume));
+    if (auto* volume = RecordAs<VOLUME_RECORD>(entry->Record.get())) volumes.push_back(volume);
   }
+  return volumes;
+}
+
+// The host is asked for the name of every volume the section shows, in
+// record order, each time a section is printed: its answer may change.
+std::vector<VolumeNameAnswer> AskVolumeNames(const std::vector<const VOLUME_RECORD*>& volumes) {
+  std::vector<VolumeNameAnswer> answers;
+  answers.reserve(volumes.size());
+  for (const VOLUME_RECORD* volume : volumes) answers.push_back(AskVolumeName(*volume));
   return answers;
 }
 
@@ -379,8 +386,8 @@ struct MadeWithAnswers {
   // The host is asked again; `make(bytes, answers)` makes the bytes anew
   // unless they were made with the same answers.
   template <class Make>
-  const Made& For(const CONFIG_HEADER& header, Make make) {
-    std::vector<VolumeNameAnswer> answers = AskVolumeNames(header);
+  const Made& For(const std::vector<const VOLUME_RECORD*>& volumes, Make make) {
+    std::vector<VolumeNameAnswer> answers = AskVolumeNames(volumes);
     if (!Valid || Answers != answers) {
       make(Bytes, answers.data());
       Answers = std::move(answers);
@@ -393,6 +400,10 @@ struct MadeWithAnswers {
 }  // namespace
 
 struct RECORDS_AS_SHOWN {
+  // The header's shown volume records, listed at the first section: the
+  // decoded header does not change, so neither does the list.
+  std::vector<const VOLUME_RECORD*> Volumes;
+  bool VolumesListed = false;
   MadeWithAnswers<std::string> Text;
   MadeWithAnswers<std::shared_ptr<const std::string>> Xml;
   ~RECORDS_AS_SHOWN();
@@ -406,7 +417,12 @@ thread_local RECORDS_AS_SHOWN* keptText = nullptr;
 
 RECORDS_AS_SHOWN& ShownOf(CONFIG_HEADER& header) {
   if (!header.Shown) header.Shown = std::make_shared<RECORDS_AS_SHOWN>();
-  return *header.Shown;
+  RECORDS_AS_SHOWN& shown = *header.Shown;
+  if (!shown.VolumesListed) {
+    shown.Volumes = ShownVolumes(header);
+    shown.VolumesListed = true;
+  }
+  return shown;
 }
 
 }  // namespace
@@ -424,7 +440,7 @@ uint32_t PrintRecordSection(FILE* stream, const CONFIG_WRAPPER& config) {
     keptText = &shown;
   }
   const CONFIG_HEADER& header = *config.Header;
-  WriteBytes(stream, shown.Text.For(header, [&](std::string& text, const VolumeNameAnswer* next) {
+  WriteBytes(stream, shown.Text.For(shown.Volumes, [&](std::string& text, const VolumeNameAnswer* next) {
     text.clear();
     text.reserve(header.GroupList.size() * kShownBytesPerRecord);
     for (const auto& group : header.GroupList)
@@ -560,8 +576,9 @@ uint32_t AddRecordsToReport(const CONFIG_WRAPPER& config, CKestrandTreeNode* par
   if (!records) return code;
   if (!config.Header) return 0;
   const CONFIG_HEADER& header = *config.Header;
-  const std::shared_ptr<const std::string>& fragment = ShownOf(*config.Header).Xml.For(
-      header, [&](std::shared_ptr<const std::string>& made, const VolumeNameAnswer* next) {
+  RECORDS_AS_SHOWN& shown = ShownOf(*config.Header);
+  const std::shared_ptr<const std::string>& fragment = shown.Xml.For(
+      shown.Volumes, [&](std::shared_ptr<const std::string>& made, const VolumeNameAnswer* next) {
         std::string bytes;
         bytes.reserve(header.GroupList.size() * kShownBytesPerRecord);
         for (const auto& group : header.GroupList)
