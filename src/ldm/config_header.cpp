@@ -431,14 +431,19 @@ void PrintCounts(FILE* stream, const char16_t* label, uint64_t sequence, const V
 }
 
 void PrintBlockList(FILE* stream, const CONFIG_HEADER& header) {
-  const uint32_t count = ListedBlockCount(header);
-  for (uint32_t i = 0; i < count; ++i) {
-    const BLOCK_ENTRY& entry = header.BlockTable[i];
-    if (entry.FragmentSize > kLargestListedFragment || !entry.Group) continue;
-    PrintWide(stream, u"BlockNumber: %-3lu Flag=0x%04x Ref=%-4lu Offset=%-8lu FragmentSize=%-4lu\n", i, entry.Flag,
-              entry.Group->GroupNumber, entry.RecordOffset, entry.FragmentSize);
+  if (!header.BlockListText) {
+    std::string text;
+    const uint32_t count = ListedBlockCount(header);
+    for (uint32_t i = 0; i < count; ++i) {
+      const BLOCK_ENTRY& entry = header.BlockTable[i];
+      if (entry.FragmentSize > kLargestListedFragment || !entry.Group) continue;
+      AppendWide(text, u"BlockNumber: %-3lu Flag=0x%04x Ref=%-4lu Offset=%-8lu FragmentSize=%-4lu\n", i, entry.Flag,
+                 entry.Group->GroupNumber, entry.RecordOffset, entry.FragmentSize);
+    }
+    text += '\n';
+    header.BlockListText = std::move(text);
   }
-  PrintWide(stream, u"\n");
+  WriteBytes(stream, *header.BlockListText);
 }
 
 void AddCountAttributes(CAttributeAdder& add, const char* prefix, uint64_t sequence, const VMDB_COUNTS& counts) {
@@ -451,10 +456,10 @@ void AddCountAttributes(CAttributeAdder& add, const char* prefix, uint64_t seque
   add.Number((p + "PhysicalDisksCount").c_str(), counts.PhysicalDisks);
 }
 
-uint32_t AddBlockList(CKestrandTreeNode* parent, const CONFIG_HEADER& header) {
-  uint32_t code = 0;
-  CKestrandTreeNode* list = AddDisplayedChild(parent, "BlockList", "Block List", "3", code);
-  if (!list) return code;
+// The Block elements, written straight into bytes once per header: leaves
+// that nothing looks at again.
+std::shared_ptr<const std::string> BlockElements(const CONFIG_HEADER& header) {
+  std::string bytes;
   const uint32_t count = ListedBlockCount(header);
   for (uint32_t i = 0; i < count; ++i) {
     const BLOCK_ENTRY& entry = header.BlockTable[i];
@@ -462,16 +467,26 @@ uint32_t AddBlockList(CKestrandTreeNode* parent, const CONFIG_HEADER& header) {
     if (entry.FragmentSize > kLargestListedFragment) continue;
     std::string caption = "Block ";
     AppendDecimal(caption, i + 1);
-    CKestrandTreeNode* block = AddDisplayedChild(list, "Block", caption, "3", code);
-    if (!block) return code;
-    CAttributeAdder add(block);
+    bytes += "<Block";
+    CAttributeAdder add(&bytes);
+    add.Display(caption.c_str(), "3");
     add.Number("NextBlockNumber", entry.NextBlock);
     add.Flags("TransFlags", entry.Flag);
     add.Number("BlockNumber", i);
     add.Number("Offset", entry.RecordOffset);
     add.Number("FragmentSize", entry.FragmentSize);
-    if (add.Code() != 0) return add.Code();
+    bytes += " />";
   }
+  return bytes.empty() ? nullptr : ShareFragment(std::move(bytes));
+}
+
+uint32_t AddBlockList(CKestrandTreeNode* parent, const CONFIG_HEADER& header) {
+  uint32_t code = 0;
+  CKestrandTreeNode* list = AddDisplayedChild(parent, "BlockList", "Block List", "3", code);
+  if (!list) return code;
+  if (!header.BlockListXml) header.BlockListXml = BlockElements(header);
+  const std::shared_ptr<const std::string>& blocks = *header.BlockListXml;
+  if (blocks && !list->AddFragment(blocks)) return ERROR_NOT_ENOUGH_MEMORY_CODE;
   return 0;
 }
 

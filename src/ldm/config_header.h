@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <unordered_map>
 #include <vector>
 
@@ -119,6 +120,11 @@ struct CONFIG_HEADER {
   // Kept with the header, which the disks that hold equal config areas
   // share, so that their records are not formatted once per disk.
   std::shared_ptr<RECORDS_AS_SHOWN> Shown;
+  // The block list as each report shows it, made at its first showing: it
+  // depends on the header alone. Mutable as a cache of what the const
+  // report functions make.
+  mutable std::optional<std::string> BlockListText;
+  mutable std::optional<std::shared_ptr<const std::string>> BlockListXml;
 
   // Decodes the VMDB header at `cursor` (`regionSize` bytes available) and
   // moves the cursor past the decoded fields. 0, or 0xC0380002 with the
