@@ -28,9 +28,12 @@ thread_local AREA_BUFFER areaBuffer;
 // The area decoded last, and the header decoded from it. Every disk of a
 // group carries the same database, so the next area read is most often the
 // same bytes; it then takes that header instead of decoding its own. Only
-// the disks hold the header: once they are gone, nothing is shared.
+// the disks hold the header: once they are gone, nothing is shared. The
+// bytes are a copy of the area alone, not a second read buffer: a page
+// touched for the first time costs about as much as copying it 20 times.
 struct LAST_AREA {
-  AREA_BUFFER Buffer;
+  std::unique_ptr<uint8_t[], CFreeDeleter> Bytes;
+  size_t Capacity = 0;
   uint32_t Size = 0;
   std::weak_ptr<CONFIG_HEADER> Header;
   NTSTATUS ParseStatus = 0;
@@ -126,8 +129,7 @@ uint32_t CONFIG_WRAPPER::ReadAndDecode(CDisk* disk) {
 
 bool CONFIG_WRAPPER::ShareEqualArea() {
   std::shared_ptr<CONFIG_HEADER> decoded = lastArea.Header.lock();
-  if (!decoded || lastArea.Size != ByteCount || lastArea.Buffer.Capacity < ByteCount ||
-      std::memcmp(lastArea.Buffer.Data.get(), Bytes, ByteCount) != 0)
+  if (!decoded || lastArea.Size != ByteCount || std::memcmp(lastArea.Bytes.get(), Bytes, ByteCount) != 0)
     return false;
   Header = std::move(decoded);
   ParseStatus = lastArea.ParseStatus;
@@ -138,11 +140,14 @@ void CONFIG_WRAPPER::KeepArea() {
   lastArea.Header.reset();
   // A walk that was never started or ran out of memory is not all that the
   // bytes give; an area larger than a real one is not kept.
-  if (!Header->BlockTable || ParseStatus == STATUS_INSUFFICIENT_RESOURCES_CODE ||
-      areaBuffer.Capacity > size_t{kConfigFirstReadBytes} + 1)
+  if (!Header->BlockTable || ParseStatus == STATUS_INSUFFICIENT_RESOURCES_CODE || ByteCount > kConfigFirstReadBytes)
     return;
-  // The buffer just decoded becomes the one kept; the next read gets the other.
-  std::swap(areaBuffer, lastArea.Buffer);
+  if (lastArea.Capacity < ByteCount) {
+    lastArea.Bytes.reset(static_cast<uint8_t*>(std::malloc(ByteCount)));
+    lastArea.Capacity = lastArea.Bytes ? ByteCount : 0;
+    if (!lastArea.Bytes) return;
+  }
+  std::memcpy(lastArea.Bytes.get(), Bytes, ByteCount);
   lastArea.Size = ByteCount;
   lastArea.Header = Header;
   lastArea.ParseStatus = ParseStatus;
