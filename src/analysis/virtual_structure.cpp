@@ -1,5 +1,6 @@
 #include "analysis/virtual_structure.h"
 
+#include <cstring>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -42,7 +43,13 @@ void AddCommonAttributes(CAttributeAdder& add, const RECORD_TREE_NODE& node) {
   const VBLK_GROUP* group = record.Group;
   const uint16_t typeWord = group ? group->TypeWord : 0;
   const RecordTypeNames names = NamesOf(node.RecordType);
-  add.Text("_ElementDisplayName", std::string(record.RecordName) + names.Suffix);
+  // The name (at most 31 characters) and the suffix, built on the stack.
+  char caption[kRecordNameSize + 16];
+  const auto* nul = static_cast<const char*>(std::memchr(record.RecordName, 0, kRecordNameSize - 1));
+  const size_t nameLength = nul ? static_cast<size_t>(nul - record.RecordName) : kRecordNameSize - 1;
+  std::memcpy(caption, record.RecordName, nameLength);
+  std::memcpy(caption + nameLength, names.Suffix, std::strlen(names.Suffix) + 1);
+  add.Text("_ElementDisplayName", caption);
   add.Text("_ElementIcon", "3");
   add.Text("Type", names.Word);
   add.Number("Id", RecordIdOf(&record));

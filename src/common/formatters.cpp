@@ -75,13 +75,18 @@ void AppendDecimal(std::string& out, uint64_t value) {
   out.append(digits, static_cast<size_t>(end - digits));
 }
 
+// Each of these formats into a buffer on the stack and appends once: the
+// record reports call them for nearly every value they show.
 void AppendGrouped(std::string& out, uint64_t value) {
   char digits[20];
   const size_t count = static_cast<size_t>(std::to_chars(digits, digits + sizeof digits, value).ptr - digits);
+  char grouped[26];  // 20 digits and 6 commas
+  size_t length = 0;
   for (size_t i = 0; i < count; ++i) {
-    if (i != 0 && (count - i) % 3 == 0) out += ',';
-    out += digits[i];
+    if (i != 0 && (count - i) % 3 == 0) grouped[length++] = ',';
+    grouped[length++] = digits[i];
   }
+  out.append(grouped, length);
 }
 
 namespace {
@@ -89,30 +94,32 @@ namespace {
 constexpr char kHexDigits[] = "0123456789abcdef";
 
 // `count` lowercase hexadecimal digits of `value`, leading zeros included.
-void AppendHexDigits(std::string& out, uint64_t value, int count) {
-  char digits[16];
-  for (int i = count - 1; i >= 0; --i, value >>= 4) digits[i] = kHexDigits[value & 0xF];
-  out.append(digits, static_cast<size_t>(count));
+char* PutHexDigits(char* at, uint64_t value, int count) {
+  for (int i = count - 1; i >= 0; --i, value >>= 4) at[i] = kHexDigits[value & 0xF];
+  return at + count;
 }
 
 }  // namespace
 
 void AppendHex8(std::string& out, uint32_t value) {
-  out += "0x";
-  AppendHexDigits(out, value, 8);
+  char text[10] = {'0', 'x'};
+  PutHexDigits(text + 2, value, 8);
+  out.append(text, sizeof text);
 }
 
 void AppendGuid(std::string& out, const GUID& guid) {
-  AppendHexDigits(out, guid.Data1, 8);
-  out += '-';
-  AppendHexDigits(out, guid.Data2, 4);
-  out += '-';
-  AppendHexDigits(out, guid.Data3, 4);
-  out += '-';
-  AppendHexDigits(out, guid.Data4[0], 2);
-  AppendHexDigits(out, guid.Data4[1], 2);
-  out += '-';
-  for (int i = 2; i < 8; ++i) AppendHexDigits(out, guid.Data4[i], 2);
+  char text[36];
+  char* at = PutHexDigits(text, guid.Data1, 8);
+  *at++ = '-';
+  at = PutHexDigits(at, guid.Data2, 4);
+  *at++ = '-';
+  at = PutHexDigits(at, guid.Data3, 4);
+  *at++ = '-';
+  at = PutHexDigits(at, guid.Data4[0], 2);
+  at = PutHexDigits(at, guid.Data4[1], 2);
+  *at++ = '-';
+  for (int i = 2; i < 8; ++i) at = PutHexDigits(at, guid.Data4[i], 2);
+  out.append(text, sizeof text);
 }
 
 int32_t CopyBounded(char16_t* dest, size_t sizeInChars, std::u16string_view source) {

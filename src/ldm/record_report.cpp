@@ -3,6 +3,7 @@
 // the XML report with the attribute sets of the five record types.
 #include "ldm/record_report.h"
 
+#include <charconv>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -27,11 +28,9 @@ struct FlagWord {
 };
 
 template <size_t N>
-std::string WordsFor(uint32_t flags, const FlagWord (&table)[N]) {
-  std::string words;
+void AppendWordsFor(std::string& words, uint32_t flags, const FlagWord (&table)[N]) {
   for (const FlagWord& entry : table)
     if (flags & entry.Bit) words += entry.Word;
-  return words;
 }
 
 constexpr FlagWord kVolumeWords[] = {
@@ -104,10 +103,10 @@ const char* FileSystemTypeWord(char firstByte) {
 }
 
 // " boot", " system", ... for the named bits that are set, lowest bit first.
-std::string VolumePersistentWords(uint32_t flags) { return WordsFor(flags, kVolumeWords); }
-std::string PlexPersistentWords(uint32_t flags) { return WordsFor(flags, kPlexWords); }
-std::string SubdiskPersistentWords(uint32_t flags) { return WordsFor(flags, kSubdiskWords); }
-std::string DiskPersistentWords(uint32_t flags) { return WordsFor(flags, kDiskWords); }
+void AppendVolumePersistentWords(std::string& out, uint32_t flags) { AppendWordsFor(out, flags, kVolumeWords); }
+void AppendPlexPersistentWords(std::string& out, uint32_t flags) { AppendWordsFor(out, flags, kPlexWords); }
+void AppendSubdiskPersistentWords(std::string& out, uint32_t flags) { AppendWordsFor(out, flags, kSubdiskWords); }
+void AppendDiskPersistentWords(std::string& out, uint32_t flags) { AppendWordsFor(out, flags, kDiskWords); }
 
 }  // namespace
 
@@ -124,13 +123,15 @@ class CRecordLines {
  public:
   explicit CRecordLines(std::string& out) : out_(out) {}
 
-  // "%-18s " of an ASCII label, a literal.
+  // "%-18s " of an ASCII label, a literal: one append of the padded label.
   template <size_t N>
   CRecordLines& Label(const char (&label)[N]) {
     constexpr size_t length = N - 1;
-    out_.append(label, length);
-    if constexpr (length < kLabelWidth) out_.append(kLabelWidth - length, ' ');
-    out_ += ' ';
+    constexpr size_t width = length < kLabelWidth ? kLabelWidth : length;
+    char padded[width + 1];
+    std::memcpy(padded, label, length);
+    std::memset(padded + length, ' ', width + 1 - length);
+    out_.append(padded, width + 1);
     return *this;
   }
   // "%lu" and "%u": long is 32 bits, so only the low 32 bits are shown.
@@ -151,21 +152,30 @@ class CRecordLines {
   }
   // "0x%0Nx" of a value below 2 to the 32 (N is 2, 4 or 8).
   CRecordLines& Hex(uint32_t value, int minimum) {
+    char text[10] = {'0', 'x'};
     char digits[8];
     int count = 0;
     do {
       digits[count++] = "0123456789abcdef"[value & 0xF];
       value >>= 4;
     } while (value != 0);
-    out_ += "0x";
-    for (int i = count; i < minimum; ++i) out_ += '0';
-    while (count > 0) out_ += digits[--count];
+    size_t length = 2;
+    for (int i = count; i < minimum; ++i) text[length++] = '0';
+    while (count > 0) text[length++] = digits[--count];
+    out_.append(text, length);
     return *this;
   }
   // Narrow text in a wide format ("%s" of a narrow argument); "(null)"
-  // without text.
+  // without text. Plain ASCII, the common case, is appended in one piece.
   CRecordLines& Text(const char* text) {
     if (!text) text = "(null)";
+    size_t length = 0;
+    bool plain = true;
+    for (; text[length]; ++length) plain = plain && static_cast<unsigned char>(text[length]) < 0x80;
+    if (plain) {
+      out_.append(text, length);
+      return *this;
+    }
     for (; *text; ++text) out_ += static_cast<unsigned char>(*text) < 0x80 ? *text : '?';
     return *this;
   }
@@ -174,6 +184,20 @@ class CRecordLines {
   CRecordLines& Wide(const char16_t* text) {
     if (!text) return Text(nullptr);
     for (; *text; ++text) out_ += *text < 0x80 ? static_cast<char>(*text) : '?';
+    return *this;
+  }
+  // Numbers grouped in threes and GUIDs: ASCII, appended as formatted.
+  CRecordLines& Grouped(uint64_t value) {
+    AppendGrouped(out_, value);
+    return *this;
+  }
+  CRecordLines& Guid(const GUID& guid) {
+    AppendGuid(out_, guid);
+    return *this;
+  }
+  // The words of the named bits that are set (ASCII).
+  CRecordLines& Words(void (*append)(std::string&, uint32_t), uint32_t flags) {
+    append(out_, flags);
     return *this;
   }
   // Narrow text in a narrow format: its bytes as they are.
@@ -190,18 +214,6 @@ class CRecordLines {
   static constexpr size_t kLabelWidth = 18;
   std::string& out_;
 };
-
-std::string Grouped(uint64_t value) {
-  std::string text;
-  AppendGrouped(text, value);
-  return text;
-}
-
-std::string Guid(const GUID& guid) {
-  std::string text;
-  AppendGuid(text, guid);
-  return text;
-}
 
 // The word for a value, or "Unknown (0xNN)" when it has none.
 template <size_t N>
@@ -233,17 +245,17 @@ void PrintVolumeLines(CRecordLines& line, const VOLUME_RECORD& v, const VolumeNa
   line.Label("State:").Bytes(v.State).End();
   PrintWordLine(line, "ReadPolicy:", ReadPolicyTextWord(v.ReadPolicy), v.ReadPolicy);
   line.Label("Minor:").Low32(v.Minor).End();
-  line.Label("PersistentFlags:").Hex(v.PersistentFlags, 8).Text(VolumePersistentWords(v.PersistentFlags)).End();
+  line.Label("PersistentFlags:").Hex(v.PersistentFlags, 8).Words(AppendVolumePersistentWords, v.PersistentFlags).End();
   line.Label("NumPlexes:").Low32(v.NumPlexes).End();
   line.Label("DetachSeqNum:").Unsigned(v.DetachSeqNum).End();
-  line.Label("Length:").Text(Grouped(static_cast<uint64_t>(v.Length))).End();
-  line.Label("LogLength:").Text(Grouped(static_cast<uint64_t>(v.LogLength))).End();
+  line.Label("Length:").Grouped(static_cast<uint64_t>(v.Length)).End();
+  line.Label("LogLength:").Grouped(static_cast<uint64_t>(v.LogLength)).End();
   // The usage type is shown a second time here.
   line.Label("UsageType:").Bytes(v.UsageType).End();
   if (flags & VOLUME_FLAG_LOG_RECORD) line.Label("LogRecordId:").Low32(v.LogRecordId).End();
   line.Label("PartitionType:").Low32(v.PartitionType).End();
   if (haveMountName) line.Label("VolumeName:").Wide(mountName.c_str()).End();
-  line.Label("VolumeGuid:").Text(Guid(v.VolumeGuid)).End();
+  line.Label("VolumeGuid:").Guid(v.VolumeGuid).End();
   if (flags & VOLUME_FLAG_MOUNT_NAME) line.Label("VolumeName:").Wide(v.MountName.get()).End();
   if (flags & VOLUME_FLAG_APP_RECOVERY) line.Label("AppRecovery:").Low32(v.AppRecovery).End();
   if (flags & VOLUME_FLAG_PREFERRED_PLEX)
@@ -253,7 +265,7 @@ void PrintVolumeLines(CRecordLines& line, const VOLUME_RECORD& v, const VolumeNa
 void PrintPlexLines(CRecordLines& line, const PLEX_RECORD& p) {
   line.Label("State:").Bytes(p.State).End();
   PrintWordLine(line, "Layout:", PlexLayoutWord(p.Layout), p.Layout);
-  line.Label("PersistentFlags:").Hex(p.PersistentFlags, 8).Text(PlexPersistentWords(p.PersistentFlags)).End();
+  line.Label("PersistentFlags:").Hex(p.PersistentFlags, 8).Words(AppendPlexPersistentWords, p.PersistentFlags).End();
   line.Label("SubdiskCount:").Low32(p.SubdiskCount).End();
   line.Label("DetachSequence:").Unsigned(p.DetachSequence).End();
   line.Label("VolumeRecordId:").Low32(p.VolumeRecordId).End();
@@ -266,12 +278,12 @@ void PrintPlexLines(CRecordLines& line, const PLEX_RECORD& p) {
 
 void PrintSubdiskLines(CRecordLines& line, const SUBDISK_RECORD& s) {
   const uint16_t flags = s.RecordFlags();
-  line.Label("PersistentFlags:").Hex(s.PersistentFlags, 8).Text(SubdiskPersistentWords(s.PersistentFlags)).End();
+  line.Label("PersistentFlags:").Hex(s.PersistentFlags, 8).Words(AppendSubdiskPersistentWords, s.PersistentFlags).End();
   line.Label("DiskRecordId:").Low32(s.DiskRecordId).End();
-  line.Label("DiskOffset:").Text(Grouped(s.DiskOffset)).End();
+  line.Label("DiskOffset:").Grouped(s.DiskOffset).End();
   line.Label("PlexRecordId:").Low32(s.PlexRecordId).End();
-  line.Label("PlexOffset:").Text(Grouped(s.PlexOffset)).End();
-  line.Label("Length:").Text(Grouped(static_cast<uint64_t>(s.Length))).End();
+  line.Label("PlexOffset:").Grouped(s.PlexOffset).End();
+  line.Label("Length:").Grouped(static_cast<uint64_t>(s.Length)).End();
   // Flag 0x1000 alone decodes the column number and detach sequence but
   // shows neither.
   if (flags & SUBDISK_FLAG_COLUMN) line.Label("ColumnNumber:").Low32(s.ColumnNumber).End();
@@ -282,15 +294,15 @@ void PrintSubdiskLines(CRecordLines& line, const SUBDISK_RECORD& s) {
 }
 
 void PrintDiskLines(CRecordLines& line, const DISK_RECORD& d) {
-  line.Label("DiskId:").Text(Guid(d.DiskId)).End();
-  line.Label("LastDiskSetId:").Text(Guid(d.LastDiskSetId)).End();
-  line.Label("PersistentFlags:").Hex(d.PersistentFlags, 8).Text(DiskPersistentWords(d.PersistentFlags)).End();
+  line.Label("DiskId:").Guid(d.DiskId).End();
+  line.Label("LastDiskSetId:").Guid(d.LastDiskSetId).End();
+  line.Label("PersistentFlags:").Hex(d.PersistentFlags, 8).Words(AppendDiskPersistentWords, d.PersistentFlags).End();
 }
 
 void PrintPackLines(CRecordLines& line, const PACK_RECORD& p) {
   const uint16_t flags = p.RecordFlags();
-  line.Label("PackId:").Text(Guid(p.PackId)).End();
-  line.Label("DiskSetId:").Text(Guid(p.DiskSetId)).End();
+  line.Label("PackId:").Guid(p.PackId).End();
+  line.Label("DiskSetId:").Guid(p.DiskSetId).End();
   line.Label("PersistentFlags:").Hex(p.PersistentFlags, 8).End();
   if (flags & PACK_FLAG_COPIES) {
     line.Label("ConfigCopiesCount:").Low32(p.ConfigCopiesCount).End();
@@ -547,13 +559,14 @@ void AppendRecord(std::string& bytes, const VBLK_GROUP& group, const RECORD_ENTR
   const LDM_RECORD& record = *entry.Record;
   const char* typeWord = RecordTypeWord(entry.RecordType);
   if (!typeWord) typeWord = "Unknown";
-  std::string caption = "Record ";
-  AppendDecimal(caption, group.GroupNumber);
-  caption += ' ';
-  caption += typeWord;
+  // "Record <group number> <type word>", built on the stack.
+  char caption[40] = "Record ";
+  char* end = std::to_chars(caption + 7, caption + 28, group.GroupNumber).ptr;
+  *end++ = ' ';
+  std::memcpy(end, typeWord, std::strlen(typeWord) + 1);  // the longest word is "Subdisk"
   bytes += "<Record";
   CAttributeAdder add(&bytes);
-  add.Display(caption.c_str(), "3");
+  add.Display(caption, "3");
   add.Text("Type", typeWord);
   add.Number("Id", entry.RecordId);
   add.Text("Name", record.RecordName);
