@@ -114,6 +114,8 @@ class CRecordTreeIndex {
   // `pack` (a node of the root list), unless an equal copy is already where
   // it would be found.
   void Insert(RECORD_TREE_NODE* pack, LDM_RECORD* record, uint16_t type);
+  // Whether a node could not be allocated: a record was then left out.
+  bool LeftOut() const { return leftOut_; }
 
  private:
   // A volume, plex or subdisk node, the place of its pack in the root list
@@ -155,6 +157,7 @@ class CRecordTreeIndex {
 
   RECORD_TREE_NODE** root_;
   RECORD_TREE_NODE* lastPack_ = nullptr;
+  bool leftOut_ = false;
   std::unordered_map<const RECORD_TREE_NODE*, PackIndex> packs_;
   NodesById packsById_;  // pack RecordId -> pack nodes in root-list order
   // Volumes, plexes and subdisks by type (index 0 to 2) and RecordId.
@@ -234,6 +237,7 @@ void CRecordTreeIndex::NoteSubdisk(RECORD_TREE_NODE* node, PackIndex& pack) {
 
 RECORD_TREE_NODE* CRecordTreeIndex::Append(RECORD_TREE_NODE* parent, LDM_RECORD* record, uint16_t type) {
   auto* node = new (std::nothrow) RECORD_TREE_NODE();
+  leftOut_ = leftOut_ || !node;
   if (!node) return nullptr;
   node->Parent = parent;
   node->Record = record;
@@ -254,6 +258,7 @@ RECORD_TREE_NODE* CRecordTreeIndex::EnterPack(LDM_RECORD* pack) {
     for (RECORD_TREE_NODE* node : same->second)
       if (RecordsEqual(node->Record, pack, RECORD_TYPE_PACK)) return node;
   auto* node = new (std::nothrow) RECORD_TREE_NODE();
+  leftOut_ = leftOut_ || !node;
   if (!node) return nullptr;
   node->Record = pack;
   node->RecordType = RECORD_TYPE_PACK;
@@ -349,24 +354,44 @@ struct TypedRecord {
 constexpr uint16_t kMergeOrder[] = {RECORD_TYPE_PACK, RECORD_TYPE_VOLUME, RECORD_TYPE_PLEX, RECORD_TYPE_SUBDISK,
                                     RECORD_TYPE_DISK};
 
-std::vector<TypedRecord> RecordsInMergeOrder(const CONFIG_HEADER& header) {
-  std::vector<TypedRecord> records;
-  for (uint16_t type : kMergeOrder)
+struct SortedCopy {
+  std::vector<TypedRecord> Records;
+  size_t FirstDisk = 0;  // where the disk records begin
+};
+
+SortedCopy SortForMerge(const CONFIG_HEADER& header) {
+  SortedCopy copy;
+  for (uint16_t type : kMergeOrder) {
+    if (type == RECORD_TYPE_DISK) copy.FirstDisk = copy.Records.size();
     for (const auto& group : header.GroupList)
-      if (LDM_RECORD* record = GroupRecord(group.get(), type)) records.push_back({record, type});
-  return records;
+      if (LDM_RECORD* record = GroupRecord(group.get(), type)) copy.Records.push_back({record, type});
+  }
+  return copy;
 }
 
 // One copy's records; `current` is the pack node that receives them and
 // moves to each pack record the copy holds.
-void MergeCopy(const std::vector<TypedRecord>& records, CRecordTreeIndex& index, RECORD_TREE_NODE*& current) {
-  auto record = records.begin();
-  for (; record != records.end() && record->Type == RECORD_TYPE_PACK; ++record)
+void MergeCopy(const SortedCopy& copy, CRecordTreeIndex& index, RECORD_TREE_NODE*& current) {
+  auto record = copy.Records.begin();
+  for (; record != copy.Records.end() && record->Type == RECORD_TYPE_PACK; ++record)
     // A pack node that cannot be allocated leaves the earlier one current.
     if (RECORD_TREE_NODE* node = index.EnterPack(record->Record)) current = node;
   // Without any pack node there is nowhere to enter the rest.
   if (!current) return;
-  for (; record != records.end(); ++record) index.Insert(current, record->Record, record->Type);
+  for (; record != copy.Records.end(); ++record) index.Insert(current, record->Record, record->Type);
+}
+
+// The same copy once more, right after itself (the disks of a group share
+// one decoded header). Its packs find their own nodes, so the same pack
+// stays current; its volumes, plexes and subdisks find themselves where
+// they were entered, and those left out are left out again, since the nodes
+// that would place them (volumes for plexes, plexes for subdisks) are only
+// added by their own passes, before. Only its disks go somewhere new: each
+// to the next subdisk on its disk.
+void MergeRepeatedCopy(const SortedCopy& copy, CRecordTreeIndex& index, RECORD_TREE_NODE* current) {
+  if (!current) return;
+  for (size_t i = copy.FirstDisk; i < copy.Records.size(); ++i)
+    index.Insert(current, copy.Records[i].Record, RECORD_TYPE_DISK);
 }
 
 }  // namespace
@@ -377,14 +402,21 @@ void MergeConfigCopies(const std::vector<const CONFIG_HEADER*>& copies, RECORD_T
   if (!root) return;
   CRecordTreeIndex index(root);
   // Disks of a group share one decoded header: its records are sorted once.
-  std::unordered_map<const CONFIG_HEADER*, std::vector<TypedRecord>> sorted;
+  std::unordered_map<const CONFIG_HEADER*, SortedCopy> sorted;
   // Stays current across copies until another pack record is met.
   RECORD_TREE_NODE* current = nullptr;
+  const CONFIG_HEADER* previous = nullptr;
   for (const CONFIG_HEADER* header : copies) {
     if (!header) continue;
     auto [place, added] = sorted.try_emplace(header);
-    if (added) place->second = RecordsInMergeOrder(*header);
-    MergeCopy(place->second, index, current);
+    if (added) place->second = SortForMerge(*header);
+    // A node that could not be allocated left a record out, which the
+    // repeat would enter now: then the copy is merged whole.
+    if (header == previous && !index.LeftOut())
+      MergeRepeatedCopy(place->second, index, current);
+    else
+      MergeCopy(place->second, index, current);
+    previous = header;
   }
 }
 
