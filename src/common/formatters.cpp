@@ -69,24 +69,16 @@ uint32_t AppendString(std::string& place, const char* text) {
   return 0;
 }
 
-void AppendDecimal(std::string& out, uint64_t value) {
-  char digits[20];
-  const char* end = std::to_chars(digits, digits + sizeof digits, value).ptr;
-  out.append(digits, static_cast<size_t>(end - digits));
-}
+char* PutDecimal(char* at, uint64_t value) { return std::to_chars(at, at + 20, value).ptr; }
 
-// Each of these formats into a buffer on the stack and appends once: the
-// record reports call them for nearly every value they show.
-void AppendGrouped(std::string& out, uint64_t value) {
+char* PutGrouped(char* at, uint64_t value) {
   char digits[20];
   const size_t count = static_cast<size_t>(std::to_chars(digits, digits + sizeof digits, value).ptr - digits);
-  char grouped[26];  // 20 digits and 6 commas
-  size_t length = 0;
   for (size_t i = 0; i < count; ++i) {
-    if (i != 0 && (count - i) % 3 == 0) grouped[length++] = ',';
-    grouped[length++] = digits[i];
+    if (i != 0 && (count - i) % 3 == 0) *at++ = ',';
+    *at++ = digits[i];
   }
-  out.append(grouped, length);
+  return at;
 }
 
 namespace {
@@ -101,15 +93,14 @@ char* PutHexDigits(char* at, uint64_t value, int count) {
 
 }  // namespace
 
-void AppendHex8(std::string& out, uint32_t value) {
-  char text[10] = {'0', 'x'};
-  PutHexDigits(text + 2, value, 8);
-  out.append(text, sizeof text);
+char* PutHex8(char* at, uint32_t value) {
+  *at++ = '0';
+  *at++ = 'x';
+  return PutHexDigits(at, value, 8);
 }
 
-void AppendGuid(std::string& out, const GUID& guid) {
-  char text[36];
-  char* at = PutHexDigits(text, guid.Data1, 8);
+char* PutGuid(char* at, const GUID& guid) {
+  at = PutHexDigits(at, guid.Data1, 8);
   *at++ = '-';
   at = PutHexDigits(at, guid.Data2, 4);
   *at++ = '-';
@@ -119,7 +110,23 @@ void AppendGuid(std::string& out, const GUID& guid) {
   at = PutHexDigits(at, guid.Data4[1], 2);
   *at++ = '-';
   for (int i = 2; i < 8; ++i) at = PutHexDigits(at, guid.Data4[i], 2);
-  out.append(text, sizeof text);
+  return at;
+}
+
+// Each of these formats on the stack and appends once: the record reports
+// call them for nearly every value they show.
+template <typename Value>
+void AppendPut(std::string& out, char* (*put)(char*, Value), Value value) {
+  char text[kLongestFormatted];
+  out.append(text, static_cast<size_t>(put(text, value) - text));
+}
+
+void AppendDecimal(std::string& out, uint64_t value) { AppendPut(out, PutDecimal, value); }
+void AppendGrouped(std::string& out, uint64_t value) { AppendPut(out, PutGrouped, value); }
+void AppendHex8(std::string& out, uint32_t value) { AppendPut(out, PutHex8, value); }
+void AppendGuid(std::string& out, const GUID& guid) {
+  char text[kLongestFormatted];
+  out.append(text, static_cast<size_t>(PutGuid(text, guid) - text));
 }
 
 int32_t CopyBounded(char16_t* dest, size_t sizeInChars, std::u16string_view source) {

@@ -35,6 +35,14 @@ void AppendGrouped(std::string& out, uint64_t value);
 void AppendHex8(std::string& out, uint32_t value);
 void AppendGuid(std::string& out, const GUID& guid);
 
+// The same forms written at `at`, which has room for the longest of each
+// (kLongestFormatted bytes); each returns the end of what it wrote.
+constexpr size_t kLongestFormatted = 36;  // a GUID; a grouped number takes 26
+char* PutDecimal(char* at, uint64_t value);
+char* PutGrouped(char* at, uint64_t value);
+char* PutHex8(char* at, uint32_t value);
+char* PutGuid(char* at, const GUID& guid);
+
 // Bounded text: the size is given in characters and must be 1 to 2147483647
 // (else nothing is written); the text is cut to the size minus one and always
 // terminated.

@@ -490,10 +490,58 @@ bool CAttributeAdder::Open(const char* name) {
   return true;
 }
 
+namespace {
+
+// Room on the stack for one ` name="value"`: put together there and
+// appended at once, since the record branches write tens of thousands.
+constexpr size_t kAttributeRoom = 128;
+
+// ` name="` at the start of `room`; its length.
+size_t PutOpening(char* room, const char* name, size_t nameLength) {
+  room[0] = ' ';
+  std::memcpy(room + 1, name, nameLength);
+  room[nameLength + 1] = '=';
+  room[nameLength + 2] = '"';
+  return nameLength + 3;
+}
+
+}  // namespace
+
 CAttributeAdder& CAttributeAdder::Put(const char* name, const char* value) {
-  if (!Open(name)) return *this;
-  *bytes_ += value;
-  *bytes_ += '"';
+  if (code_.Failed()) return *this;
+  if (!name) return Fail(ERROR_INVALID_PARAMETER_CODE);
+  const size_t nameLength = std::strlen(name);
+  const size_t valueLength = std::strlen(value);
+  if (nameLength + valueLength + 4 > kAttributeRoom) {
+    Open(name);
+    bytes_->append(value, valueLength);
+    *bytes_ += '"';
+    return *this;
+  }
+  char room[kAttributeRoom];
+  size_t length = PutOpening(room, name, nameLength);
+  std::memcpy(room + length, value, valueLength);
+  length += valueLength;
+  room[length++] = '"';
+  bytes_->append(room, length);
+  return *this;
+}
+
+template <typename PutValue>
+CAttributeAdder& CAttributeAdder::PutFormatted(const char* name, PutValue put) {
+  if (code_.Failed()) return *this;
+  if (!name) return Fail(ERROR_INVALID_PARAMETER_CODE);
+  const size_t nameLength = std::strlen(name);
+  char room[kAttributeRoom];
+  if (nameLength + 4 + kLongestFormatted > kAttributeRoom) {
+    Open(name);
+    bytes_->append(room, static_cast<size_t>(put(room) - room));
+    *bytes_ += '"';
+    return *this;
+  }
+  char* end = put(room + PutOpening(room, name, nameLength));
+  *end++ = '"';
+  bytes_->append(room, static_cast<size_t>(end - room));
   return *this;
 }
 
@@ -509,24 +557,20 @@ CAttributeAdder& CAttributeAdder::Wide(const char* name, const char16_t* value) 
     ++length;
   }
   if (!Open(name)) return *this;
-  for (size_t i = 0; i < length; ++i) *bytes_ += static_cast<char>(value[i]);
-  *bytes_ += '"';
+  const size_t at = bytes_->size();
+  bytes_->resize(at + length + 1);
+  char* out = bytes_->data() + at;
+  for (size_t i = 0; i < length; ++i) out[i] = static_cast<char>(value[i]);
+  out[length] = '"';
   return *this;
 }
 
 template <typename Narrow>
 CAttributeAdder& CAttributeAdder::Formatted(const char* name, Narrow&& narrow) {
-  if (!bytes_) {
-    if (code_.Failed()) return *this;
-    std::string text;
-    narrow(text);
-    return Text(name, text);
-  }
-  if (Open(name)) {
-    narrow(*bytes_);
-    *bytes_ += '"';
-  }
-  return *this;
+  if (code_.Failed()) return *this;
+  std::string text;
+  narrow(text);
+  return Text(name, text);
 }
 
 CAttributeAdder& CAttributeAdder::Number(const char* name, uint64_t value) {
@@ -534,23 +578,22 @@ CAttributeAdder& CAttributeAdder::Number(const char* name, uint64_t value) {
     code_.Then([&] { return CKestrandXMLWriter::NewAttributeULL(node_, name, value); });
     return *this;
   }
-  if (Open(name)) {
-    AppendDecimal(*bytes_, value);
-    *bytes_ += '"';
-  }
-  return *this;
+  return PutFormatted(name, [value](char* at) { return PutDecimal(at, value); });
 }
 
 CAttributeAdder& CAttributeAdder::Flags(const char* name, uint32_t value) {
-  return Formatted(name, [&](std::string& out) { AppendHex8(out, value); });
+  if (!bytes_) return Formatted(name, [&](std::string& out) { AppendHex8(out, value); });
+  return PutFormatted(name, [value](char* at) { return PutHex8(at, value); });
 }
 
 CAttributeAdder& CAttributeAdder::Grouped(const char* name, uint64_t value) {
-  return Formatted(name, [&](std::string& out) { AppendGrouped(out, value); });
+  if (!bytes_) return Formatted(name, [&](std::string& out) { AppendGrouped(out, value); });
+  return PutFormatted(name, [value](char* at) { return PutGrouped(at, value); });
 }
 
 CAttributeAdder& CAttributeAdder::Guid(const char* name, const GUID& value) {
-  return Formatted(name, [&](std::string& out) { AppendGuid(out, value); });
+  if (!bytes_) return Formatted(name, [&](std::string& out) { AppendGuid(out, value); });
+  return PutFormatted(name, [&value](char* at) { return PutGuid(at, value); });
 }
 
 }  // namespace kestrand

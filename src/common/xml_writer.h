@@ -292,10 +292,13 @@ class CAttributeAdder {
   bool Open(const char* name);
   // Appends ` name="value"`.
   CAttributeAdder& Put(const char* name, const char* value);
-  // A value that `narrow` appends to a narrow string: the bytes, or the
-  // value of a node's attribute.
+  // A node's attribute whose value `narrow` appends to a narrow string.
   template <typename Narrow>
   CAttributeAdder& Formatted(const char* name, Narrow&& narrow);
+  // Appends ` name="value"` with a value that `put(at)` writes at `at` (at
+  // most kLongestFormatted bytes), returning its end.
+  template <typename PutValue>
+  CAttributeAdder& PutFormatted(const char* name, PutValue put);
   CAttributeAdder& Fail(uint32_t code) {
     code_.Keep(code);
     return *this;
