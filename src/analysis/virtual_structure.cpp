@@ -11,6 +11,7 @@
 #include "disk/disk.h"
 #include "driver/disk_set.h"
 #include "ldm/config_header.h"
+#include "ldm/ldm_database.h"
 #include "ldm/private_header.h"
 #include "ldm/record_report.h"
 #include "ldm/record_tree.h"
@@ -37,21 +38,27 @@ RecordTypeNames NamesOf(uint16_t type) {
   }
 }
 
-// The common attributes; the type word's parts come from the record's group.
-void AddCommonAttributes(CAttributeAdder& add, const RECORD_TREE_NODE& node) {
+// The display name and icon.
+void AddDisplay(CAttributeAdder& add, const RECORD_TREE_NODE& node) {
   const LDM_RECORD& record = *node.Record;
-  const VBLK_GROUP* group = record.Group;
-  const uint16_t typeWord = group ? group->TypeWord : 0;
-  const RecordTypeNames names = NamesOf(node.RecordType);
   // The name (at most 31 characters) and the suffix, built on the stack.
+  const char* suffix = NamesOf(node.RecordType).Suffix;
   char caption[kRecordNameSize + 16];
   const auto* nul = static_cast<const char*>(std::memchr(record.RecordName, 0, kRecordNameSize - 1));
   const size_t nameLength = nul ? static_cast<size_t>(nul - record.RecordName) : kRecordNameSize - 1;
   std::memcpy(caption, record.RecordName, nameLength);
-  std::memcpy(caption + nameLength, names.Suffix, std::strlen(names.Suffix) + 1);
+  std::memcpy(caption + nameLength, suffix, std::strlen(suffix) + 1);
   add.Text("_ElementDisplayName", caption);
   add.Text("_ElementIcon", "3");
-  add.Text("Type", names.Word);
+}
+
+// The common attributes after the display; the type word's parts come from
+// the record's group.
+void AddCommonAttributes(CAttributeAdder& add, const RECORD_TREE_NODE& node) {
+  const LDM_RECORD& record = *node.Record;
+  const VBLK_GROUP* group = record.Group;
+  const uint16_t typeWord = group ? group->TypeWord : 0;
+  add.Text("Type", NamesOf(node.RecordType).Word);
   add.Number("Id", RecordIdOf(&record));
   add.Text("Name", record.RecordName);
   add.Number("Version", (typeWord >> 4) & 0x0F);
@@ -102,7 +109,26 @@ struct VirtualStructureWalk {
   const std::unordered_map<const CDisk*, const CKestrandTreeNode*>* Shown;
   // The bytes since the holder's last child.
   std::string Pending;
+  // The records' attributes as the disks' Records branches show them.
+  CShownRecordAttributes ShownAttributes;
 };
+
+// Every attribute of a record's element. The host is asked for a volume's
+// name; the common attributes from Type on and the record's own are the
+// bytes its Records branch shows when that was made with the same answer
+// (the node's type is its entry's, so the words agree), else made here.
+void AddAttributes(VirtualStructureWalk& walk, CAttributeAdder& add, const RECORD_TREE_NODE& node) {
+  AddDisplay(add, node);
+  const VolumeNameAnswer answer = AskVolumeNameOf(*node.Record);
+  const std::string_view shown = walk.ShownAttributes.Find(*node.Record, answer);
+  const RECORD_ENTRY* entry = node.Record->Entry;
+  if (!shown.empty() && add.Code() == 0 && entry && node.RecordType == entry->RecordType) {
+    walk.Pending += shown;
+    return;
+  }
+  AddCommonAttributes(add, node);
+  AddRecordTypeAttributes(add, *node.Record, answer);
+}
 
 // The pending bytes as the holder's next child (a copy: the pending buffer
 // keeps its room for the bytes after it).
@@ -177,8 +203,7 @@ uint32_t AddRecordElements(VirtualStructureWalk& walk, COpenElement* parent, REC
     if (parent) parent->BeforeChild();
     walk.Pending += "<Records";
     CAttributeAdder add(&walk.Pending);
-    AddCommonAttributes(add, *node);
-    AddRecordTypeAttributes(add, *node->Record);
+    AddAttributes(walk, add, *node);
     COpenElement element(walk.Pending);
     if (node->RecordType == RECORD_TYPE_DISK) {
       const uint32_t code = AddPhysicalDisk(walk, element, *node);
@@ -196,7 +221,13 @@ uint32_t AddRecordElements(VirtualStructureWalk& walk, COpenElement* parent, REC
 uint32_t AddVirtualStructure(CDiskSet* diskSet, CKestrandTreeNode* parent, RECORD_TREE_NODE* node,
                              CPtrList<CDisk>* disks) {
   if (!parent) return ERROR_INVALID_PARAMETER_CODE;
-  VirtualStructureWalk walk{ReadyDisksOf(disks), parent, {}, diskSet ? &diskSet->ShownBranches : nullptr, {}};
+  VirtualStructureWalk walk{ReadyDisksOf(disks), parent, {}, diskSet ? &diskSet->ShownBranches : nullptr, {}, {}};
+  if (disks)
+    for (CPtrListIterator<CDisk> it(*disks); !it.AtEnd(); it.Advance()) {
+      const LDM_DATABASE* database = it.Current()->LdmDatabase();
+      if (database && database->Config && database->Config->Header)
+        walk.ShownAttributes.Add(*database->Config->Header);
+    }
   const uint32_t code = AddRecordElements(walk, nullptr, node);
   if (code != 0) return code;
   return AddPending(walk);

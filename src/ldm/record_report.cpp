@@ -7,6 +7,7 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "common/formatters.h"
@@ -226,13 +227,6 @@ void PrintWordLine(CRecordLines& line, const char (&label)[N], const char* word,
   line.End();
 }
 
-// What the host answered when asked for a volume's device name.
-struct VolumeNameAnswer {
-  bool Found = false;
-  std::u16string Name;
-  bool operator==(const VolumeNameAnswer&) const = default;
-};
-
 void PrintVolumeLines(CRecordLines& line, const VOLUME_RECORD& v, const VolumeNameAnswer& answer) {
   const uint16_t flags = v.RecordFlags();
   const bool haveMountName = answer.Found;
@@ -418,6 +412,8 @@ struct RECORDS_AS_SHOWN {
   bool VolumesListed = false;
   MadeWithAnswers<std::string> Text;
   MadeWithAnswers<std::shared_ptr<const std::string>> Xml;
+  // Each record's attributes in the Xml bytes, made with them.
+  std::unordered_map<const LDM_RECORD*, ShownAttributesSpan> XmlSpans;
   ~RECORDS_AS_SHOWN();
 };
 
@@ -554,8 +550,9 @@ void TypeAttributes(CAttributeAdder& add, const LDM_RECORD& record, const Volume
 
 // One Record element, written straight into `bytes`: a leaf that nothing
 // looks at again, so it takes no tree node.
-void AppendRecord(std::string& bytes, const VBLK_GROUP& group, const RECORD_ENTRY& entry,
-                  const VolumeNameAnswer*& answers) {
+// Returns where its attributes from "Type" on lie in `bytes`.
+ShownAttributesSpan AppendRecord(std::string& bytes, const VBLK_GROUP& group, const RECORD_ENTRY& entry,
+                                       const VolumeNameAnswer*& answers) {
   const LDM_RECORD& record = *entry.Record;
   const char* typeWord = RecordTypeWord(entry.RecordType);
   if (!typeWord) typeWord = "Unknown";
@@ -567,6 +564,8 @@ void AppendRecord(std::string& bytes, const VBLK_GROUP& group, const RECORD_ENTR
   bytes += "<Record";
   CAttributeAdder add(&bytes);
   add.Display(caption, "3");
+  ShownAttributesSpan span;
+  span.Offset = bytes.size();
   add.Text("Type", typeWord);
   add.Number("Id", entry.RecordId);
   add.Text("Name", record.RecordName);
@@ -577,7 +576,9 @@ void AppendRecord(std::string& bytes, const VBLK_GROUP& group, const RECORD_ENTR
   add.Number("Size", group.RecordSize);
   add.Number("UpdateSequence", record.UpdateSequence);
   TypeAttributes(add, record, answers);
+  span.Length = bytes.size() - span.Offset;
   bytes += " />";
+  return span;
 }
 
 }  // namespace
@@ -594,19 +595,55 @@ uint32_t AddRecordsToReport(const CONFIG_WRAPPER& config, CKestrandTreeNode* par
       shown.Volumes, [&](std::shared_ptr<const std::string>& made, const VolumeNameAnswer* next) {
         std::string bytes;
         bytes.reserve(header.GroupList.size() * kShownBytesPerRecord);
-        for (const auto& group : header.GroupList)
-          if (const RECORD_ENTRY* entry = ShownEntry(group)) AppendRecord(bytes, *group, *entry, next);
+        shown.XmlSpans.clear();
+        const VolumeNameAnswer* const first = next;
+        for (const auto& group : header.GroupList) {
+          const RECORD_ENTRY* entry = ShownEntry(group);
+          if (!entry) continue;
+          const VolumeNameAnswer* answer = next;
+          ShownAttributesSpan span = AppendRecord(bytes, *group, *entry, next);
+          if (next != answer) span.Answer = static_cast<size_t>(answer - first);
+          // Only a record whose group and entry are these shows the
+          // attributes the virtual structure would give it.
+          if (entry->Record->Group == group.get() && entry->Record->Entry == entry)
+            shown.XmlSpans.emplace(entry->Record.get(), span);
+        }
         made = bytes.empty() ? nullptr : ShareFragment(std::move(bytes));
+        if (!made) shown.XmlSpans.clear();
       });
   if (fragment && !records->AddFragment(fragment)) return ERROR_NOT_ENOUGH_MEMORY_CODE;
   return 0;
 }
 
-void AddRecordTypeAttributes(CAttributeAdder& add, const LDM_RECORD& record) {
+VolumeNameAnswer AskVolumeNameOf(const LDM_RECORD& record) {
   const auto* volume = RecordAs<VOLUME_RECORD>(&record);
-  const VolumeNameAnswer answer = volume ? AskVolumeName(*volume) : VolumeNameAnswer{};
+  return volume ? AskVolumeName(*volume) : VolumeNameAnswer{};
+}
+
+void AddRecordTypeAttributes(CAttributeAdder& add, const LDM_RECORD& record, const VolumeNameAnswer& answer) {
   const VolumeNameAnswer* next = &answer;
   TypeAttributes(add, record, next);
+}
+
+void CShownRecordAttributes::Add(const CONFIG_HEADER& header) {
+  const RECORDS_AS_SHOWN* shown = header.Shown.get();
+  if (!shown || !shown->Xml.Valid || !shown->Xml.Bytes) return;
+  for (const auto& made : made_)
+    if (made->Source == shown) return;
+  made_.push_back(std::make_unique<Made>(Made{shown, shown->Xml.Bytes, shown->Xml.Answers}));
+  for (const auto& [record, span] : shown->XmlSpans) places_.emplace(record, Place{made_.back().get(), span});
+}
+
+std::string_view CShownRecordAttributes::Find(const LDM_RECORD& record, const VolumeNameAnswer& answer) const {
+  const auto found = places_.find(&record);
+  if (found == places_.end()) return {};
+  const Made& made = *found->second.From;
+  const ShownAttributesSpan& span = found->second.Span;
+  const bool sameAnswer = span.Answer == ShownAttributesSpan::kNoAnswer
+                              ? answer == VolumeNameAnswer{}
+                              : span.Answer < made.Answers.size() && made.Answers[span.Answer] == answer;
+  if (!sameAnswer || span.Offset + span.Length > made.Bytes->size()) return {};
+  return std::string_view(*made.Bytes).substr(span.Offset, span.Length);
 }
 
 }  // namespace kestrand
