@@ -8,11 +8,13 @@
 #include <string>
 #include <vector>
 
+#include "analysis/virtual_structure.h"
 #include "disk/disk.h"
 #include "common/xml_writer.h"
 #include "driver/kestrand.h"
 #include "ldm/ldm_database.h"
 #include "ldm/record_report.h"
+#include "ldm/record_tree.h"
 #include "support/image_platform.h"
 #include "support/ldm_builder.h"
 #include "support/run_binary.h"
@@ -110,6 +112,52 @@ TEST(ConfigSharing, ASharedHeaderShowsItsRecordsOnceWhileTheHostNamesTheVolumesA
     platform.DynamicVolumes.clear();
     EXPECT_EQ(records(3).find("HarddiskDmVolumes"), std::string::npos);
   }
+}
+
+// The virtual structure copies a record's attributes from the Records branch
+// already made for its header, but only while the host names a volume as it
+// did then: the copies are the bytes the structure would make itself.
+TEST(ConfigSharing, TheVirtualStructureTakesARecordsAttributesOnlyWhileTheHostNamesTheVolumeAlike) {
+  const std::vector<uint8_t> a = Area("Last");
+  CImagePlatform platform;
+  platform.MemoryFiles["a"] = MemoryImage{a.data(), a.size()};
+  ScopedPlatform installed(platform);
+  CKestrand owner;
+  CLdmFileDisk disk;
+  ASSERT_EQ(disk.Initialize("a", &owner), 0u);
+  const CONFIG_WRAPPER& config = *disk.LdmDatabase()->Config;
+  RECORD_TREE_NODE* root = nullptr;
+  MergeConfigCopies({config.Header.get()}, &root);
+  ASSERT_NE(root, nullptr);
+  CPtrList<CDisk> disks(false);
+  disks.Append(&disk);
+  auto structure = [&] {
+    CKestrandTreeNode parent("VirtualStructure");
+    EXPECT_EQ(AddVirtualStructure(nullptr, &parent, root, &disks), 0u);
+    std::string bytes;
+    CKestrandXMLWriter::RenderNode(&parent, bytes);
+    return bytes;
+  };
+  auto makeRecordsBranch = [&] {
+    CKestrandTreeNode branch("Disk");
+    EXPECT_EQ(AddRecordsToReport(config, &branch), 0u);
+  };
+
+  platform.DynamicVolumes = {{VolumeFields().VolumeGuid, u"\\Device\\HarddiskDmVolumes\\Dg0\\Volume1"}};
+  const std::string made = structure();  // no Records branch yet: every attribute made here
+  EXPECT_NE(made.find("VolumeName=\"\\Device\\HarddiskDmVolumes\\Dg0\\Volume1\""), std::string::npos);
+  makeRecordsBranch();
+  EXPECT_EQ(structure(), made);
+  platform.DynamicVolumes[0].second = u"\\Device\\HarddiskDmVolumes\\Dg0\\Volume7";
+  const std::string renamed = structure();
+  EXPECT_EQ(renamed.find("Dg0\\Volume1"), std::string::npos);
+  EXPECT_NE(renamed.find("Dg0\\Volume7"), std::string::npos);
+  platform.DynamicVolumes.clear();
+  EXPECT_EQ(structure().find("HarddiskDmVolumes"), std::string::npos);
+  // Made anew with that answer, the branch is taken again.
+  makeRecordsBranch();
+  EXPECT_EQ(structure().find("HarddiskDmVolumes"), std::string::npos);
+  FreeRecordTree(root);
 }
 
 }  // namespace
