@@ -125,6 +125,12 @@ class CRecordTreeIndex {
     const LDM_RECORD* Record;
   };
   using NodesById = std::unordered_map<uint64_t, std::vector<RECORD_TREE_NODE*>>;
+  using NodeAndId = std::pair<const RECORD_TREE_NODE*, uint64_t>;
+  struct NodeAndIdHash {
+    size_t operator()(const NodeAndId& key) const {
+      return std::hash<const void*>()(key.first) ^ (std::hash<uint64_t>()(key.second) * 0x9E3779B97F4A7C15ull);
+    }
+  };
 
   struct PackIndex {
     size_t Ordinal = 0;  // place in the root list
@@ -160,13 +166,15 @@ class CRecordTreeIndex {
   bool leftOut_ = false;
   std::unordered_map<const RECORD_TREE_NODE*, PackIndex> packs_;
   NodesById packsById_;  // pack RecordId -> pack nodes in root-list order
-  // Volumes, plexes and subdisks by type (index 0 to 2) and RecordId.
-  std::array<std::unordered_map<uint64_t, std::vector<Placed>>, 3> entered_;
+  // Volumes, plexes and subdisks by type (index 0 to 2) and RecordId; most
+  // ids have one, and which of several is met first does not matter.
+  std::array<std::unordered_multimap<uint64_t, Placed>, 3> entered_;
   std::unordered_map<const RECORD_TREE_NODE*, RECORD_TREE_NODE*> lastChild_;
-  // The plex ids that already have their first plex in a volume.
-  std::unordered_map<const RECORD_TREE_NODE*, std::unordered_set<uint64_t>> plexIdsOfVolume_;
-  // Per plex node: DiskRecordId -> its subdisk nodes on that disk, in child order.
-  std::unordered_map<const RECORD_TREE_NODE*, NodesById> subdisksOfPlex_;
+  // (volume node, plex id) of the plex ids that already have their first
+  // plex in a volume.
+  std::unordered_set<NodeAndId, NodeAndIdHash> plexIdsOfVolume_;
+  // (plex node, DiskRecordId) -> its subdisk nodes on that disk, in child order.
+  std::unordered_map<NodeAndId, std::vector<RECORD_TREE_NODE*>, NodeAndIdHash> subdisksOfPlex_;
 };
 
 // Volumes, plexes and subdisks are looked for from a pack node; disks only
@@ -211,7 +219,7 @@ void CRecordTreeIndex::NotePack(RECORD_TREE_NODE* node) {
 
 void CRecordTreeIndex::NoteEntered(const RECORD_TREE_NODE* node, const PackIndex& pack) {
   if (!FoundFromPack(node->RecordType)) return;
-  entered_[node->RecordType - RECORD_TYPE_VOLUME][RecordIdOf(node->Record)].push_back({pack.Ordinal, node->Record});
+  entered_[node->RecordType - RECORD_TYPE_VOLUME].emplace(RecordIdOf(node->Record), Placed{pack.Ordinal, node->Record});
 }
 
 void CRecordTreeIndex::NoteVolume(RECORD_TREE_NODE* node, PackIndex& pack) {
@@ -223,14 +231,14 @@ void CRecordTreeIndex::NotePlex(RECORD_TREE_NODE* node, PackIndex& pack) {
   NoteEntered(node, pack);
   if (!RecordOf<PLEX_RECORD>(node, RECORD_TYPE_PLEX)) return;
   const uint64_t id = RecordIdOf(node->Record);
-  if (plexIdsOfVolume_[node->Parent].insert(id).second) pack.FirstPlexes[id].push_back(node);
+  if (plexIdsOfVolume_.insert({node->Parent, id}).second) pack.FirstPlexes[id].push_back(node);
 }
 
 void CRecordTreeIndex::NoteSubdisk(RECORD_TREE_NODE* node, PackIndex& pack) {
   NoteEntered(node, pack);
   const auto* subdisk = RecordOf<SUBDISK_RECORD>(node, RECORD_TYPE_SUBDISK);
   if (!subdisk) return;
-  std::vector<RECORD_TREE_NODE*>& onDisk = subdisksOfPlex_[node->Parent][subdisk->DiskRecordId];
+  std::vector<RECORD_TREE_NODE*>& onDisk = subdisksOfPlex_[{node->Parent, subdisk->DiskRecordId}];
   if (onDisk.empty()) pack.PlexesOnDisk[subdisk->DiskRecordId].push_back(node->Parent);
   onDisk.push_back(node);
 }
@@ -273,11 +281,9 @@ RECORD_TREE_NODE* CRecordTreeIndex::EnterPack(LDM_RECORD* pack) {
 // RecordsEqual requires equal RecordIds, so the nodes with the record's id
 // are the only candidates; they are all of `type`, the table's own.
 bool CRecordTreeIndex::EnteredFrom(size_t ordinal, const LDM_RECORD* record, uint16_t type) const {
-  const auto& byId = entered_[type - RECORD_TYPE_VOLUME];
-  const auto candidates = byId.find(RecordIdOf(record));
-  if (candidates == byId.end()) return false;
-  for (const Placed& placed : candidates->second)
-    if (placed.PackOrdinal >= ordinal && RecordsEqual(placed.Record, record, type)) return true;
+  const auto [first, last] = entered_[type - RECORD_TYPE_VOLUME].equal_range(RecordIdOf(record));
+  for (auto placed = first; placed != last; ++placed)
+    if (placed->second.PackOrdinal >= ordinal && RecordsEqual(placed->second.Record, record, type)) return true;
   return false;
 }
 
@@ -330,10 +336,8 @@ void CRecordTreeIndex::InsertDisk(PackIndex& pack, LDM_RECORD* disk) {
   if (plexes == pack.PlexesOnDisk.end()) return;
   for (const RECORD_TREE_NODE* plex : plexes->second) {
     // A plex is listed here once it holds a subdisk on the disk.
-    const auto lists = subdisksOfPlex_.find(plex);
-    if (lists == subdisksOfPlex_.end()) continue;
-    const auto list = lists->second.find(diskId);
-    if (list == lists->second.end()) continue;
+    const auto list = subdisksOfPlex_.find({plex, diskId});
+    if (list == subdisksOfPlex_.end()) continue;
     const std::vector<RECORD_TREE_NODE*>& onDisk = list->second;
     size_t next = 0;  // just after the last subdisk holding an equal copy
     for (size_t i = onDisk.size(); i > 0; --i)
