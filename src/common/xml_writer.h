@@ -309,4 +309,51 @@ class CAttributeAdder {
   CFirstCode code_;
 };
 
+// An element written straight into XML bytes, as the writer writes a node:
+// `<Name`, the attributes added through Add(), then " />", or ">", the
+// children (each written the same way, after Children()) and "</Name>".
+// For branches that nothing looks at again: no nodes, no copies of names
+// and values. The names are the caller's literals (see CAttributeAdder).
+class CElementBytes {
+ public:
+  CElementBytes(std::string& bytes, const char* name) : bytes_(bytes), name_(name), add_(&bytes) {
+    bytes_ += '<';
+    bytes_ += name_;
+  }
+  CElementBytes(const CElementBytes&) = delete;
+  CElementBytes& operator=(const CElementBytes&) = delete;
+
+  CAttributeAdder& Add() { return add_; }
+  // The bytes, to write a child into: the start tag is ended first.
+  std::string& Children() {
+    if (childless_) bytes_ += '>';
+    childless_ = false;
+    return bytes_;
+  }
+  // Ends the element; the code of the first attribute that failed, or 0.
+  uint32_t End() {
+    if (childless_) {
+      bytes_ += " />";
+    } else {
+      bytes_ += "</";
+      bytes_ += name_;
+      bytes_ += '>';
+    }
+    return add_.Code();
+  }
+
+ private:
+  std::string& bytes_;
+  const char* name_;
+  CAttributeAdder add_;
+  bool childless_ = true;
+};
+
+// Adds the elements in `bytes` under `parent` as one fragment child: 0, or 8
+// without memory.
+inline uint32_t AddElementBytes(CKestrandTreeNode* parent, std::string&& bytes) {
+  if (bytes.empty()) return 0;
+  return parent->AddFragment(ShareFragment(std::move(bytes))) ? 0 : ERROR_NOT_ENOUGH_MEMORY_CODE;
+}
+
 }  // namespace kestrand

@@ -528,10 +528,11 @@ uint32_t CONFIG_WRAPPER::AddToReport(CKestrandTreeNode* node) const {
   if (sectorSize == 0) return ERROR_INVALID_DATA_CODE;
   const CONFIG_HEADER& h = *Header;
 
-  uint32_t code = 0;
-  CKestrandTreeNode* element = AddDisplayedChild(node, "ConfigHeader", std::string("Config Header ") + Name, "3", code);
-  if (!element) return code;
-  CAttributeAdder add(element);
+  // A leaf that nothing looks at again: written straight into bytes.
+  std::string bytes;
+  CElementBytes element(bytes, "ConfigHeader");
+  CAttributeAdder& add = element.Add();
+  add.Display((std::string("Config Header ") + Name).c_str(), "3");
   add.Wide("MagicString", AnsiToWide(Magic));
   add.Number("SectorOffset", Offset / sectorSize);
   add.Number("BlocksCount", h.NumBlocks);
@@ -544,8 +545,13 @@ uint32_t CONFIG_WRAPPER::AddToReport(CKestrandTreeNode* node) const {
   add.Flags("Flags", h.Flags);
   AddCountAttributes(add, "Active", h.ActiveSequence, h.ActiveCounts);
   AddCountAttributes(add, "Pending", h.PendingSequence, h.PendingCounts);
-  add.Then([&] { return AddBlockList(node, h); }).Then([&] { return AddRecordsToReport(*this, node); });
-  return add.Code();
+  const uint32_t attributes = element.End();
+  return CFirstCode()
+      .Then([&] { return AddElementBytes(node, std::move(bytes)); })
+      .Keep(attributes)
+      .Then([&] { return AddBlockList(node, h); })
+      .Then([&] { return AddRecordsToReport(*this, node); })
+      .Code();
 }
 
 }  // namespace kestrand

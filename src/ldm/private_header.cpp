@@ -133,20 +133,26 @@ uint32_t PRIVATE_HEADER_WRAPPER::AddToReport(CKestrandTreeNode* node) const {
   if (!node) return ERROR_INVALID_PARAMETER_CODE;
   // A copy the loader never got to is not shown at all.
   if (!ReadAttempted) return 0;
-  uint32_t code = 0;
-  CKestrandTreeNode* element = AddDisplayedChild(node, "PrivateHeader", std::string("Private Header ") + Name,
-                                                 ReadStatus < 0 ? "4" : "3", code);
-  if (!element) return code;
-  CAttributeAdder add(element);
+  // A leaf that nothing looks at again: written straight into bytes.
+  std::string bytes;
+  CElementBytes element(bytes, "PrivateHeader");
+  CAttributeAdder& add = element.Add();
+  add.Display((std::string("Private Header ") + Name).c_str(), ReadStatus < 0 ? "4" : "3");
+  // Adds the element as far as it got; the first failure: adding it, an
+  // attribute, then `code`.
+  auto done = [&](uint32_t code) {
+    const uint32_t attributes = element.End();
+    return CFirstCode().Then([&] { return AddElementBytes(node, std::move(bytes)); }).Keep(attributes).Keep(code).Code();
+  };
   if (ReadStatus < 0) {
     // The status as the error report shows it: unsigned 32-bit.
     add.Number("ReadDiskStatusCode", static_cast<uint32_t>(ReadStatus));
-    return add.Code();
+    return done(0);
   }
   const uint32_t sectorSize = BytesPerSector();
-  if (sectorSize == 0) return ERROR_INVALID_DATA_CODE;
+  if (sectorSize == 0) return done(ERROR_INVALID_DATA_CODE);
   std::u16string time;
-  if (!FormatUpdateTime(Header.UpdateTime, time)) return 0;
+  if (!FormatUpdateTime(Header.UpdateTime, time)) return done(0);
   const PRIVATE_HEADER& h = Header;
 
   add.Wide("MagicString", AnsiToWide(Magic));
@@ -178,7 +184,7 @@ uint32_t PRIVATE_HEADER_WRAPPER::AddToReport(CKestrandTreeNode* node) const {
   add.Number("LogCopiesCount", h.LogCopiesCount);
   add.Number("LogCopyLength", h.LogCopyLength);
   add.Text("BootSig", FormatNarrow("0x%x (%u)", h.BootSig, h.BootSig));
-  return add.Code();
+  return done(0);
 }
 
 }  // namespace kestrand

@@ -121,23 +121,24 @@ uint32_t TOC_WRAPPER::PrintText(FILE* stream) const {
 uint32_t TOC_WRAPPER::AddToReport(CKestrandTreeNode* node) const {
   if (!node) return ERROR_INVALID_PARAMETER_CODE;
   if (!ReadAttempted || ReadStatus < 0) return 0;
+  // A branch that nothing looks at again: written straight into bytes.
+  std::string bytes;
+  CElementBytes element(bytes, "TableOfContents");
+  element.Add().Display((std::string("Table of Contents ") + Name).c_str(), "3");
   uint32_t code = 0;
-  CKestrandTreeNode* element =
-      AddDisplayedChild(node, "TableOfContents", std::string("Table of Contents ") + Name, "3", code);
-  if (!element) return code;
-
-  CKestrandTreeNode* basic = AddDisplayedChild(element, "BasicInformation", "Basic Information", "3", code);
-  if (!basic) return code;
-  CAttributeAdder basicAttributes(basic);
-  basicAttributes.Wide("MagicString", AnsiToWide(Magic));
-  basicAttributes.Number("SectorOffset", Offset);  // in bytes, as the branch has always shown it
-  if (basicAttributes.Code() != 0) return basicAttributes.Code();
-
-  for (uint32_t i = 0; i < Toc.RegionCount; ++i) {
+  {
+    CElementBytes basic(element.Children(), "BasicInformation");
+    CAttributeAdder& add = basic.Add();
+    add.Display("Basic Information", "3");
+    add.Wide("MagicString", AnsiToWide(Magic));
+    add.Number("SectorOffset", Offset);  // in bytes, as the branch has always shown it
+    code = basic.End();
+  }
+  for (uint32_t i = 0; i < Toc.RegionCount && code == 0; ++i) {
     const TOC_REGION& region = Toc.Regions[i];
-    CKestrandTreeNode* entry = AddDisplayedChild(element, "Entry", FormatNarrow("Entry %u", i + 1), "3", code);
-    if (!entry) return code;
-    CAttributeAdder add(entry);
+    CElementBytes entry(element.Children(), "Entry");
+    CAttributeAdder& add = entry.Add();
+    add.Display(FormatNarrow("Entry %u", i + 1).c_str(), "3");
     add.Text("Type", RegionTypeWord(region.RegionType));
     add.Number("ExtentOffset", region.ExtentOffset);
     add.Number("ExtentLength", region.ExtentLength);
@@ -145,9 +146,11 @@ uint32_t TOC_WRAPPER::AddToReport(CKestrandTreeNode* node) const {
     add.Number("CopyNumber", static_cast<uint64_t>(static_cast<int64_t>(region.CopyNumber)));
     add.Number("OffsetInCopy", region.OffsetInCopy);
     add.Text("CopyFlag", CopyFlagWord(region.Flags));
-    if (add.Code() != 0) return add.Code();
+    code = entry.End();
   }
-  return 0;
+  element.End();
+  const uint32_t added = AddElementBytes(node, std::move(bytes));
+  return code != 0 ? code : added;
 }
 
 }  // namespace kestrand
