@@ -310,14 +310,28 @@ TEST(MountInfoTest, VolumesAndDynamicVolumeNames) {
   tree.Write("dev/mapper/vg-root", "");
   EXPECT_EQ(platform.QueryDynamicVolumeName(volume, name), 0u);
   EXPECT_EQ(name, Utf8ToUtf16(tree.File("dev") + "/mapper/ldm_vol_Red-nzv8x6obywgDg0_Volume-One"));
-  // The folder stays open between asks; each ask still reads it as it is now,
-  // also after it was removed and made anew.
+  // The folder stays open (and watched) between asks; each ask still sees
+  // it as it is now, also after it was removed and made anew.
   std::filesystem::remove(tree.File("dev/mapper/vg-root"));
   EXPECT_EQ(platform.QueryDynamicVolumeName(volume, name), ERROR_FILE_NOT_FOUND_CODE);
   std::filesystem::remove_all(tree.File("dev/mapper"));
   EXPECT_EQ(platform.QueryDynamicVolumeName(volume, name), ERROR_FILE_NOT_FOUND_CODE);
   tree.Write("dev/mapper/control", "");
   tree.Write("dev/mapper/vg-root", "");
+  EXPECT_EQ(platform.QueryDynamicVolumeName(volume, name), 0u);
+  // Asks between changes answer alike; an entry moved out or in, and a
+  // folder moved away for another, are seen at the next ask.
+  std::filesystem::rename(tree.File("dev/mapper/vg-root"), tree.File("dev/vg-root"));
+  EXPECT_EQ(platform.QueryDynamicVolumeName(volume, name), ERROR_FILE_NOT_FOUND_CODE);
+  EXPECT_EQ(platform.QueryDynamicVolumeName(volume, name), ERROR_FILE_NOT_FOUND_CODE);
+  std::filesystem::rename(tree.File("dev/vg-root"), tree.File("dev/mapper/vg-root"));
+  EXPECT_EQ(platform.QueryDynamicVolumeName(volume, name), 0u);
+  EXPECT_EQ(platform.QueryDynamicVolumeName(volume, name), 0u);
+  std::filesystem::rename(tree.File("dev/mapper"), tree.File("dev/mapper.old"));
+  tree.Write("dev/mapper/control", "");
+  EXPECT_EQ(platform.QueryDynamicVolumeName(volume, name), ERROR_FILE_NOT_FOUND_CODE);
+  std::filesystem::remove_all(tree.File("dev/mapper"));
+  std::filesystem::rename(tree.File("dev/mapper.old"), tree.File("dev/mapper"));
   EXPECT_EQ(platform.QueryDynamicVolumeName(volume, name), 0u);
   CLinuxPlatform noMapper(tree.File("sys"), tree.File("proc"), tree.File("sys"));  // a <dev> without mapper/
   EXPECT_EQ(noMapper.QueryDynamicVolumeName(volume, name), ERROR_FILE_NOT_FOUND_CODE);

@@ -2,7 +2,11 @@
 // Linux LDM tools set up for it, found by the volume GUID in its uuid.
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/inotify.h>
+#include <sys/stat.h>
 #include <unistd.h>
+
+#include <cerrno>
 
 #include <algorithm>
 #include <cstddef>
@@ -46,8 +50,13 @@ bool IsLdmVolumeUuid(const std::string& uuid, const std::string& guidText) {
   return uuid[guidStart - 1] == '-' && EqualsIgnoringCase(uuid.substr(guidStart), guidText);
 }
 
-CMapperFolder::~CMapperFolder() {
+CMapperFolder::~CMapperFolder() { Release(); }
+
+void CMapperFolder::Release() {
+  if (watch_ >= 0) close(watch_);
   if (fd_ >= 0) close(fd_);
+  watch_ = fd_ = -1;
+  listed_ = false;
 }
 
 long CMapperFolder::ReadEntries(char* buffer, size_t size) {
@@ -57,17 +66,69 @@ long CMapperFolder::ReadEntries(char* buffer, size_t size) {
   return -1;
 }
 
+void CMapperFolder::Watch() {
+  watch_ = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+  if (watch_ < 0) return;
+  constexpr uint32_t kChanges = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_DELETE_SELF | IN_MOVE_SELF |
+                                IN_ONLYDIR;
+  // The watch goes by path: it counts only when the path still leads to the
+  // folder held open.
+  struct stat held {}, named {};
+  if (inotify_add_watch(watch_, path_.c_str(), kChanges) < 0 || fstat(fd_, &held) != 0 ||
+      stat(path_.c_str(), &named) != 0 || held.st_dev != named.st_dev || held.st_ino != named.st_ino) {
+    close(watch_);
+    watch_ = -1;
+  }
+}
+
+bool CMapperFolder::MayHaveChanged() {
+  alignas(inotify_event) char events[4096];
+  bool changed = false;
+  for (;;) {
+    const ssize_t filled = read(watch_, events, sizeof events);
+    if (filled < 0 && errno == EAGAIN) return changed;
+    if (filled <= 0) break;  // a failed watch proves nothing
+    changed = true;
+    for (ssize_t at = 0; at + static_cast<ssize_t>(sizeof(inotify_event)) <= filled;) {
+      inotify_event event;
+      std::memcpy(&event, events + at, sizeof event);
+      if (event.mask & (IN_DELETE_SELF | IN_MOVE_SELF | IN_IGNORED | IN_UNMOUNT | IN_Q_OVERFLOW)) {
+        Release();
+        return true;
+      }
+      at += static_cast<ssize_t>(sizeof(inotify_event) + event.len);
+    }
+  }
+  Release();
+  return true;
+}
+
+bool CMapperFolder::AnyDevice() {
+  if (listed_ && !MayHaveChanged()) return anyDevice_;
+  listed_ = false;
+  anyDevice_ = ListAnyDevice();
+  // Watched from now on when the folder could be read; the watch was set up
+  // before the listing whose answer it keeps.
+  listed_ = watch_ >= 0 && fd_ >= 0;
+  return anyDevice_;
+}
+
 // One read of the entries is enough: the kernel fills the buffer while
 // entries remain, and a buffer that fills holds far more entries than ".",
 // ".." and "control".
-bool CMapperFolder::AnyDevice() {
+bool CMapperFolder::ListAnyDevice() {
   constexpr size_t kNameAt = offsetof(dirent64, d_name);
   alignas(dirent64) char buffer[8192];
+  if (fd_ < 0) {
+    fd_ = open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd_ >= 0) Watch();
+  }
   long filled = ReadEntries(buffer, sizeof buffer);
   if (filled < 0 && fd_ >= 0) {
     // The folder held open is gone (removed, perhaps made anew): open it again.
-    close(fd_);
-    fd_ = -1;
+    Release();
+    fd_ = open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd_ >= 0) Watch();
     filled = ReadEntries(buffer, sizeof buffer);
   }
   for (size_t at = 0; filled > 0 && at + kNameAt < static_cast<size_t>(filled);) {

@@ -34,10 +34,13 @@ struct ListedDisk {
   std::string InstanceId;  // sysfs device path, e.g. "devices/pci0000:00/0000:00:1f.2/.../block/sda"
 };
 
-// <dev>/mapper, held open from the first ask to the platform's end: every
-// ask reads its entries again from the start, and a rewind and one read cost
-// a third of an open, a read and a close (the reports ask once per volume
-// record, thousands of times on a pack of many disks).
+// <dev>/mapper, held open from the first ask to the platform's end (the
+// reports ask once per volume record, thousands of times on a pack of many
+// disks). Every ask sees the folder as it is at that moment: it is watched
+// (inotify) from before it is listed, so an ask that finds no event since
+// the last listing knows the entries are still those, with one system call;
+// any event, a folder that went, or a watch that cannot be set up, and the
+// folder is read again from the start.
 class CMapperFolder {
  public:
   explicit CMapperFolder(std::string path) : path_(std::move(path)) {}
@@ -52,9 +55,20 @@ class CMapperFolder {
  private:
   // The entries from the start into `buffer`: the bytes filled, or -1.
   long ReadEntries(char* buffer, size_t size);
+  // Reads the folder's entries now.
+  bool ListAnyDevice();
+  // Whether the folder may have changed since it was last listed; the
+  // events are used up. A folder that went is let go, to be opened anew.
+  bool MayHaveChanged();
+  // Watches the folder held open, when it is still the one at its path.
+  void Watch();
+  void Release();
 
   std::string path_;
   int fd_ = -1;
+  int watch_ = -1;  // the inotify instance, or -1 when the folder is not watched
+  bool listed_ = false;  // under the watch; anyDevice_ then holds the answer
+  bool anyDevice_ = false;
 };
 
 class CLinuxPlatform : public CPlatform {
