@@ -266,6 +266,12 @@ NTSTATUS CDisk::ReadDisk(int64_t& offset, uint32_t length, void* buffer, uint32_
   return ThePlatform().ReadAt(readHandle_, offset, length, buffer, transferred);
 }
 
+void CDisk::AdviseWillRead(int64_t offset, uint64_t length) {
+  // A handle that cannot be opened now is tried again by the first read.
+  if (readHandle_ == kInvalidHandle && Open() < 0) return;
+  ThePlatform().AdviseWillRead(readHandle_, offset, length);
+}
+
 NTSTATUS CDisk::Open() {
   PlatformHandle handle = kInvalidHandle;
   NTSTATUS status = ThePlatform().OpenDiskForRead(diskNumber_, handle);

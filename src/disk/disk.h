@@ -37,6 +37,9 @@ class CDisk {
   // opening the read handle on first use. Returns the platform's NTSTATUS;
   // `transferred`, when given, is how many bytes a successful read placed.
   NTSTATUS ReadDisk(int64_t& offset, uint32_t length, void* buffer, uint32_t* transferred = nullptr);
+  // Tells the platform that `length` bytes at `offset` are about to be read
+  // (opening the read handle on first use); nothing happens when it cannot.
+  void AdviseWillRead(int64_t offset, uint64_t length);
   // Opens the read handle: the whole-disk device of the disk number.
   virtual NTSTATUS Open();
 

@@ -4,6 +4,7 @@
 // order.
 #include "ldm/ldm_database.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -84,6 +85,10 @@ uint32_t LDM_DATABASE::Initialize(CDisk* disk) {
 
   uint64_t end = 0;
   if (!FindAreaEnd(end)) return 0;
+  // Every structure but the backup header lies in the area's last 2,048
+  // sectors: fetched at once, they are not each a trip to the device.
+  const uint64_t area = std::min<uint64_t>(end, uint64_t{kLdmAreaSectors} * sectorSize);
+  disk->AdviseWillRead(static_cast<int64_t>(end - area), area);
   return ReadStructures(end, sectorSize);
 }
 

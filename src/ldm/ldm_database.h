@@ -175,6 +175,8 @@ struct LdmCopyStatus {
 // The alternate private header lies this many bytes before the end of the
 // LDM area (sector 1856 of a 2048-sector area of 512-byte sectors).
 constexpr uint64_t kAlternateHeaderDistance = 0x18000;
+// The LDM area in sectors: the headers, tables and config area at its end.
+constexpr uint32_t kLdmAreaSectors = 2048;
 // The backup private header of an MBR device is its sector 6.
 constexpr uint64_t kBackupHeaderSector = 6;
 // The config area starts this many sectors past the alternate TOC.

@@ -81,6 +81,10 @@ class CPlatform {
   virtual NTSTATUS ReadAt(PlatformHandle handle, int64_t offset, uint32_t length, void* buffer,
                           uint32_t* transferred) = 0;
   virtual void CloseRead(PlatformHandle handle) = 0;
+  // A hint that `length` bytes at `offset` are about to be read: the
+  // platform may start fetching them. It changes nothing that a read returns;
+  // by default it does nothing.
+  virtual void AdviseWillRead(PlatformHandle /*handle*/, int64_t /*offset*/, uint64_t /*length*/) {}
 
   // Volumes with their mount paths, in the platform's order. Returns 0 or
   // the code that stopped the walk (volumes listed before it stay in `out`).

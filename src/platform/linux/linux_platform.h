@@ -97,6 +97,7 @@ class CLinuxPlatform : public CPlatform {
   NTSTATUS ReadAt(PlatformHandle handle, int64_t offset, uint32_t length, void* buffer,
                   uint32_t* transferred) override;
   void CloseRead(PlatformHandle handle) override;
+  void AdviseWillRead(PlatformHandle handle, int64_t offset, uint64_t length) override;
 
   WIN32_ERROR ListVolumes(std::vector<VolumeMounts>& out) override;
   WIN32_ERROR QueryDosDevice(char16_t letter, std::u16string& deviceName) override;
