@@ -41,7 +41,8 @@ uint32_t FormatHex(uint32_t value, std::u16string& place) {
 }
 
 uint32_t FormatGrouped(uint64_t value, std::u16string& place) {
-  place = GroupDigits(FormatWide(u"%I64u", value));
+  char text[kLongestFormatted];
+  place.assign(text, PutGrouped(text, value));  // ASCII: each byte is its unit
   return 0;
 }
 
@@ -57,9 +58,8 @@ uint32_t FormatGroupedReal(double value, std::u16string& place) {
 }
 
 uint32_t FormatGuid(const GUID& guid, std::u16string& place) {
-  place = FormatWide(u"%08x-%04x-%04x-%02x%02x-%02x%02x%02x%02x%02x%02x", guid.Data1, guid.Data2, guid.Data3,
-                     guid.Data4[0], guid.Data4[1], guid.Data4[2], guid.Data4[3], guid.Data4[4], guid.Data4[5],
-                     guid.Data4[6], guid.Data4[7]);
+  char text[kLongestFormatted];
+  place.assign(text, PutGuid(text, guid));
   return 0;
 }
 
