@@ -3,6 +3,7 @@
 // the XML report with the attribute sets of the five record types.
 #include "ldm/record_report.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstring>
 #include <memory>
@@ -27,12 +28,6 @@ struct FlagWord {
   uint32_t Bit;
   const char* Word;
 };
-
-template <size_t N>
-void AppendWordsFor(std::string& words, uint32_t flags, const FlagWord (&table)[N]) {
-  for (const FlagWord& entry : table)
-    if (flags & entry.Bit) words += entry.Word;
-}
 
 constexpr FlagWord kVolumeWords[] = {
     {VOLUME_PERSISTENT_BOOT, " boot"},
@@ -103,12 +98,6 @@ const char* FileSystemTypeWord(char firstByte) {
   return nullptr;
 }
 
-// " boot", " system", ... for the named bits that are set, lowest bit first.
-void AppendVolumePersistentWords(std::string& out, uint32_t flags) { AppendWordsFor(out, flags, kVolumeWords); }
-void AppendPlexPersistentWords(std::string& out, uint32_t flags) { AppendWordsFor(out, flags, kPlexWords); }
-void AppendSubdiskPersistentWords(std::string& out, uint32_t flags) { AppendWordsFor(out, flags, kSubdiskWords); }
-void AppendDiskPersistentWords(std::string& out, uint32_t flags) { AppendWordsFor(out, flags, kDiskWords); }
-
 }  // namespace
 
 // ---- text ----
@@ -120,100 +109,125 @@ namespace {
 // columns and a blank ("%-18s "), then the value. In the wide formats of
 // these lines a unit above 0x7F is narrowed to "?"; the narrow ones
 // (UsageType, State, RecordName) pass their bytes as they are.
+//
+// The string is written through a pointer into room claimed ahead (a
+// record's lines take some 500 bytes): every piece only checks that it
+// fits, and the string takes its true size when the lines end.
 class CRecordLines {
  public:
-  explicit CRecordLines(std::string& out) : out_(out) {}
+  explicit CRecordLines(std::string& out) : out_(out) { Grow(kRoom); }
+  ~CRecordLines() { out_.resize(static_cast<size_t>(at_ - out_.data())); }
+  CRecordLines(const CRecordLines&) = delete;
+  CRecordLines& operator=(const CRecordLines&) = delete;
 
-  // "%-18s " of an ASCII label, a literal: one append of the padded label.
+  // "%-18s " of an ASCII label, a literal.
   template <size_t N>
   CRecordLines& Label(const char (&label)[N]) {
     constexpr size_t length = N - 1;
     constexpr size_t width = length < kLabelWidth ? kLabelWidth : length;
-    char padded[width + 1];
-    std::memcpy(padded, label, length);
-    std::memset(padded + length, ' ', width + 1 - length);
-    out_.append(padded, width + 1);
+    Room(width + 1);
+    std::memcpy(at_, label, length);
+    std::memset(at_ + length, ' ', width + 1 - length);
+    at_ += width + 1;
     return *this;
   }
   // "%lu" and "%u": long is 32 bits, so only the low 32 bits are shown.
-  CRecordLines& Low32(uint64_t value) {
-    AppendDecimal(out_, value & 0xFFFFFFFFu);
-    return *this;
-  }
+  CRecordLines& Low32(uint64_t value) { return Unsigned(value & 0xFFFFFFFFu); }
   // "%I64u"
   CRecordLines& Unsigned(uint64_t value) {
-    AppendDecimal(out_, value);
+    Room(20);
+    at_ = PutDecimal(at_, value);
     return *this;
   }
   // "%I64d"
   CRecordLines& Signed(int64_t value) {
-    if (value < 0) out_ += '-';
-    AppendDecimal(out_, value < 0 ? 0 - static_cast<uint64_t>(value) : static_cast<uint64_t>(value));
+    Room(21);
+    if (value < 0) *at_++ = '-';
+    at_ = PutDecimal(at_, value < 0 ? 0 - static_cast<uint64_t>(value) : static_cast<uint64_t>(value));
     return *this;
   }
   // "0x%0Nx" of a value below 2 to the 32 (N is 2, 4 or 8).
   CRecordLines& Hex(uint32_t value, int minimum) {
-    char text[10] = {'0', 'x'};
     char digits[8];
     int count = 0;
     do {
       digits[count++] = "0123456789abcdef"[value & 0xF];
       value >>= 4;
     } while (value != 0);
-    size_t length = 2;
-    for (int i = count; i < minimum; ++i) text[length++] = '0';
-    while (count > 0) text[length++] = digits[--count];
-    out_.append(text, length);
+    Room(10);
+    *at_++ = '0';
+    *at_++ = 'x';
+    for (int i = count; i < minimum; ++i) *at_++ = '0';
+    while (count > 0) *at_++ = digits[--count];
     return *this;
   }
   // Narrow text in a wide format ("%s" of a narrow argument); "(null)"
-  // without text. Plain ASCII, the common case, is appended in one piece.
+  // without text.
   CRecordLines& Text(const char* text) {
     if (!text) text = "(null)";
-    size_t length = 0;
-    bool plain = true;
-    for (; text[length]; ++length) plain = plain && static_cast<unsigned char>(text[length]) < 0x80;
-    if (plain) {
-      out_.append(text, length);
-      return *this;
-    }
-    for (; *text; ++text) out_ += static_cast<unsigned char>(*text) < 0x80 ? *text : '?';
+    const size_t length = std::strlen(text);
+    Room(length);
+    for (size_t i = 0; i < length; ++i) *at_++ = static_cast<unsigned char>(text[i]) < 0x80 ? text[i] : '?';
     return *this;
   }
-  CRecordLines& Text(const std::string& text) { return Text(text.c_str()); }
   // Wide text in a wide format; "(null)" without text.
   CRecordLines& Wide(const char16_t* text) {
     if (!text) return Text(nullptr);
-    for (; *text; ++text) out_ += *text < 0x80 ? static_cast<char>(*text) : '?';
-    return *this;
-  }
-  // Numbers grouped in threes and GUIDs: ASCII, appended as formatted.
-  CRecordLines& Grouped(uint64_t value) {
-    AppendGrouped(out_, value);
-    return *this;
-  }
-  CRecordLines& Guid(const GUID& guid) {
-    AppendGuid(out_, guid);
-    return *this;
-  }
-  // The words of the named bits that are set (ASCII).
-  CRecordLines& Words(void (*append)(std::string&, uint32_t), uint32_t flags) {
-    append(out_, flags);
+    const size_t length = WideLength(text);
+    Room(length);
+    for (size_t i = 0; i < length; ++i) *at_++ = text[i] < 0x80 ? static_cast<char>(text[i]) : '?';
     return *this;
   }
   // Narrow text in a narrow format: its bytes as they are.
   CRecordLines& Bytes(const char* text) {
-    out_ += text;
+    const size_t length = std::strlen(text);
+    Room(length);
+    std::memcpy(at_, text, length);
+    at_ += length;
+    return *this;
+  }
+  // Numbers grouped in threes and GUIDs: ASCII, written as formatted.
+  CRecordLines& Grouped(uint64_t value) {
+    Room(kLongestFormatted);
+    at_ = PutGrouped(at_, value);
+    return *this;
+  }
+  CRecordLines& Guid(const GUID& guid) {
+    Room(kLongestFormatted);
+    at_ = PutGuid(at_, guid);
+    return *this;
+  }
+  // The words of the named bits that are set (ASCII literals).
+  template <size_t N>
+  CRecordLines& Words(uint32_t flags, const FlagWord (&table)[N]) {
+    for (const FlagWord& entry : table)
+      if (flags & entry.Bit) Bytes(entry.Word);
     return *this;
   }
   CRecordLines& End() {
-    out_ += '\n';
+    Room(1);
+    *at_++ = '\n';
     return *this;
   }
 
  private:
   static constexpr size_t kLabelWidth = 18;
+  static constexpr size_t kRoom = 1024;
+
+  void Room(size_t length) {
+    if (static_cast<size_t>(end_ - at_) < length) Grow(length);
+  }
+  // At least `length` more bytes of room past the write position.
+  void Grow(size_t length) {
+    const size_t used = at_ ? static_cast<size_t>(at_ - out_.data()) : out_.size();
+    out_.resize(used + std::max(length, kRoom));
+    at_ = out_.data() + used;
+    end_ = out_.data() + out_.size();
+  }
+
   std::string& out_;
+  char* at_ = nullptr;
+  char* end_ = nullptr;
 };
 
 // The word for a value, or "Unknown (0xNN)" when it has none.
@@ -239,7 +253,7 @@ void PrintVolumeLines(CRecordLines& line, const VOLUME_RECORD& v, const VolumeNa
   line.Label("State:").Bytes(v.State).End();
   PrintWordLine(line, "ReadPolicy:", ReadPolicyTextWord(v.ReadPolicy), v.ReadPolicy);
   line.Label("Minor:").Low32(v.Minor).End();
-  line.Label("PersistentFlags:").Hex(v.PersistentFlags, 8).Words(AppendVolumePersistentWords, v.PersistentFlags).End();
+  line.Label("PersistentFlags:").Hex(v.PersistentFlags, 8).Words(v.PersistentFlags, kVolumeWords).End();
   line.Label("NumPlexes:").Low32(v.NumPlexes).End();
   line.Label("DetachSeqNum:").Unsigned(v.DetachSeqNum).End();
   line.Label("Length:").Grouped(static_cast<uint64_t>(v.Length)).End();
@@ -259,7 +273,7 @@ void PrintVolumeLines(CRecordLines& line, const VOLUME_RECORD& v, const VolumeNa
 void PrintPlexLines(CRecordLines& line, const PLEX_RECORD& p) {
   line.Label("State:").Bytes(p.State).End();
   PrintWordLine(line, "Layout:", PlexLayoutWord(p.Layout), p.Layout);
-  line.Label("PersistentFlags:").Hex(p.PersistentFlags, 8).Words(AppendPlexPersistentWords, p.PersistentFlags).End();
+  line.Label("PersistentFlags:").Hex(p.PersistentFlags, 8).Words(p.PersistentFlags, kPlexWords).End();
   line.Label("SubdiskCount:").Low32(p.SubdiskCount).End();
   line.Label("DetachSequence:").Unsigned(p.DetachSequence).End();
   line.Label("VolumeRecordId:").Low32(p.VolumeRecordId).End();
@@ -272,7 +286,7 @@ void PrintPlexLines(CRecordLines& line, const PLEX_RECORD& p) {
 
 void PrintSubdiskLines(CRecordLines& line, const SUBDISK_RECORD& s) {
   const uint16_t flags = s.RecordFlags();
-  line.Label("PersistentFlags:").Hex(s.PersistentFlags, 8).Words(AppendSubdiskPersistentWords, s.PersistentFlags).End();
+  line.Label("PersistentFlags:").Hex(s.PersistentFlags, 8).Words(s.PersistentFlags, kSubdiskWords).End();
   line.Label("DiskRecordId:").Low32(s.DiskRecordId).End();
   line.Label("DiskOffset:").Grouped(s.DiskOffset).End();
   line.Label("PlexRecordId:").Low32(s.PlexRecordId).End();
@@ -290,7 +304,7 @@ void PrintSubdiskLines(CRecordLines& line, const SUBDISK_RECORD& s) {
 void PrintDiskLines(CRecordLines& line, const DISK_RECORD& d) {
   line.Label("DiskId:").Guid(d.DiskId).End();
   line.Label("LastDiskSetId:").Guid(d.LastDiskSetId).End();
-  line.Label("PersistentFlags:").Hex(d.PersistentFlags, 8).Words(AppendDiskPersistentWords, d.PersistentFlags).End();
+  line.Label("PersistentFlags:").Hex(d.PersistentFlags, 8).Words(d.PersistentFlags, kDiskWords).End();
 }
 
 void PrintPackLines(CRecordLines& line, const PACK_RECORD& p) {
