@@ -115,10 +115,28 @@ namespace {
 // A fragment leaves when its last holder frees it; its entry goes when met.
 class CFragmentPool {
  public:
+  // The hash of the length, the first and last 4 KiB and 64 bytes of every
+  // 4 KiB between: fragments are hundreds of KiB, and whether two with the
+  // same hash are equal is decided by comparing them whole.
+  static size_t SampleHash(std::string_view bytes) {
+    constexpr size_t kEdge = 4096, kStride = 4096, kSample = 64;
+    const std::hash<std::string_view> hash;
+    size_t h = bytes.size();
+    auto mix = [&h](size_t part) { h ^= part + 0x9E3779B97F4A7C15ull + (h << 6) + (h >> 2); };
+    if (bytes.size() <= 2 * kEdge) {
+      mix(hash(bytes));
+      return h;
+    }
+    mix(hash(bytes.substr(0, kEdge)));
+    mix(hash(bytes.substr(bytes.size() - kEdge)));
+    for (size_t at = kEdge; at + kSample <= bytes.size() - kEdge; at += kStride) mix(hash(bytes.substr(at, kSample)));
+    return h;
+  }
+
   // `bytes` is moved into a new fragment, or left as it is when an equal
   // one is alive.
   std::shared_ptr<const std::string> Share(std::string&& bytes) {
-    const size_t hash = std::hash<std::string_view>()(bytes);
+    const size_t hash = SampleHash(bytes);
     std::lock_guard<std::mutex> lock(mutex_);
     auto [begin, end] = pool_.equal_range(hash);
     for (auto it = begin; it != end;) {

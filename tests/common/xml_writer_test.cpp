@@ -195,6 +195,11 @@ TEST(XmlWriter, LargeFragmentsAreSharedAndKeptWholeByACollapse) {
   EXPECT_EQ(first->Fragment(), root.AddFragment(std::string(large))->Fragment());
   EXPECT_NE(root.AddFragment("<Small />")->Fragment(), root.AddFragment("<Small />")->Fragment());
   EXPECT_NE(root.AddFragment(large + "x")->Fragment(), first->Fragment());
+  // As long and alike at both ends, with one byte between that differs:
+  // told apart by the whole bytes, not by their hash.
+  std::string middle = large;
+  middle[middle.size() / 2 + 100] = 's';
+  EXPECT_NE(root.AddFragment(middle)->Fragment(), first->Fragment());
 
   auto build = [&](CKestrandTreeNode& disk) {
     W::SetElementDisplay(&disk, "Disk 0", "13");
