@@ -427,7 +427,7 @@ struct RECORDS_AS_SHOWN {
   MadeWithAnswers<std::string> Text;
   MadeWithAnswers<std::shared_ptr<const std::string>> Xml;
   // Each record's attributes in the Xml bytes, made with them.
-  std::unordered_map<const LDM_RECORD*, ShownAttributesSpan> XmlSpans;
+  std::vector<std::pair<const LDM_RECORD*, ShownAttributesSpan>> XmlSpans;
   ~RECORDS_AS_SHOWN();
 };
 
@@ -610,6 +610,7 @@ uint32_t AddRecordsToReport(const CONFIG_WRAPPER& config, CKestrandTreeNode* par
         std::string bytes;
         bytes.reserve(header.GroupList.size() * kShownBytesPerRecord);
         shown.XmlSpans.clear();
+        shown.XmlSpans.reserve(header.GroupList.size());
         const VolumeNameAnswer* const first = next;
         for (const auto& group : header.GroupList) {
           const RECORD_ENTRY* entry = ShownEntry(group);
@@ -620,7 +621,7 @@ uint32_t AddRecordsToReport(const CONFIG_WRAPPER& config, CKestrandTreeNode* par
           // Only a record whose group and entry are these shows the
           // attributes the virtual structure would give it.
           if (entry->Record->Group == group.get() && entry->Record->Entry == entry)
-            shown.XmlSpans.emplace(entry->Record.get(), span);
+            shown.XmlSpans.emplace_back(entry->Record.get(), span);
         }
         made = bytes.empty() ? nullptr : ShareFragment(std::move(bytes));
         if (!made) shown.XmlSpans.clear();
@@ -645,12 +646,17 @@ void CShownRecordAttributes::Add(const CONFIG_HEADER& header) {
   for (const auto& made : made_)
     if (made->Source == shown) return;
   made_.push_back(std::make_unique<Made>(Made{shown, shown->Xml.Bytes, shown->Xml.Answers}));
-  for (const auto& [record, span] : shown->XmlSpans) places_.emplace(record, Place{made_.back().get(), span});
+  places_.reserve(places_.size() + shown->XmlSpans.size());
+  for (const auto& [record, span] : shown->XmlSpans) places_.push_back({record, Place{made_.back().get(), span}});
+  // Sorted by record for the search; a record taken in twice keeps its
+  // first place, as a map would.
+  std::stable_sort(places_.begin(), places_.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
 }
 
 std::string_view CShownRecordAttributes::Find(const LDM_RECORD& record, const VolumeNameAnswer& answer) const {
-  const auto found = places_.find(&record);
-  if (found == places_.end()) return {};
+  const auto found = std::lower_bound(places_.begin(), places_.end(), &record,
+                                      [](const auto& place, const LDM_RECORD* key) { return place.first < key; });
+  if (found == places_.end() || found->first != &record) return {};
   const Made& made = *found->second.From;
   const ShownAttributesSpan& span = found->second.Span;
   const bool sameAnswer = span.Answer == ShownAttributesSpan::kNoAnswer

@@ -9,7 +9,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <unordered_map>
+#include <utility>
 #include <vector>
 
 namespace kestrand {
@@ -77,7 +77,7 @@ class CShownRecordAttributes {
     ShownAttributesSpan Span;
   };
   std::vector<std::unique_ptr<Made>> made_;
-  std::unordered_map<const LDM_RECORD*, Place> places_;
+  std::vector<std::pair<const LDM_RECORD*, Place>> places_;  // sorted by record
 };
 
 }  // namespace kestrand
