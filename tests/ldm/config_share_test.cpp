@@ -111,6 +111,20 @@ TEST(ConfigSharing, ASharedHeaderShowsItsRecordsOnceWhileTheHostNamesTheVolumesA
     EXPECT_NE(renamed.find("Dg0\\Volume7"), std::string::npos);
     platform.DynamicVolumes.clear();
     EXPECT_EQ(records(3).find("HarddiskDmVolumes"), std::string::npos);
+    // A name longer than the room a record's lines take ahead: whole, and
+    // the lines after it in place.
+    const std::u16string longName = u"\\Device\\" + std::u16string(3000, u'n');
+    platform.DynamicVolumes = {{VolumeFields().VolumeGuid, longName}};
+    std::string withLongName = records(3);
+    const std::string longNarrow = "\\Device\\" + std::string(3000, 'n');
+    size_t replaced = 0;
+    for (size_t at = withLongName.find(longNarrow); at != std::string::npos; at = withLongName.find(longNarrow, at)) {
+      withLongName.replace(at, longNarrow.size(), "\\Device\\HarddiskDmVolumes\\Dg0\\Volume1");
+      ++replaced;
+    }
+    EXPECT_GT(replaced, 0u);
+    EXPECT_EQ(withLongName, first);
+    platform.DynamicVolumes.clear();
   }
 }
 

@@ -259,6 +259,39 @@ TEST(MountInfoTest, EscapesThatAreNotThreeOctalDigitsStay) {
   EXPECT_EQ(DecodeMountField("\\303\\251\\0401\\377"), "\xC3\xA9 1\xFF");
 }
 
+// The mapper folder is read again only when it may have changed: when it is
+// another folder, or its change time moved, or its last change came too
+// close to the last reading for its time stamp to tell a later one apart.
+TEST(MountInfoTest, MapperFolderIsReadAgainWhenItMayHaveChanged) {
+  TempTree tree;
+  tree.Write("mapper/control", "");
+  // Change times of this test's folders come in nanoseconds: a step of none.
+  CMapperFolder folder(tree.File("mapper"), 0);
+  auto settle = [] { std::this_thread::sleep_for(std::chrono::milliseconds(30)); };  // past a clock tick
+  settle();
+  EXPECT_FALSE(folder.AnyDevice());
+  EXPECT_FALSE(folder.AnyDevice());
+  EXPECT_EQ(folder.Readings(), 1u);  // unchanged: the answer of the reading
+  tree.Write("mapper/vg-root", "");
+  EXPECT_TRUE(folder.AnyDevice());
+  EXPECT_EQ(folder.Readings(), 2u);
+  settle();
+  EXPECT_TRUE(folder.AnyDevice());  // changed in the tick of the last reading: read again
+  EXPECT_TRUE(folder.AnyDevice());
+  EXPECT_EQ(folder.Readings(), 3u);
+  std::filesystem::rename(tree.File("mapper"), tree.File("mapper.old"));
+  tree.Write("mapper/control", "");
+  EXPECT_FALSE(folder.AnyDevice());  // another folder
+  EXPECT_EQ(folder.Readings(), 4u);
+  std::filesystem::remove_all(tree.File("mapper"));
+  EXPECT_FALSE(folder.AnyDevice());
+  // With the file systems' coarsest step, a folder changed just now is read at every ask.
+  CMapperFolder coarse(tree.File("mapper.old"));
+  EXPECT_TRUE(coarse.AnyDevice());
+  EXPECT_TRUE(coarse.AnyDevice());
+  EXPECT_EQ(coarse.Readings(), 2u);
+}
+
 // Volumes group mounts by block source, in table order; dynamic volumes are
 // named by the device mapper.
 TEST(MountInfoTest, VolumesAndDynamicVolumeNames) {
@@ -310,8 +343,8 @@ TEST(MountInfoTest, VolumesAndDynamicVolumeNames) {
   tree.Write("dev/mapper/vg-root", "");
   EXPECT_EQ(platform.QueryDynamicVolumeName(volume, name), 0u);
   EXPECT_EQ(name, Utf8ToUtf16(tree.File("dev") + "/mapper/ldm_vol_Red-nzv8x6obywgDg0_Volume-One"));
-  // The folder stays open (and watched) between asks; each ask still sees
-  // it as it is now, also after it was removed and made anew.
+  // Each ask sees the folder as it is now, also after it was removed and
+  // made anew.
   std::filesystem::remove(tree.File("dev/mapper/vg-root"));
   EXPECT_EQ(platform.QueryDynamicVolumeName(volume, name), ERROR_FILE_NOT_FOUND_CODE);
   std::filesystem::remove_all(tree.File("dev/mapper"));

@@ -2,11 +2,10 @@
 // Linux LDM tools set up for it, found by the volume GUID in its uuid.
 #include <dirent.h>
 #include <fcntl.h>
-#include <sys/inotify.h>
 #include <sys/stat.h>
+#include <time.h>
 #include <unistd.h>
 
-#include <cerrno>
 
 #include <algorithm>
 #include <cstddef>
@@ -50,93 +49,59 @@ bool IsLdmVolumeUuid(const std::string& uuid, const std::string& guidText) {
   return uuid[guidStart - 1] == '-' && EqualsIgnoringCase(uuid.substr(guidStart), guidText);
 }
 
-CMapperFolder::~CMapperFolder() { Release(); }
+namespace {
 
-void CMapperFolder::Release() {
-  if (watch_ >= 0) close(watch_);
+// Seconds beyond the year 2255 either way are held there, so that the
+// nanoseconds and the step added to them stay within 64 bits.
+int64_t Nanoseconds(const timespec& time) {
+  constexpr int64_t kFarSeconds = 9'000'000'000;
+  const int64_t seconds = std::clamp<int64_t>(time.tv_sec, -kFarSeconds, kFarSeconds);
+  return seconds * int64_t{1'000'000'000} + std::clamp<int64_t>(time.tv_nsec, 0, 999'999'999);
+}
+
+}  // namespace
+
+CMapperFolder::~CMapperFolder() {
   if (fd_ >= 0) close(fd_);
-  watch_ = fd_ = -1;
-  listed_ = false;
-}
-
-long CMapperFolder::ReadEntries(char* buffer, size_t size) {
-  if (fd_ < 0) fd_ = open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (fd_ < 0) return -1;
-  if (lseek(fd_, 0, SEEK_SET) == 0) return getdents64(fd_, buffer, size);
-  return -1;
-}
-
-void CMapperFolder::Watch() {
-  watch_ = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
-  if (watch_ < 0) return;
-  constexpr uint32_t kChanges = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_DELETE_SELF | IN_MOVE_SELF |
-                                IN_ONLYDIR;
-  // The watch goes by path: it counts only when the path still leads to the
-  // folder held open.
-  struct stat held {}, named {};
-  if (inotify_add_watch(watch_, path_.c_str(), kChanges) < 0 || fstat(fd_, &held) != 0 ||
-      stat(path_.c_str(), &named) != 0 || held.st_dev != named.st_dev || held.st_ino != named.st_ino) {
-    close(watch_);
-    watch_ = -1;
-  }
-}
-
-bool CMapperFolder::MayHaveChanged() {
-  alignas(inotify_event) char events[4096];
-  bool changed = false;
-  for (;;) {
-    const ssize_t filled = read(watch_, events, sizeof events);
-    if (filled < 0 && errno == EAGAIN) return changed;
-    if (filled <= 0) break;  // a failed watch proves nothing
-    changed = true;
-    for (ssize_t at = 0; at + static_cast<ssize_t>(sizeof(inotify_event)) <= filled;) {
-      inotify_event event;
-      std::memcpy(&event, events + at, sizeof event);
-      if (event.mask & (IN_DELETE_SELF | IN_MOVE_SELF | IN_IGNORED | IN_UNMOUNT | IN_Q_OVERFLOW)) {
-        Release();
-        return true;
-      }
-      at += static_cast<ssize_t>(sizeof(inotify_event) + event.len);
-    }
-  }
-  Release();
-  return true;
 }
 
 bool CMapperFolder::AnyDevice() {
-  if (listed_ && !MayHaveChanged()) return anyDevice_;
-  listed_ = false;
-  anyDevice_ = ListAnyDevice();
-  // Watched from now on when the folder could be read; the watch was set up
-  // before the listing whose answer it keeps.
-  listed_ = watch_ >= 0 && fd_ >= 0;
-  return anyDevice_;
+  timespec clock{};
+  // Read before the folder is looked at: a change after this moment stamps
+  // the folder with this time or a later one (less the file system's step).
+  clock_gettime(CLOCK_REALTIME_COARSE, &clock);
+  struct stat now {};
+  if (fd_ >= 0 && fstat(fd_, &now) == 0 && now.st_nlink > 0 && Nanoseconds(now.st_ctim) == changed_ &&
+      changed_ + stampStep_ < readAt_)
+    return anyDevice_;
+  return Read(Nanoseconds(clock));
 }
 
 // One read of the entries is enough: the kernel fills the buffer while
 // entries remain, and a buffer that fills holds far more entries than ".",
 // ".." and "control".
-bool CMapperFolder::ListAnyDevice() {
+bool CMapperFolder::Read(int64_t clock) {
   constexpr size_t kNameAt = offsetof(dirent64, d_name);
   alignas(dirent64) char buffer[8192];
-  if (fd_ < 0) {
-    fd_ = open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (fd_ >= 0) Watch();
+  ++readings_;
+  if (fd_ >= 0) close(fd_);
+  anyDevice_ = false;
+  fd_ = open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  struct stat opened {};
+  const long filled = fd_ >= 0 && fstat(fd_, &opened) == 0 ? getdents64(fd_, buffer, sizeof buffer) : -1;
+  if (filled < 0) {
+    if (fd_ >= 0) close(fd_);
+    fd_ = -1;
+    return false;
   }
-  long filled = ReadEntries(buffer, sizeof buffer);
-  if (filled < 0 && fd_ >= 0) {
-    // The folder held open is gone (removed, perhaps made anew): open it again.
-    Release();
-    fd_ = open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (fd_ >= 0) Watch();
-    filled = ReadEntries(buffer, sizeof buffer);
-  }
+  changed_ = Nanoseconds(opened.st_ctim);
+  readAt_ = clock;
   for (size_t at = 0; filled > 0 && at + kNameAt < static_cast<size_t>(filled);) {
     unsigned short length = 0;
     std::memcpy(&length, buffer + at + offsetof(dirent64, d_reclen), sizeof length);
     if (length <= kNameAt || at + length > static_cast<size_t>(filled)) break;
     const std::string_view name(buffer + at + kNameAt, strnlen(buffer + at + kNameAt, length - kNameAt));
-    if (name != "." && name != ".." && name != "control") return true;
+    if (name != "." && name != ".." && name != "control") return anyDevice_ = true;
     at += length;
   }
   return false;

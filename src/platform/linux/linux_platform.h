@@ -34,41 +34,45 @@ struct ListedDisk {
   std::string InstanceId;  // sysfs device path, e.g. "devices/pci0000:00/0000:00:1f.2/.../block/sda"
 };
 
-// <dev>/mapper, held open from the first ask to the platform's end (the
-// reports ask once per volume record, thousands of times on a pack of many
-// disks). Every ask sees the folder as it is at that moment: it is watched
-// (inotify) from before it is listed, so an ask that finds no event since
-// the last listing knows the entries are still those, with one system call;
-// any event, a folder that went, or a watch that cannot be set up, and the
-// folder is read again from the start.
+// <dev>/mapper as each ask finds it (the reports ask once per volume record,
+// thousands of times on a pack of many disks). The folder of the last
+// reading is held open, and an ask first looks at its change time (fstat,
+// which walks no path); it is read again (opened anew by its path, one
+// getdents64) unless it is unchanged since that reading and its last change
+// lies more than one time stamp step before the reading began. Any change
+// after a reading began stamps the folder with a later change time, from the
+// same clock: a new or removed entry, and the folder itself being renamed or
+// removed. (A file system mounted over the path goes unseen, as it would by
+// any handle held open.)
 class CMapperFolder {
  public:
-  explicit CMapperFolder(std::string path) : path_(std::move(path)) {}
+  static constexpr int64_t kStampStep = 2'000'000'000;  // nanoseconds
+  // `stampStep`: the coarsest step of change times the folder's file system
+  // may have (tests, whose folders are new, pass a smaller one).
+  explicit CMapperFolder(std::string path, int64_t stampStep = kStampStep)
+      : path_(std::move(path)), stampStep_(stampStep) {}
   ~CMapperFolder();
   CMapperFolder(const CMapperFolder&) = delete;
   CMapperFolder& operator=(const CMapperFolder&) = delete;
 
   // Whether the folder holds anything but its control node now. A folder
-  // that cannot be opened holds nothing; it is tried again at the next ask.
+  // that cannot be read holds nothing; it is looked at again at the next ask.
   bool AnyDevice();
+  // How many times the folder was read.
+  uint64_t Readings() const { return readings_; }
 
  private:
-  // The entries from the start into `buffer`: the bytes filled, or -1.
-  long ReadEntries(char* buffer, size_t size);
-  // Reads the folder's entries now.
-  bool ListAnyDevice();
-  // Whether the folder may have changed since it was last listed; the
-  // events are used up. A folder that went is let go, to be opened anew.
-  bool MayHaveChanged();
-  // Watches the folder held open, when it is still the one at its path.
-  void Watch();
-  void Release();
+  // Opens the folder by its path and reads its entries now; false also when
+  // it cannot be read (nothing is held then).
+  bool Read(int64_t clock);
 
   std::string path_;
-  int fd_ = -1;
-  int watch_ = -1;  // the inotify instance, or -1 when the folder is not watched
-  bool listed_ = false;  // under the watch; anyDevice_ then holds the answer
+  int64_t stampStep_;
+  int fd_ = -1;          // the folder of the last reading, when it could be read
   bool anyDevice_ = false;
+  int64_t changed_ = 0;  // its change time at that reading, in nanoseconds
+  int64_t readAt_ = 0;   // the clock when that reading began
+  uint64_t readings_ = 0;
 };
 
 class CLinuxPlatform : public CPlatform {
