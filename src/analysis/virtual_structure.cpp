@@ -145,32 +145,15 @@ uint32_t AddShown(VirtualStructureWalk& walk, const CKestrandTreeNode* target) {
   return walk.Holder->AddReference(target) ? 0 : ERROR_NOT_ENOUGH_MEMORY_CODE;
 }
 
-// A Records element whose start tag is written up to its attributes: the
-// first child ends the tag, and Close writes the end tag, or ends an
-// element without children at once.
-class COpenElement {
- public:
-  explicit COpenElement(std::string& bytes) : bytes_(bytes) {}
-  void BeforeChild() {
-    if (childless_) bytes_ += '>';
-    childless_ = false;
-  }
-  void Close() { bytes_ += childless_ ? " />" : "</Records>"; }
-
- private:
-  std::string& bytes_;
-  bool childless_ = true;
-};
-
 // The physical disk's own branch (without tests), or MissingDisk.
-uint32_t AddPhysicalDisk(VirtualStructureWalk& walk, COpenElement& element, const RECORD_TREE_NODE& node) {
+uint32_t AddPhysicalDisk(VirtualStructureWalk& walk, CElementBytes& element, const RECORD_TREE_NODE& node) {
   const auto* record = RecordAs<DISK_RECORD>(node.Record);
   CDisk* disk = record ? PhysicalDiskOf(*record, walk.ReadyDisks) : nullptr;
   if (disk) {
     if (walk.Shown) {
       auto shown = walk.Shown->find(disk);
       if (shown != walk.Shown->end()) {
-        element.BeforeChild();
+        element.Children();
         return AddShown(walk, shown->second);
       }
     }
@@ -183,35 +166,35 @@ uint32_t AddPhysicalDisk(VirtualStructureWalk& walk, COpenElement& element, cons
       branch = built;
     }
     for (const CKestrandTreeNode* child = branch->FirstChild(); child; child = child->NextSibling()) {
-      element.BeforeChild();
+      element.Children();
       const uint32_t code = AddShown(walk, child);
       if (code != 0) return code;
     }
     return 0;
   }
-  element.BeforeChild();
-  walk.Pending += "<MissingDisk";
-  CAttributeAdder(&walk.Pending).Display("Missing", "4");
-  walk.Pending += " />";
+  element.Children();
+  CElementBytes missing(walk.Pending, "MissingDisk");
+  missing.Add().Display("Missing", "4");
+  missing.End();
   return 0;
 }
 
 // Siblings in a loop; the recursion only goes down the five levels.
-uint32_t AddRecordElements(VirtualStructureWalk& walk, COpenElement* parent, RECORD_TREE_NODE* node) {
+// The bytes go to walk.Pending, which AddShown empties between the
+// references; the elements keep writing to it.
+uint32_t AddRecordElements(VirtualStructureWalk& walk, CElementBytes* parent, RECORD_TREE_NODE* node) {
   for (; node; node = node->NextSibling) {
     if (!node->Record) continue;
-    if (parent) parent->BeforeChild();
-    walk.Pending += "<Records";
-    CAttributeAdder add(&walk.Pending);
-    AddAttributes(walk, add, *node);
-    COpenElement element(walk.Pending);
+    if (parent) parent->Children();
+    CElementBytes element(walk.Pending, "Records");
+    AddAttributes(walk, element.Add(), *node);
     if (node->RecordType == RECORD_TYPE_DISK) {
       const uint32_t code = AddPhysicalDisk(walk, element, *node);
       if (code != 0) return code;
     }
     const uint32_t code = AddRecordElements(walk, &element, node->FirstChild);
     if (code != 0) return code;
-    element.Close();
+    element.End();
   }
   return 0;
 }
