@@ -124,10 +124,7 @@ void AppendPut(std::string& out, char* (*put)(char*, Value), Value value) {
 void AppendDecimal(std::string& out, uint64_t value) { AppendPut(out, PutDecimal, value); }
 void AppendGrouped(std::string& out, uint64_t value) { AppendPut(out, PutGrouped, value); }
 void AppendHex8(std::string& out, uint32_t value) { AppendPut(out, PutHex8, value); }
-void AppendGuid(std::string& out, const GUID& guid) {
-  char text[kLongestFormatted];
-  out.append(text, static_cast<size_t>(PutGuid(text, guid) - text));
-}
+void AppendGuid(std::string& out, const GUID& guid) { AppendPut<const GUID&>(out, PutGuid, guid); }
 
 int32_t CopyBounded(char16_t* dest, size_t sizeInChars, std::u16string_view source) {
   return CopyUnits(dest, sizeInChars, source);

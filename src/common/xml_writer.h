@@ -356,4 +356,13 @@ inline uint32_t AddElementBytes(CKestrandTreeNode* parent, std::string&& bytes) 
   return parent->AddFragment(ShareFragment(std::move(bytes))) ? 0 : ERROR_NOT_ENOUGH_MEMORY_CODE;
 }
 
+// Ends `element`, written into `bytes`, and adds it under `parent` as far as
+// it got, as a node would stand in the tree: the code of adding it, else
+// that of the first attribute that failed, else 0.
+inline uint32_t AddEndedElement(CKestrandTreeNode* parent, CElementBytes& element, std::string&& bytes) {
+  const uint32_t attributes = element.End();
+  const uint32_t added = AddElementBytes(parent, std::move(bytes));
+  return added != 0 ? added : attributes;
+}
+
 }  // namespace kestrand

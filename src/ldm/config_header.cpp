@@ -467,15 +467,15 @@ std::shared_ptr<const std::string> BlockElements(const CONFIG_HEADER& header) {
     if (entry.FragmentSize > kLargestListedFragment) continue;
     std::string caption = "Block ";
     AppendDecimal(caption, i + 1);
-    bytes += "<Block";
-    CAttributeAdder add(&bytes);
+    CElementBytes block(bytes, "Block");
+    CAttributeAdder& add = block.Add();
     add.Display(caption.c_str(), "3");
     add.Number("NextBlockNumber", entry.NextBlock);
     add.Flags("TransFlags", entry.Flag);
     add.Number("BlockNumber", i);
     add.Number("Offset", entry.RecordOffset);
     add.Number("FragmentSize", entry.FragmentSize);
-    bytes += " />";
+    block.End();
   }
   return bytes.empty() ? nullptr : ShareFragment(std::move(bytes));
 }
@@ -545,10 +545,8 @@ uint32_t CONFIG_WRAPPER::AddToReport(CKestrandTreeNode* node) const {
   add.Flags("Flags", h.Flags);
   AddCountAttributes(add, "Active", h.ActiveSequence, h.ActiveCounts);
   AddCountAttributes(add, "Pending", h.PendingSequence, h.PendingCounts);
-  const uint32_t attributes = element.End();
   return CFirstCode()
-      .Then([&] { return AddElementBytes(node, std::move(bytes)); })
-      .Keep(attributes)
+      .Then([&] { return AddEndedElement(node, element, std::move(bytes)); })
       .Then([&] { return AddBlockList(node, h); })
       .Then([&] { return AddRecordsToReport(*this, node); })
       .Code();

@@ -138,11 +138,10 @@ uint32_t PRIVATE_HEADER_WRAPPER::AddToReport(CKestrandTreeNode* node) const {
   CElementBytes element(bytes, "PrivateHeader");
   CAttributeAdder& add = element.Add();
   add.Display((std::string("Private Header ") + Name).c_str(), ReadStatus < 0 ? "4" : "3");
-  // Adds the element as far as it got; the first failure: adding it, an
-  // attribute, then `code`.
+  // Adds the element as far as it got; its own failure comes before `code`.
   auto done = [&](uint32_t code) {
-    const uint32_t attributes = element.End();
-    return CFirstCode().Then([&] { return AddElementBytes(node, std::move(bytes)); }).Keep(attributes).Keep(code).Code();
+    const uint32_t added = AddEndedElement(node, element, std::move(bytes));
+    return added != 0 ? added : code;
   };
   if (ReadStatus < 0) {
     // The status as the error report shows it: unsigned 32-bit.

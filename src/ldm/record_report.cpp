@@ -8,7 +8,6 @@
 #include <cstring>
 #include <memory>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
 #include "common/formatters.h"
@@ -420,10 +419,9 @@ struct MadeWithAnswers {
 }  // namespace
 
 struct RECORDS_AS_SHOWN {
-  // The header's shown volume records, listed at the first section: the
-  // decoded header does not change, so neither does the list.
+  // The header's shown volume records, listed when the first section is
+  // made: the decoded header does not change, so neither does the list.
   std::vector<const VOLUME_RECORD*> Volumes;
-  bool VolumesListed = false;
   MadeWithAnswers<std::string> Text;
   MadeWithAnswers<std::shared_ptr<const std::string>> Xml;
   // Each record's attributes in the Xml bytes, made with them.
@@ -438,13 +436,11 @@ namespace {
 thread_local RECORDS_AS_SHOWN* keptText = nullptr;
 
 RECORDS_AS_SHOWN& ShownOf(CONFIG_HEADER& header) {
-  if (!header.Shown) header.Shown = std::make_shared<RECORDS_AS_SHOWN>();
-  RECORDS_AS_SHOWN& shown = *header.Shown;
-  if (!shown.VolumesListed) {
-    shown.Volumes = ShownVolumes(header);
-    shown.VolumesListed = true;
+  if (!header.Shown) {
+    header.Shown = std::make_shared<RECORDS_AS_SHOWN>();
+    header.Shown->Volumes = ShownVolumes(header);
   }
-  return shown;
+  return *header.Shown;
 }
 
 }  // namespace
@@ -575,8 +571,8 @@ ShownAttributesSpan AppendRecord(std::string& bytes, const VBLK_GROUP& group, co
   char* end = std::to_chars(caption + 7, caption + 28, group.GroupNumber).ptr;
   *end++ = ' ';
   std::memcpy(end, typeWord, std::strlen(typeWord) + 1);  // the longest word is "Subdisk"
-  bytes += "<Record";
-  CAttributeAdder add(&bytes);
+  CElementBytes element(bytes, "Record");
+  CAttributeAdder& add = element.Add();
   add.Display(caption, "3");
   ShownAttributesSpan span;
   span.Offset = bytes.size();
@@ -591,7 +587,7 @@ ShownAttributesSpan AppendRecord(std::string& bytes, const VBLK_GROUP& group, co
   add.Number("UpdateSequence", record.UpdateSequence);
   TypeAttributes(add, record, answers);
   span.Length = bytes.size() - span.Offset;
-  bytes += " />";
+  element.End();
   return span;
 }
 

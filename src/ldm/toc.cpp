@@ -148,9 +148,9 @@ uint32_t TOC_WRAPPER::AddToReport(CKestrandTreeNode* node) const {
     add.Text("CopyFlag", CopyFlagWord(region.Flags));
     code = entry.End();
   }
-  element.End();
-  const uint32_t added = AddElementBytes(node, std::move(bytes));
-  return code != 0 ? code : added;
+  // The element and its own attributes fail before its children.
+  const uint32_t added = AddEndedElement(node, element, std::move(bytes));
+  return added != 0 ? added : code;
 }
 
 }  // namespace kestrand

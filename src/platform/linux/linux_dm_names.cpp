@@ -6,7 +6,6 @@
 #include <time.h>
 #include <unistd.h>
 
-
 #include <algorithm>
 #include <cstddef>
 #include <cstdio>
@@ -31,6 +30,14 @@ bool EqualsIgnoringCase(const std::string& a, const std::string& b) {
          });
 }
 
+// Seconds beyond the year 2255 either way are held there, so that the
+// nanoseconds and the step added to them stay within 64 bits.
+int64_t Nanoseconds(const timespec& time) {
+  constexpr int64_t kFarSeconds = 9'000'000'000;
+  const int64_t seconds = std::clamp<int64_t>(time.tv_sec, -kFarSeconds, kFarSeconds);
+  return seconds * int64_t{1'000'000'000} + std::clamp<int64_t>(time.tv_nsec, 0, 999'999'999);
+}
+
 }  // namespace
 
 std::string GuidToLowerText(const GUID& g) {
@@ -48,18 +55,6 @@ bool IsLdmVolumeUuid(const std::string& uuid, const std::string& guidText) {
   const size_t guidStart = uuid.size() - kGuidTextLength;
   return uuid[guidStart - 1] == '-' && EqualsIgnoringCase(uuid.substr(guidStart), guidText);
 }
-
-namespace {
-
-// Seconds beyond the year 2255 either way are held there, so that the
-// nanoseconds and the step added to them stay within 64 bits.
-int64_t Nanoseconds(const timespec& time) {
-  constexpr int64_t kFarSeconds = 9'000'000'000;
-  const int64_t seconds = std::clamp<int64_t>(time.tv_sec, -kFarSeconds, kFarSeconds);
-  return seconds * int64_t{1'000'000'000} + std::clamp<int64_t>(time.tv_nsec, 0, 999'999'999);
-}
-
-}  // namespace
 
 CMapperFolder::~CMapperFolder() {
   if (fd_ >= 0) close(fd_);
